@@ -1,0 +1,17 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#ifdef NQ_TEST_WITH_QT
+#include <QApplication>
+#endif
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+#ifdef NQ_TEST_WITH_QT
+    // Headless whatever the caller's environment: tests never need a display.
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    QApplication app(argc, argv);
+#endif
+    return RUN_ALL_TESTS();
+}
