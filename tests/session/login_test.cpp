@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "session/digest.h"
@@ -275,6 +276,42 @@ TEST(Login, LogoutSendsTheQuitFrameAtOnce) {
     EXPECT_FALSE(s.exitAllowed) << "after a logout the close button still hides";
     s.unload();
     EXPECT_TRUE(h.nothingAt(h.chat)) << "exit while logged out sends nothing";
+}
+
+}  // namespace
+}  // namespace nq::test
+
+namespace nq::test {
+namespace {
+
+void writeRaw(const std::string& path, const Bytes& bytes) {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    std::fclose(f);
+}
+
+TEST(Login, JunkSettingsFilesFallBackToDefaults) {
+    SessionHarness h("127.0.0.29");
+    Bytes junk;
+    uint32_t x = 99;
+    for (int i = 0; i < 4000; ++i) {
+        x = x * 1664525 + 1013904223;
+        junk.push_back(static_cast<char>(x >> 24));
+    }
+    // Junk all round, with one readable Server line so that the login stays on this test's address.
+    writeRaw(h.home + "/Sys.ini", junk + "\r\n[Setting]\r\nServer=" + h.ip + "\r\n" + junk);
+    writeRaw(h.home + "/User.ini", junk);
+    CIniFile::dropCache();
+    h.session->restoreLoginPanel("");
+    EXPECT_FALSE(h.session->waitDispatcher);
+    EXPECT_FALSE(h.view.rememberChecked);
+
+    h.view.name = "alice";
+    h.view.password = "secret";
+    h.session->comLoginClick();
+    h.tick();
+    const auto f = h.expect(h.dispatcher);
+    EXPECT_EQ(f.header.code, 256) << "no readable Ver: 1.0";
 }
 
 }  // namespace
