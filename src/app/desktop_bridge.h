@@ -1,0 +1,30 @@
+#pragma once
+// The desktop services that the main window uses at load, on its menus and at unload, behind
+// one narrow interface so that tests can see whether the window went topmost or the tray
+// icon came and went, which offscreen platforms cannot show.
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "desktop/tray.h"
+
+class QWidget;
+
+namespace nq::app {
+
+class MainformDesktop {
+public:
+    virtual ~MainformDesktop() = default;
+    virtual void trayAdd(QWidget* window, const std::string& tip) = 0;
+    virtual void trayRemove() = 0;
+    virtual void onTrayClick(std::function<void(TrayClick)> handler) = 0;
+    virtual void setTopMost(QWidget* window, bool enable) = 0;
+    // The TransValue text of User.ini as stored ("1,205,"); applied only when its flag is 1.
+    virtual void applyStoredTransparency(QWidget* window, const std::string& transValue) = 0;
+};
+
+// The real one, over the desktop library's tray and window services.
+std::unique_ptr<MainformDesktop> makeQtMainformDesktop();
+
+}  // namespace nq::app

@@ -1,0 +1,81 @@
+#include "app/header_band.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLinearGradient>
+#include <QMenuBar>
+#include <QPainter>
+#include <QVBoxLayout>
+
+#include "app/app_icon.h"
+
+namespace nq::app {
+namespace {
+
+constexpr int kIconPx = 44;
+
+constexpr const char* kMenuStyle = R"(
+QMenuBar { background: transparent; color: #ffffff; border: none; }
+QMenuBar::item { background: transparent; padding: 3px 8px; border-radius: 3px; }
+QMenuBar::item:selected { background: rgba(255, 255, 255, 50); }
+QMenuBar::item:pressed { background: rgba(255, 255, 255, 80); }
+QMenuBar::item:disabled { color: rgba(255, 255, 255, 120); }
+)";
+
+}  // namespace
+
+HeaderBand::HeaderBand(QWidget* parent) : QWidget(parent) {
+    setObjectName("TopFrame");
+
+    menuBar_ = new QMenuBar(this);
+    menuBar_->setObjectName("menuBar");
+    menuBar_->setNativeMenuBar(false);
+    menuBar_->setStyleSheet(kMenuStyle);
+
+    auto* icon = new QLabel(this);
+    icon->setPixmap(paintBrandMark(kIconPx));
+    icon->setFixedSize(kIconPx, kIconPx);
+
+    auto* name = new QLabel("珀岚聊天", this);
+    name->setObjectName("productName");
+    QFont big = name->font();
+    big.setPointSizeF(big.pointSizeF() * 1.6);
+    big.setBold(true);
+    name->setFont(big);
+    name->setStyleSheet("color: #ffffff;");
+
+    subtitle_ = new QLabel(this);
+    subtitle_->setObjectName("subtitle");
+    subtitle_->setStyleSheet("color: rgba(255, 255, 255, 200);");
+
+    auto* titles = new QVBoxLayout;
+    titles->setSpacing(2);
+    titles->addStretch();
+    titles->addWidget(name);
+    titles->addWidget(subtitle_);
+    titles->addStretch();
+
+    auto* brand = new QHBoxLayout;
+    brand->setContentsMargins(18, 6, 18, 16);
+    brand->setSpacing(12);
+    brand->addWidget(icon);
+    brand->addLayout(titles, 1);
+
+    auto* col = new QVBoxLayout(this);
+    col->setContentsMargins(6, 4, 6, 0);
+    col->setSpacing(0);
+    col->addWidget(menuBar_);
+    col->addLayout(brand);
+}
+
+void HeaderBand::setSubtitle(const QString& text) { subtitle_->setText(text); }
+
+void HeaderBand::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    QLinearGradient g(0, 0, width(), height());
+    g.setColorAt(0, QColor(0x2f, 0x80, 0xed));
+    g.setColorAt(1, QColor(0x1a, 0x5f, 0xc8));
+    p.fillRect(rect(), g);
+}
+
+}  // namespace nq::app

@@ -1,0 +1,30 @@
+#pragma once
+// The band across the top of the main window: the menu row, the program's icon and name.
+// QMainWindow takes it as its menu widget, so the menus sit on the band's colour instead of a
+// grey bar of their own.
+
+#include <QWidget>
+
+class QLabel;
+class QMenuBar;
+
+namespace nq::app {
+
+class HeaderBand : public QWidget {
+    Q_OBJECT
+public:
+    explicit HeaderBand(QWidget* parent = nullptr);
+
+    QMenuBar* menuBar() const { return menuBar_; }
+    // The line under the name: a greeting before login, the user's nick after.
+    void setSubtitle(const QString& text);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QMenuBar* menuBar_;
+    QLabel* subtitle_;
+};
+
+}  // namespace nq::app

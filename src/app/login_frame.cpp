@@ -1,0 +1,156 @@
+#include "app/login_frame.h"
+
+#include "app/app_icon.h"
+
+#include <QCheckBox>
+#include <QFocusEvent>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace nq::app {
+namespace {
+
+// Greys and blues of the window; one place so that the frames agree.
+constexpr const char* kStyle = R"(
+#loginFrame { background: #ffffff; }
+#loginFrame QLabel#fieldLabel { color: #5a6270; }
+#loginFrame QLineEdit {
+    border: 1px solid #c9d1dc; border-radius: 4px; padding: 5px 8px; background: #ffffff;
+    selection-background-color: #2f80ed;
+}
+#loginFrame QLineEdit:focus { border-color: #2f80ed; }
+#loginFrame QLineEdit:disabled { background: #f2f4f7; color: #9aa2ad; }
+#loginFrame QCheckBox { color: #3c4350; }
+QPushButton#com_login {
+    background: #2f80ed; color: white; border: none; border-radius: 4px; padding: 7px 0; font-weight: bold;
+}
+QPushButton#com_login:hover { background: #2a72d4; }
+QPushButton#com_login:pressed { background: #225fb2; }
+QPushButton#com_login:disabled { background: #a9c8f2; }
+QPushButton#com_cancle {
+    background: #ffffff; color: #3c4350; border: 1px solid #c9d1dc; border-radius: 4px; padding: 6px 0;
+}
+QPushButton#com_cancle:hover { border-color: #2f80ed; color: #2f80ed; }
+QPushButton#com_cancle:disabled { color: #b4bac3; border-color: #e1e5ea; }
+)";
+
+constexpr int kAvatarPx = 84;
+
+QLabel* fieldLabel(const QString& text, QWidget* parent) {
+    auto* l = new QLabel(text, parent);
+    l->setObjectName("fieldLabel");
+    return l;
+}
+
+}  // namespace
+
+PasswordBox::PasswordBox(QWidget* parent) : QLineEdit(parent) {
+    setEchoMode(QLineEdit::Password);
+}
+
+void PasswordBox::focusInEvent(QFocusEvent* event) {
+    QLineEdit::focusInEvent(event);
+    // A mouse press that gave the focus would place the caret and drop the selection right
+    // after this handler; selecting once the press is over keeps the whole text selected.
+    if (event->reason() == Qt::MouseFocusReason)
+        QTimer::singleShot(0, this, [this] { selectAll(); });
+    else
+        selectAll();
+}
+
+LoginFrame::LoginFrame(QWidget* parent) : QWidget(parent) {
+    setObjectName("loginFrame");
+    setAttribute(Qt::WA_StyledBackground);
+    setStyleSheet(kStyle);
+
+    txtName = new QLineEdit(this);
+    txtName->setObjectName("txtName");
+    txtName->setPlaceholderText("用户名");
+    txtPassword = new PasswordBox(this);
+    txtPassword->setObjectName("txtPassword");
+    txtPassword->setPlaceholderText("密码");
+
+    cb_remPwd = new QCheckBox("记住密码", this);
+    cb_remPwd->setObjectName("cb_remPwd");
+    cb_autoRun = new QCheckBox("自动登录", this);
+    cb_autoRun->setObjectName("cb_autoRun");
+
+    lbInfo = new QLabel(this);
+    lbInfo->setObjectName("lbInfo");
+    lbInfo->setWordWrap(true);
+    lbInfo->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    // Two lines are reserved so that a message does not make the buttons jump.
+    lbInfo->setMinimumHeight(lbInfo->fontMetrics().lineSpacing() * 2 + 4);
+
+    com_login = new QPushButton("登录", this);
+    com_login->setObjectName("com_login");
+    com_login->setCursor(Qt::PointingHandCursor);
+    com_cancle = new QPushButton("取消", this);
+    com_cancle->setObjectName("com_cancle");
+
+    auto* form = new QFormLayout;
+    form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    form->setHorizontalSpacing(10);
+    form->setVerticalSpacing(12);
+    form->addRow(fieldLabel("帐号", this), txtName);
+    form->addRow(fieldLabel("密码", this), txtPassword);
+
+    auto* checks = new QHBoxLayout;
+    checks->addWidget(cb_remPwd);
+    checks->addStretch();
+    checks->addWidget(cb_autoRun);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(10);
+    buttons->addWidget(com_login, 2);
+    buttons->addWidget(com_cancle, 1);
+
+    auto* avatar = new QLabel(this);
+    avatar->setObjectName("avatar");
+    avatar->setPixmap(paintLoginAvatar(kAvatarPx));
+    avatar->setAlignment(Qt::AlignCenter);
+
+    auto* col = new QVBoxLayout(this);
+    col->setContentsMargins(28, 18, 28, 18);
+    col->setSpacing(14);
+    col->addStretch(1);
+    col->addWidget(avatar);
+    col->addSpacing(10);
+    col->addLayout(form);
+    col->addLayout(checks);
+    col->addSpacing(6);
+    col->addLayout(buttons);
+    col->addWidget(lbInfo);
+    col->addStretch(2);
+
+    setTabOrder(txtName, txtPassword);
+    setTabOrder(txtPassword, cb_remPwd);
+    setTabOrder(cb_remPwd, cb_autoRun);
+    setTabOrder(cb_autoRun, com_login);
+    setTabOrder(com_login, com_cancle);
+    setInfo({}, false);
+}
+
+void LoginFrame::setInputsEnabled(bool enabled) {
+    for (QLineEdit* box : {txtName, static_cast<QLineEdit*>(txtPassword)}) {
+        box->setEnabled(enabled);
+        QPalette pal = box->palette();
+        pal.setColor(QPalette::Active, QPalette::Text, enabled ? Qt::black : QColor(0x9a, 0xa2, 0xad));
+        pal.setColor(QPalette::Inactive, QPalette::Text, enabled ? Qt::black : QColor(0x9a, 0xa2, 0xad));
+        pal.setColor(QPalette::Base, Qt::white);
+        box->setPalette(pal);
+    }
+}
+
+void LoginFrame::setInfo(const QString& text, bool red) {
+    lbInfo->setText(text);
+    QPalette pal = lbInfo->palette();
+    pal.setColor(QPalette::WindowText, red ? QColor(Qt::red) : QColor(Qt::black));
+    lbInfo->setPalette(pal);
+}
+
+}  // namespace nq::app

@@ -1,0 +1,92 @@
+// nqchat: the client. Our own options come first off the command line; whatever remains is the
+// line a game hall passes to log a member in ("name$digest$mode$").
+
+#include <QApplication>
+#include <QFileInfo>
+#include <QFontDatabase>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "app/main_form.h"
+#include "app/signal_bridge.h"
+#include "session/startup.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: nqchat [--home DIR] [--trace] [--tick-ms N] [HALL-LINE]\n"
+    "  --home DIR    program folder holding Sys.ini, User.ini and the per-user folders\n"
+    "                (default: $NQCHAT_HOME, else the folder of the executable)\n"
+    "  --trace       print every datagram sent and received to stderr\n"
+    "  --tick-ms N   interval of the session timer in ms (default 500); shorter compresses time\n"
+    "  --help        this text\n"
+    "HALL-LINE is what a game hall passes: name$digest$mode$ (logs in without a click).\n"
+    "Exit status: 0 after a normal exit, 2 for bad options or a missing program folder.\n";
+
+std::vector<std::string> argsOf(int argc, char** argv) {
+    std::vector<std::string> out;
+    for (int i = 1; i < argc; ++i) out.emplace_back(argv[i]);
+    return out;
+}
+
+// The IM's Chinese captions need a CJK font; WenQuanYi Micro Hei is the one we install.
+void chooseFont(QApplication& app) {
+    for (const char* family : {"WenQuanYi Micro Hei", "Noto Sans CJK SC", "Droid Sans Fallback"}) {
+        if (QFontDatabase::families().contains(family)) {
+            QFont f(family);
+            f.setPointSize(10);
+            app.setFont(f);
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Checked before Qt starts, so that --help and mistakes need no display.
+    {
+        const nq::AppOptions early = nq::parseAppOptions(argsOf(argc, argv));
+        if (early.help) {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        if (!early.error.empty()) {
+            std::fprintf(stderr, "nqchat: %s\n%s", early.error.c_str(), kUsage);
+            return 2;
+        }
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("nqchat");
+    // The window hides to the tray while logged in, and toasts come and go: the program ends
+    // when the main window unloads, never because no window happens to be visible.
+    QApplication::setQuitOnLastWindowClosed(false);
+    chooseFont(app);
+
+    // Qt has taken its own options (-platform, -style ...) out of argv by now; what is left is ours.
+    const nq::AppOptions options = nq::parseAppOptions(argsOf(argc, argv));
+    const std::string folder = nq::resolveProgramFolder(options.home, std::getenv("NQCHAT_HOME"),
+                                                        QCoreApplication::applicationDirPath().toStdString());
+    const QFileInfo folderInfo(QString::fromStdString(folder));
+    if (!folderInfo.isDir()) {
+        std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n", folder.c_str());
+        return 2;
+    }
+
+    nq::app::MainformOptions formOptions;
+    formOptions.programFolder = folderInfo.absoluteFilePath().toStdString();
+    formOptions.tickMs = options.tickMs;
+    formOptions.trace = options.trace;
+
+    nq::app::Mainform form(formOptions);
+    QObject::connect(&form, &nq::app::Mainform::unloaded, &app, &QCoreApplication::quit, Qt::QueuedConnection);
+    nq::app::SignalBridge terminator;
+    QObject::connect(&terminator, &nq::app::SignalBridge::terminateRequested, &form, &nq::app::Mainform::exitProgram);
+
+    form.load(options.rest);
+    form.show();
+    return app.exec();
+}

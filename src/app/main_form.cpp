@@ -1,0 +1,377 @@
+#include "app/main_form.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QCursor>
+#include <QMenu>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QStatusBar>
+
+#include "app/desktop_bridge.h"
+#include "app/header_band.h"
+#include "app/login_frame.h"
+#include "app/main_frame.h"
+#include "app/ready_signal.h"
+#include "desktop/qt_platform_services.h"
+#include "desktop/tray.h"
+#include "session/qt_transport.h"
+#include "session/startup.h"
+
+namespace nq::app {
+namespace {
+
+constexpr const char* kSetting = "Setting";
+constexpr const char* kPosition = "Position";
+constexpr const char* kPositionKey = "Mainform";
+
+// The design size in pixels: narrow and tall like the contact windows of desktop IM clients.
+// It is also the minimum the resize handler restores.
+constexpr int kDesignWidth = 300;
+constexpr int kDesignHeight = 600;
+
+QString fromUtf8(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
+std::string toUtf8(const QString& s) { return s.toUtf8().toStdString(); }
+
+}  // namespace
+
+// The real sockets, timer and services, made before the session that refers to them and
+// destroyed after it.
+struct Mainform::OwnedParts {
+    QtPlatformServices services;
+    QtUdpSocket winSock_Update;
+    QtUdpSocket SocketChat;
+    QtTimer timer_Peng;
+    std::unique_ptr<MainformDesktop> desktop = makeQtMainformDesktop();
+
+    OwnedParts(int tickMs, std::function<void()> onTick) : timer_Peng(tickMs, std::move(onTick)) {}
+    MainformParts parts() { return {services, winSock_Update, SocketChat, timer_Peng, *desktop}; }
+};
+
+Mainform::Mainform(MainformOptions options, QWidget* parent)
+    : Mainform(options,
+               std::make_unique<OwnedParts>(options.tickMs, [this] { session_->tick(); }),
+               parent) {}
+
+Mainform::Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, QWidget* parent)
+    : Mainform(std::move(options), owned->parts(), parent) {
+    owned_ = std::move(owned);
+    owned_->services.setMainWindow(this);
+}
+
+Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent)
+    : QMainWindow(parent), options_(std::move(options)), desktop_(&parts.desktop) {
+    setObjectName("NQChat");
+    build();
+    session_ = std::make_unique<Session>(options_.programFolder, parts.services, *this, parts.winSock_Update,
+                                         parts.SocketChat, parts.timer_Peng);
+    session_->traceFrames = options_.trace;
+    connectControls();
+    connectMenus();
+    desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
+}
+
+Mainform::~Mainform() = default;
+
+void Mainform::build() {
+    setWindowTitle("珀岚聊天");
+    setWindowIcon(nq::appIcon());
+
+    header_ = new HeaderBand(this);
+    setMenuWidget(header_);
+    menus_ = buildMainMenus(header_->menuBar());
+
+    loginFrame_ = new LoginFrame(this);
+    mainFrame_ = new MainFrame(this);
+    frames_ = new QStackedWidget(this);
+    frames_->addWidget(loginFrame_);
+    frames_->addWidget(mainFrame_);
+    setCentralWidget(frames_);
+
+    statusBar_ = new QStatusBar(this);
+    statusBar_->setObjectName("StatusBar1");
+    statusBar_->setSizeGripEnabled(false);
+    statusBar_->setStyleSheet(
+        "QStatusBar { background: #f3f5f8; border-top: 1px solid #e1e5ea; color: #5a6270; }"
+        "QStatusBar::item { border: none; }"
+        "QLabel { color: #5a6270; padding: 2px 6px; }");
+    for (int i = 0; i < 2; ++i) {
+        statusPanels_[i] = new QLabel(statusBar_);
+        statusPanels_[i]->setObjectName(QString("StatusBar1.Panels(%1)").arg(i + 1));
+        statusBar_->addWidget(statusPanels_[i], 1);
+    }
+    setStatusBar(statusBar_);
+
+    designSize_ = QSize(kDesignWidth, kDesignHeight);
+    resize(designSize_);
+    // The design position: near the right edge of the screen, where such windows live. A
+    // stored position replaces it at load.
+    if (const QScreen* screen = QApplication::primaryScreen()) {
+        const QRect avail = screen->availableGeometry();
+        move(std::max(avail.left(), avail.right() - kDesignWidth - 80), avail.top() + 60);
+    }
+}
+
+void Mainform::connectControls() {
+    LoginFrame& f = *loginFrame_;
+    connect(f.com_login, &QPushButton::clicked, this, [this] { session_->comLoginClick(); });
+    connect(f.com_cancle, &QPushButton::clicked, this, [this] { session_->comCancleClick(); });
+    // clicked, not toggled: the load ticks the boxes from the file, and only a user's click
+    // writes the key back.
+    connect(f.cb_remPwd, &QCheckBox::clicked, this, [this](bool on) { session_->remPwdClicked(on); });
+    connect(f.cb_autoRun, &QCheckBox::clicked, this, [this](bool on) { session_->autoRunClicked(on); });
+    connect(f.txtPassword, &QLineEdit::returnPressed, f.com_login, &QPushButton::click);
+}
+
+void Mainform::connectMenus() {
+    connect(menus_.logout, &QAction::triggered, this, [this] { session_->logout(); });
+    connect(menus_.show, &QAction::triggered, this, [this] {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+        show();
+        raise();
+        activateWindow();
+    });
+    connect(menus_.minimize, &QAction::triggered, this,
+            [this] { setWindowState(windowState() | Qt::WindowMinimized); });
+    connect(menus_.exit, &QAction::triggered, this, &Mainform::exitProgram);
+    connect(menus_.topMost, &QAction::triggered, this, &Mainform::toggleTopMost);
+    connect(menus_.autoHide, &QAction::triggered, this, &Mainform::toggleAutoHide);
+    refreshMenuStates();
+}
+
+void Mainform::trayClicked(TrayClick click) {
+    if (click == TrayClick::Right) {
+        activateWindow();
+        menus_.system->popup(QCursor::pos());
+        return;
+    }
+    if (trayLeftClick_) {
+        trayLeftClick_();
+        return;
+    }
+    // With no message waiting, fetching the next one comes down to bringing the window back.
+    menus_.show->trigger();
+}
+
+void Mainform::attachTrayLeftClick(std::function<void()> openNextPending) {
+    trayLeftClick_ = std::move(openNextPending);
+}
+
+void Mainform::attachMenuAction(QAction* item, std::function<void()> action) {
+    if (!item) return;
+    menuActions_[item] = std::move(action);
+    connect(item, &QAction::triggered, this, [this, item] {
+        auto it = menuActions_.find(item);
+        if (it != menuActions_.end() && it->second) it->second();
+    });
+    refreshMenuStates();
+}
+
+void Mainform::attachAutoHide(std::function<void(bool)> setActive) {
+    setAutoHide_ = std::move(setActive);
+    if (setAutoHide_) setAutoHide_(autoHideActive_);
+    refreshMenuStates();
+}
+
+void Mainform::refreshMenuStates() {
+    const auto attached = [this](QAction* a) { return menuActions_.count(a) != 0; };
+    for (QAction* a : {menus_.myInfo, menus_.addFriend, menus_.addBlacklist, menus_.addGroup, menus_.createGroup,
+                       menus_.settingsWindow})
+        a->setEnabled(sessionMenusEnabled_ && attached(a));
+    menus_.about->setEnabled(attached(menus_.about));
+    menus_.autoHide->setEnabled(static_cast<bool>(setAutoHide_));
+}
+
+void Mainform::pointIniAtUserIni() { session_->ini.setINIFileName(session_->userIni()); }
+
+void Mainform::load(const std::string& commandLine) {
+    Session& s = *session_;
+    s.loginBody.clear();
+    restoreWindowSettings();
+    setInputsEnabled(true);
+    s.exitAllowed = true;
+    s.InitGlobals();
+
+    setMinimumSize(designSize_);
+    setStatus(1, "未登录用户");
+    setStatus(2, "状态：未登录");
+    mainFrame_->clearContacts();
+    mainFrame_->list(2)->clear();
+    mainFrame_->list(3)->clear();
+    mainFrame_->showPage(MainFrame::Friends);
+    header_->setSubtitle("游戏玩家的聊天工具");
+
+    desktop_->trayAdd(this, kTrayTip);
+    s.restoreLoginPanel(commandLine);
+}
+
+void Mainform::restoreWindowSettings() {
+    pointIniAtUserIni();
+    CIniFile& ini = session_->ini;
+    if (auto pos = parsePosition(ini.GetIniKey(kPosition, kPositionKey)))
+        move(qRound(pos->left / kTwipsPerPixel), qRound(pos->top / kTwipsPerPixel));
+
+    desktop_->applyStoredTransparency(this, ini.GetIniKey(kSetting, "TransValue"));
+
+    // "True" only ticks the item: the window reaches the topmost band when the user toggles it.
+    if (ini.GetIniKey(kSetting, "AlWaysOnTop") == "True")
+        menus_.topMost->setChecked(true);
+    else
+        desktop_->setTopMost(this, false);
+
+    if (ini.GetIniKey(kSetting, "AutoHide") == "True") {
+        menus_.autoHide->setChecked(true);
+    } else {
+        autoHideActive_ = false;
+        if (setAutoHide_) setAutoHide_(false);
+    }
+}
+
+void Mainform::toggleTopMost(bool checked) {
+    desktop_->setTopMost(this, checked);
+    pointIniAtUserIni();
+    session_->ini.WriteIniKey(kSetting, "AlWaysOnTop", checked ? "True" : "False");
+}
+
+void Mainform::toggleAutoHide(bool checked) {
+    autoHideActive_ = checked;
+    if (setAutoHide_) setAutoHide_(checked);
+    pointIniAtUserIni();
+    session_->ini.WriteIniKey(kSetting, "AutoHide", checked ? "True" : "False");
+}
+
+void Mainform::exitProgram() {
+    session_->exitAllowed = true;
+    close();
+}
+
+bool Mainform::event(QEvent* event) {
+    if (event->type() == QEvent::WindowActivate) activated();
+    return QMainWindow::event(event);
+}
+
+void Mainform::activated() {
+    if (session_->online) return;
+    if (loginFrame_->txtName->text().isEmpty()) {
+        focusName();
+    } else {
+        focusPassword();
+        loginFrame_->txtPassword->selectAll();
+    }
+}
+
+void Mainform::closeEvent(QCloseEvent* event) {
+    pointIniAtUserIni();
+    if (!session_->exitAllowed) {
+        // Logged in: the session goes on in the tray.
+        event->ignore();
+        setWindowState(windowState() | Qt::WindowMinimized);
+        hide();
+        return;
+    }
+    unload();
+    event->accept();
+}
+
+void Mainform::unload() {
+    if (unloaded_) return;
+    unloaded_ = true;
+    session_->unload();
+    pointIniAtUserIni();
+    const QPoint at = pos();
+    session_->ini.WriteIniKey(kPosition, kPositionKey, formatPosition(at.x() * kTwipsPerPixel, at.y() * kTwipsPerPixel));
+    desktop_->trayRemove();
+    unloadOtherForms();
+    emit unloaded();
+}
+
+void Mainform::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    if (windowState() & Qt::WindowMinimized) return;
+    // A top edge at 0 or above the screen would read as docked to the edge-hiding logic.
+    if (pos().y() <= 0) move(pos().x(), 1);
+}
+
+void Mainform::paintEvent(QPaintEvent* event) {
+    QMainWindow::paintEvent(event);
+    if (readyNotified_) return;
+    readyNotified_ = true;
+    // Queued, so that it runs once this whole first frame, children included, is flushed.
+    QMetaObject::invokeMethod(this, [] { notifyReadyOnce(); }, Qt::QueuedConnection);
+}
+
+QString Mainform::statusText(int panel) const {
+    if (panel < 1 || panel > 2) return {};
+    return statusPanels_[panel - 1]->text();
+}
+
+bool Mainform::mainFrameShown() const { return frames_->currentWidget() == mainFrame_; }
+
+// ---- SessionView ----
+
+std::string Mainform::nameText() const { return toUtf8(loginFrame_->txtName->text()); }
+void Mainform::setNameText(const std::string& text) { loginFrame_->txtName->setText(fromUtf8(text)); }
+std::string Mainform::passwordText() const { return toUtf8(loginFrame_->txtPassword->text()); }
+void Mainform::setPasswordText(const std::string& text) { loginFrame_->txtPassword->setText(fromUtf8(text)); }
+void Mainform::setInputsEnabled(bool enabled) { loginFrame_->setInputsEnabled(enabled); }
+
+void Mainform::selectNameText() {
+    loginFrame_->txtName->selectAll();
+    loginFrame_->txtName->setFocus(Qt::OtherFocusReason);
+}
+void Mainform::focusName() { loginFrame_->txtName->setFocus(Qt::OtherFocusReason); }
+void Mainform::selectPasswordText() { loginFrame_->txtPassword->selectAll(); }
+void Mainform::focusPassword() { loginFrame_->txtPassword->setFocus(Qt::OtherFocusReason); }
+void Mainform::setRememberChecked(bool checked) { loginFrame_->cb_remPwd->setChecked(checked); }
+void Mainform::setAutoRunChecked(bool checked) { loginFrame_->cb_autoRun->setChecked(checked); }
+void Mainform::setLoginEnabled(bool enabled) { loginFrame_->com_login->setEnabled(enabled); }
+void Mainform::setCancelEnabled(bool enabled) { loginFrame_->com_cancle->setEnabled(enabled); }
+
+void Mainform::setInfo(const std::string& text, InfoColor color) {
+    loginFrame_->setInfo(fromUtf8(text), color == InfoColor::Red);
+}
+
+void Mainform::setStatus(int panel, const std::string& text) {
+    if (panel < 1 || panel > 2) return;
+    statusPanels_[panel - 1]->setText(fromUtf8(text));
+}
+
+void Mainform::showLoginFrame() {
+    frames_->setCurrentWidget(loginFrame_);
+    header_->setSubtitle("游戏玩家的聊天工具");
+}
+
+void Mainform::showMainFrame() {
+    frames_->setCurrentWidget(mainFrame_);
+    const std::string nick = gbk::toUtf8(session_->myNick.empty() ? session_->myName : session_->myNick);
+    header_->setSubtitle(fromUtf8(nick));
+}
+
+void Mainform::clearContacts() { mainFrame_->clearContacts(); }
+
+void Mainform::setSessionMenusEnabled(bool enabled) {
+    sessionMenusEnabled_ = enabled;
+    refreshMenuStates();
+}
+
+void Mainform::unloadOtherForms() {
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (w == this || w->objectName() == "NQChat") continue;
+        // Popups and tooltips are pieces of other windows, not forms of their own.
+        const Qt::WindowType type = w->windowType();
+        if (type == Qt::Popup || type == Qt::ToolTip || type == Qt::Desktop) continue;
+        w->close();
+    }
+}
+
+void Mainform::unloadMainForm() { close(); }
+
+void Mainform::trayRemove() { desktop_->trayRemove(); }
+
+}  // namespace nq::app

@@ -1,0 +1,155 @@
+#pragma once
+// Mainform: the program's first and last window. It owns the session with its two sockets and
+// its timer, shows the login panel until the roster arrives and the contact frame after, keeps
+// the window's settings in User.ini, and ends the session when it unloads. Its object name is
+// "NQChat": code that closes every other window spares the one with that name.
+
+#include <QMainWindow>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "app/main_menus.h"
+#include "desktop/tray.h"
+#include "session/session.h"
+#include "session/session_view.h"
+
+class QLabel;
+class QStackedWidget;
+class QStatusBar;
+
+namespace nq::app {
+
+class HeaderBand;
+class LoginFrame;
+class MainFrame;
+class MainformDesktop;
+
+struct MainformOptions {
+    std::string programFolder;
+    int tickMs = Session::kTickMs;  // timer_Peng's interval
+    bool trace = false;             // every datagram in and out to stderr
+};
+
+// What tests hand in instead of the real sockets, timer, platform and desktop services. With
+// injected parts nothing drives timer_Peng: the test calls session().tick() itself.
+struct MainformParts {
+    PlatformServices& services;
+    DatagramSocket& winSock_Update;
+    DatagramSocket& SocketChat;
+    Timer& timer_Peng;
+    MainformDesktop& desktop;
+};
+
+class Mainform : public QMainWindow, public SessionView {
+    Q_OBJECT
+public:
+    static constexpr double kTwipsPerPixel = 15;
+    static constexpr const char* kTrayTip = "珀岚聊天";
+
+    // The real thing: Qt sockets, a Qt timer calling tick(), the desktop's services.
+    explicit Mainform(MainformOptions options, QWidget* parent = nullptr);
+    Mainform(MainformOptions options, MainformParts parts, QWidget* parent = nullptr);
+    ~Mainform() override;
+
+    // Form load, in its fixed order: window settings from User.ini, the global state, the
+    // status panels and frames, the tray icon, then the login boxes, the automatic login and
+    // the hall's command line (the rest of our command line).
+    void load(const std::string& commandLine);
+
+    Session& session() { return *session_; }
+    const MainMenus& menus() const { return menus_; }
+    LoginFrame& loginFrame() { return *loginFrame_; }
+    MainFrame& mainFrame() { return *mainFrame_; }
+    QString statusText(int panel) const;
+    bool mainFrameShown() const;
+
+    // 退出: the exit flag goes up and the window unloads, whether logged in or not.
+    void exitProgram();
+
+    // Later subsystems give a menu item its action; until then it stays disabled. The items
+    // of a session (我的基本信息, 添加好友, ...) are enabled only while logged in as well.
+    void attachMenuAction(QAction* item, std::function<void()> action);
+    // The edge auto-hide of the window (DeskToolbar1). Until one is attached 自动隐藏 only
+    // keeps its tick and its key; attaching enables the item and hands over the state.
+    void attachAutoHide(std::function<void(bool active)> setActive);
+    bool autoHideActive() const { return autoHideActive_; }
+    // A left click on the tray icon fetches the oldest waiting message once the conversation
+    // subsystem attaches that; before, and with nothing waiting, it brings the window back.
+    void attachTrayLeftClick(std::function<void()> openNextPending);
+
+    // ---- SessionView ----
+    std::string nameText() const override;
+    void setNameText(const std::string& text) override;
+    std::string passwordText() const override;
+    void setPasswordText(const std::string& text) override;
+    void setInputsEnabled(bool enabled) override;
+    void selectNameText() override;
+    void focusName() override;
+    void selectPasswordText() override;
+    void focusPassword() override;
+    void setRememberChecked(bool checked) override;
+    void setAutoRunChecked(bool checked) override;
+    void setLoginEnabled(bool enabled) override;
+    void setCancelEnabled(bool enabled) override;
+    void setInfo(const std::string& text, InfoColor color) override;
+    void setStatus(int panel, const std::string& text) override;
+    void showLoginFrame() override;
+    void showMainFrame() override;
+    void clearContacts() override;
+    void setSessionMenusEnabled(bool enabled) override;
+    void unloadOtherForms() override;
+    void unloadMainForm() override;
+    void trayRemove() override;
+
+signals:
+    // The unload has run: the session is closed and the settings are written. The
+    // application ends its event loop on this.
+    void unloaded();
+
+protected:
+    bool event(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    struct OwnedParts;
+    Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, QWidget* parent);
+    void build();
+    void connectControls();
+    void connectMenus();
+    void restoreWindowSettings();
+    void activated();
+    void unload();
+    void toggleTopMost(bool checked);
+    void toggleAutoHide(bool checked);
+    void refreshMenuStates();
+    void trayClicked(TrayClick click);
+    void pointIniAtUserIni();
+
+    MainformOptions options_;
+    std::unique_ptr<OwnedParts> owned_;
+    MainformDesktop* desktop_ = nullptr;
+    std::unique_ptr<Session> session_;
+
+    HeaderBand* header_ = nullptr;
+    QStackedWidget* frames_ = nullptr;
+    LoginFrame* loginFrame_ = nullptr;
+    MainFrame* mainFrame_ = nullptr;
+    QStatusBar* statusBar_ = nullptr;
+    QLabel* statusPanels_[2] = {nullptr, nullptr};
+    MainMenus menus_;
+
+    std::map<QAction*, std::function<void()>> menuActions_;
+    std::function<void(bool)> setAutoHide_;
+    std::function<void()> trayLeftClick_;
+    bool autoHideActive_ = true;  // DeskToolbar1 is active unless User.ini says otherwise
+    bool sessionMenusEnabled_ = false;
+    bool unloaded_ = false;
+    bool readyNotified_ = false;
+    QSize designSize_;
+};
+
+}  // namespace nq::app
