@@ -1,0 +1,197 @@
+#include "server/admin.h"
+
+#include <ctime>
+#include <type_traits>
+
+#include "server/credentials.h"
+#include "server/names.h"
+#include "server/records.h"
+#include "session/digest.h"
+
+namespace nq::server {
+namespace {
+
+constexpr int64_t kLiveServerSeconds = 15;
+
+Bytes gbkOf(const std::string& utf8, const char* what) {
+    auto g = gbkExactly(utf8);
+    if (!g) throw UsageError(std::string(what) + " \"" + utf8 + "\" holds characters that GBK cannot write");
+    return *g;
+}
+
+std::string sealedPassword(const std::string& password) {
+    if (password.empty()) throw UsageError("the password is empty");
+    // The client digests one byte per character, so a password outside ASCII can never log in.
+    for (char c : password)
+        if (static_cast<unsigned char>(c) >= 0x80 || static_cast<unsigned char>(c) < 0x20)
+            throw UsageError("the password must be printable ASCII: the client cannot send anything else");
+    return sealDigest(*passwordDigest(password));
+}
+
+Account existing(Store& store, const std::string& utf8Name) {
+    auto a = store.account(gbkOf(utf8Name, "name"));
+    if (!a) throw UsageError("no account " + utf8Name);
+    return *a;
+}
+
+void createAccount(Store& store, Account a) {
+    if (auto p = accountProblem(a.name)) throw UsageError(*p);
+    if (auto p = nickProblem(a.nick)) throw UsageError(*p);
+    // The client resolves a blacklist entry as an account first and a nick second; a nick that
+    // is somebody else's account would name the wrong person.
+    if (auto other = store.account(a.nick); other && other->name != a.name)
+        throw UsageError("nick " + gbk::toUtf8(a.nick) + " is the account of somebody else");
+    if (auto other = store.accountByNick(a.name); other && other->name != a.name)
+        throw UsageError("account " + gbk::toUtf8(a.name) + " is the nick of " + gbk::toUtf8(other->name));
+    store.createAccount(a);
+}
+
+size_t rosterSize(Store& store, const Bytes& owner) {
+    size_t size = 0;
+    for (const Contact& c : store.friends(owner)) size += rosterEntrySize(c);
+    return size;
+}
+
+// Makes a and b friends of each other, within what one roster frame carries.
+void befriend(Store& store, const Account& a, const Account& b) {
+    for (auto [owner, other] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
+        const auto friends = store.friends(owner->name);
+        const bool already = std::any_of(friends.begin(), friends.end(),
+                                         [&](const Contact& c) { return c.account == other->name; });
+        if (!already && rosterSize(store, owner->name) + rosterEntrySize({other->name, other->nick, other->head}) >
+                            kMaxBody)
+            throw UsageError("the friend list of " + gbk::toUtf8(owner->name) + " is full: it must fit one frame");
+    }
+    store.addFriend(a.name, b.name);
+    store.addFriend(b.name, a.name);
+}
+
+void userAdd(Store& store, const UserAdd& u, std::ostream& out) {
+    Account a;
+    a.name = gbkOf(u.name, "name");
+    a.nick = gbkOf(u.nick, "nick");
+    a.head = u.head;
+    a.level = u.level;
+    a.coins = u.coins;
+    a.digest = sealedPassword(u.password);
+    createAccount(store, a);
+    out << "created " << u.name << " (" << u.nick << ", " << u.head << ")\n";
+}
+
+void userList(Store& store, std::ostream& out) {
+    const auto all = store.accounts();
+    out << "account\tnick\thead\tlevel\tcoins\tfriends\tblacklist\n";
+    for (const Account& a : all)
+        out << gbk::toUtf8(a.name) << '\t' << gbk::toUtf8(a.nick) << '\t' << a.head << '\t' << a.level << '\t'
+            << a.coins << '\t' << store.friends(a.name).size() << '\t' << store.blacklist(a.name).size() << '\n';
+    out << all.size() << (all.size() == 1 ? " account\n" : " accounts\n");
+}
+
+void notice(Store& store, const SendNotice& n, std::ostream& out) {
+    const Bytes text = gbkOf(n.text, "notice");
+    if (text.empty()) throw UsageError("the notice is empty");
+    if (text.size() > kMaxBody - 1)
+        throw UsageError("the notice is " + std::to_string(text.size()) + " bytes in GBK; one frame carries " +
+                         std::to_string(kMaxBody - 1));
+    const int64_t id = store.queueNotice(n.box ? NoticeKind::Box : NoticeKind::Toast, text);
+    const auto now = static_cast<int64_t>(std::time(nullptr));
+    int servers = 0;
+    int sessions = 0;
+    for (const ServerLoad& l : store.loads()) {
+        if (now - l.heartbeat > kLiveServerSeconds) continue;
+        ++servers;
+        sessions += l.sessions;
+    }
+    out << "notice " << id << " queued as a " << (n.box ? "box" : "toast") << "; ";
+    if (servers == 0)
+        out << "no chat server has reported in the last " << kLiveServerSeconds << " s, so nobody will see it\n";
+    else
+        out << servers << " chat server" << (servers == 1 ? "" : "s") << " with " << sessions
+            << " sessions will show it within a second\n";
+}
+
+struct DemoProfile {
+    const char* signature;
+    int sex;
+    int age;
+    const char* province;
+    const char* city;
+    const char* starSign;
+    int level;
+    int64_t coins;
+};
+
+void demo(Store& store, std::ostream& out) {
+    static constexpr DemoProfile kProfiles[] = {
+        {"今天也要开心", 0, 24, "北京", "北京", "双鱼座", 5, 12000},
+        {"在线，随时找我", 1, 27, "上海", "上海", "狮子座", 3, 800},
+        {"", 0, 22, "广东", "广州", "天秤座", 2, 300},
+        {"忙，晚点回复", 1, 31, "四川", "成都", "魔羯座", 4, 5000},
+        {"新来的", 0, 19, "浙江", "杭州", "水瓶座", 1, 0},
+    };
+    static_assert(std::size(kProfiles) == std::size(kDemoAccounts));
+    for (size_t i = 0; i < std::size(kDemoAccounts); ++i) {
+        const DemoAccount& d = kDemoAccounts[i];
+        if (store.account(d.name)) {
+            out << d.name << " exists, kept as it is\n";
+            continue;
+        }
+        const DemoProfile& p = kProfiles[i];
+        Account a;
+        a.name = d.name;
+        a.nick = gbkOf(d.nick, "nick");
+        a.head = d.head;
+        a.digest = sealedPassword(kDemoPassword);
+        a.signature = gbkOf(p.signature, "signature");
+        a.sex = p.sex;
+        a.age = p.age;
+        a.country = gbkOf("中华人民共和国", "country");
+        a.province = gbkOf(p.province, "province");
+        a.city = gbkOf(p.city, "city");
+        a.starSign = gbkOf(p.starSign, "star sign");
+        a.level = p.level;
+        a.coins = p.coins;
+        createAccount(store, a);
+        out << "created " << d.name << " (" << d.nick << ", " << d.head << ")\n";
+    }
+    static constexpr std::pair<const char*, const char*> kPairs[] = {
+        {"alice", "bob"}, {"alice", "carol"}, {"bob", "carol"}, {"alice", "dave"}};
+    for (auto [x, y] : kPairs) {
+        befriend(store, existing(store, x), existing(store, y));
+        out << x << " and " << y << " are friends\n";
+    }
+    out << "demo accounts ready; every password is " << kDemoPassword << "\n";
+}
+
+}  // namespace
+
+void runAdmin(Store& store, const Command& command, std::ostream& out) {
+    std::visit(
+        [&](const auto& c) {
+            using T = std::decay_t<decltype(c)>;
+            if constexpr (std::is_same_v<T, UserAdd>) {
+                userAdd(store, c, out);
+            } else if constexpr (std::is_same_v<T, UserPasswd>) {
+                const Account a = existing(store, c.name);
+                store.setDigest(a.name, sealedPassword(c.password));
+                out << "password of " << c.name << " changed\n";
+            } else if constexpr (std::is_same_v<T, UserList>) {
+                userList(store, out);
+            } else if constexpr (std::is_same_v<T, MakeFriends>) {
+                const Account a = existing(store, c.first);
+                const Account b = existing(store, c.second);
+                if (a.name == b.name) throw UsageError("a user cannot be his own friend");
+                befriend(store, a, b);
+                out << c.first << " and " << c.second << " are friends\n";
+            } else if constexpr (std::is_same_v<T, SendNotice>) {
+                notice(store, c, out);
+            } else if constexpr (std::is_same_v<T, Demo>) {
+                demo(store, out);
+            } else {
+                throw UsageError("not an admin command");
+            }
+        },
+        command);
+}
+
+}  // namespace nq::server

@@ -1,0 +1,28 @@
+#pragma once
+// The admin commands: accounts, friendships, notices and the demo accounts. They work on the
+// store directly, so they run while a server runs on the same database.
+
+#include <ostream>
+
+#include "server/cli.h"
+#include "server/store.h"
+
+namespace nq::server {
+
+// Runs one admin command and reports on out. Bad input throws UsageError (or StoreError for
+// a taken name), with a message for the user.
+void runAdmin(Store& store, const Command& command, std::ostream& out);
+
+// The demo accounts, for documentation and tests.
+struct DemoAccount {
+    const char* name;
+    const char* nick;
+    const char* head;
+};
+inline constexpr DemoAccount kDemoAccounts[] = {
+    {"alice", "爱丽丝", "w3"}, {"bob", "鲍勃", "m2"}, {"carol", "卡罗尔", "w7"},
+    {"dave", "戴夫", "m5"},    {"erin", "艾琳", "w1"},
+};
+inline constexpr const char* kDemoPassword = "123456";
+
+}  // namespace nq::server

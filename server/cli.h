@@ -1,0 +1,73 @@
+#pragma once
+// The command line of nqserver: serving (the default) and the admin commands. Parsing only;
+// a bad argument throws UsageError with a one-line message for the user.
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "server/dispatcher_service.h"
+#include "server/log.h"
+
+namespace nq::server {
+
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+enum class Role { Both, Dispatcher, Chat };
+
+struct ServeOptions {
+    std::string address = "0.0.0.0";
+    uint16_t dispatcherPort = 4000;
+    uint16_t chatPort = 8000;
+    Role role = Role::Both;
+    std::vector<ChatTarget> chatServers;  // what the dispatcher names; its own chat server if empty
+    std::string publicHost;               // how clients reach this chat server; see resolve in the loop
+    std::string minVersion = "1.0";
+    std::string updateTarget;
+    double sessionTimeoutSeconds = 60;
+    double paceTickMs = 500;       // the client's tick; tests shorten it
+    size_t ringBudget = 48 * 1024;  // bytes allowed unread in a client's ring
+    bool trace = false;
+    LogLevel logLevel = LogLevel::Info;
+};
+
+struct UserAdd {
+    std::string name;  // all text here is UTF-8 as typed
+    std::string password;
+    std::string nick;  // the name when not given
+    std::string head = "m0";
+    int level = 1;
+    int64_t coins = 0;
+};
+struct UserPasswd {
+    std::string name;
+    std::string password;
+};
+struct UserList {};
+struct MakeFriends {
+    std::string first;
+    std::string second;
+};
+struct SendNotice {
+    bool box = false;
+    std::string text;
+};
+struct Demo {};
+struct ShowHelp {};
+
+using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, Demo, ShowHelp>;
+
+struct CommandLine {
+    std::string db = "nqserver.db";
+    Command command;
+};
+
+CommandLine parseCommandLine(const std::vector<std::string_view>& args);
+std::string usageText();
+
+}  // namespace nq::server

@@ -1,0 +1,126 @@
+#include "server/dispatcher_service.h"
+
+#include <ctime>
+
+#include "server/credentials.h"
+#include "server/records.h"
+#include "session/fields.h"
+#include "session/frame_trace.h"
+
+namespace nq::server {
+namespace {
+
+constexpr Duration kLoadRefresh = std::chrono::seconds(1);
+// A chat server that has not reported for this long is taken to be down.
+constexpr int64_t kStaleAfterSeconds = 15;
+
+}  // namespace
+
+DispatcherService::DispatcherService(Store& store, const DispatcherConfig& config, Logger& log, LocalLoad localLoad,
+                                     HostFor hostFor)
+    : store_(store), config_(config), log_(log), localLoad_(std::move(localLoad)), hostFor_(std::move(hostFor)) {
+    minimumCode_ = versionCodeOf(config_.minimumVersion).value_or(256);
+    loads_.resize(config_.targets.size());
+    sentSinceRefresh_.resize(config_.targets.size());
+}
+
+void DispatcherService::onDatagram(const Endpoint& from, std::string_view data, Time now) {
+    if (log_.tracing()) log_.trace(describeDatagram("in", "dispatcher " + from.toString(), data));
+    while (!data.empty()) {
+        auto frame = decodeFrame(data);
+        if (!frame) {
+            NQ_LOG(log_, Info, "dispatcher dropped %zu bytes from %s that are no frame", data.size(),
+                   from.toString().c_str());
+            return;
+        }
+        data.remove_prefix(frame->len);
+        if (frame->header.type == 1 && frame->header.sub == 1) {
+            login(from, *frame, now);
+        } else {
+            NQ_LOG(log_, Info, "dispatcher dropped (%u,%u) from %s: it only takes logins", frame->header.type,
+                   frame->header.sub, from.toString().c_str());
+        }
+    }
+}
+
+void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
+    FieldReader fields(f.body);
+    const auto name = fields.next();
+    const auto digest = fields.next();
+    if (!name || !digest) {
+        NQ_LOG(log_, Info, "dispatcher dropped a login from %s without name and digest", from.toString().c_str());
+        return;
+    }
+    const std::string who = gbk::toUtf8(*name);
+    // The version comes first: an old client may not even speak today's login.
+    if (f.header.code < minimumCode_) {
+        NQ_LOG(log_, Info, "%s at %s has version %s, below %s: update ordered", who.c_str(), from.toString().c_str(),
+               versionTextOf(f.header.code).c_str(), config_.minimumVersion.c_str());
+        const std::string& target = config_.updateTarget.empty() ? config_.minimumVersion : config_.updateTarget;
+        reply(from, 4, updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target));
+        return;
+    }
+    auto account = store_.account(Bytes(*name));
+    if (!account || !digestMatches(account->digest, *digest)) {
+        NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(),
+               account ? "wrong password" : "no such account");
+        reply(from, 2, {});
+        return;
+    }
+    if (config_.targets.empty()) {
+        NQ_LOG(log_, Error, "dispatcher has no chat server to name");
+        return;
+    }
+    const size_t i = chooseTarget(now);
+    const ChatTarget& t = config_.targets[i];
+    const std::string host = t.host.empty() ? hostFor_(from) : t.host;
+    ++sentSinceRefresh_[i];
+    NQ_LOG(log_, Info, "dispatcher sends %s at %s to %s:%u", who.c_str(), from.toString().c_str(), host.c_str(),
+           t.port);
+    reply(from, 1, joinFields({host, std::to_string(t.port)}));
+}
+
+void DispatcherService::refreshLoads(Time now) {
+    if (now < nextRefresh_) return;
+    nextRefresh_ = now + kLoadRefresh;
+    std::vector<ServerLoad> reported;
+    try {
+        reported = store_.loads();
+    } catch (const StoreError& e) {
+        NQ_LOG(log_, Warn, "dispatcher cannot read chat server loads: %s", e.what());
+    }
+    const auto wall = static_cast<int64_t>(std::time(nullptr));
+    for (size_t i = 0; i < config_.targets.size(); ++i) {
+        const ChatTarget& t = config_.targets[i];
+        loads_[i].reset();
+        sentSinceRefresh_[i] = 0;
+        if (localLoad_) {
+            if (auto local = localLoad_(t)) {
+                loads_[i] = *local;
+                continue;
+            }
+        }
+        for (const ServerLoad& r : reported)
+            if (r.server == t.key(t.host) && wall - r.heartbeat <= kStaleAfterSeconds) loads_[i] = r.sessions;
+    }
+}
+
+size_t DispatcherService::chooseTarget(Time now) {
+    refreshLoads(now);
+    std::optional<size_t> best;
+    for (size_t i = 0; i < loads_.size(); ++i) {
+        if (!loads_[i]) continue;
+        if (!best || *loads_[i] + sentSinceRefresh_[i] < *loads_[*best] + sentSinceRefresh_[*best]) best = i;
+    }
+    if (best) return *best;
+    return roundRobin_++ % config_.targets.size();
+}
+
+void DispatcherService::reply(const Endpoint& to, uint16_t code, const Bytes& body) {
+    seq_ = seq_ >= kSeqWrap - 1 ? 1 : seq_ + 1;
+    Datagram d{to, encodeFrame({seq_, 1, 1, 0, code}, body)};
+    if (log_.tracing()) log_.trace(describeDatagram("out", "dispatcher " + to.toString(), d.data));
+    output_.push_back(std::move(d));
+}
+
+}  // namespace nq::server

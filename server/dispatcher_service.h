@@ -1,0 +1,72 @@
+#pragma once
+// The dispatcher: the client's first stop on port 4000. It checks the version and the
+// password and names the chat server with the fewest sessions. Like the chat service it only
+// sees datagrams in and out.
+
+#include <functional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "server/clock.h"
+#include "server/datagram.h"
+#include "server/log.h"
+#include "server/store.h"
+#include "session/packet.h"
+
+namespace nq::server {
+
+struct ChatTarget {
+    std::string host;  // empty: the address at which the client reached this dispatcher
+    uint16_t port = 0;
+
+    std::string key(const std::string& resolvedHost) const { return resolvedHost + ":" + std::to_string(port); }
+};
+
+struct DispatcherConfig {
+    std::string minimumVersion = "1.0";
+    std::string updateTarget;  // field 8 of the update order; the minimum version when empty
+    std::vector<ChatTarget> targets;
+};
+
+class DispatcherService {
+public:
+    // Sessions of a chat server running in this process, which the store may not know yet.
+    using LocalLoad = std::function<std::optional<int>(const ChatTarget&)>;
+    // The host to name for a target without one, as seen from this client.
+    using HostFor = std::function<std::string(const Endpoint& client)>;
+
+    DispatcherService(Store& store, const DispatcherConfig& config, Logger& log, LocalLoad localLoad,
+                      HostFor hostFor);
+
+    void onDatagram(const Endpoint& from, std::string_view data, Time now);
+    std::vector<Datagram>& output() { return output_; }
+
+    // The target a login goes to now: fewest sessions among the servers that report, in list
+    // order on a tie; round robin when none reports.
+    size_t chooseTarget(Time now);
+
+private:
+    void login(const Endpoint& from, const Frame& frame, Time now);
+    void reply(const Endpoint& to, uint16_t code, const Bytes& body);
+    void refreshLoads(Time now);
+
+    Store& store_;
+    const DispatcherConfig config_;
+    Logger& log_;
+    LocalLoad localLoad_;
+    HostFor hostFor_;
+    int minimumCode_ = 256;
+
+    std::vector<Datagram> output_;
+    uint16_t seq_ = 0;
+
+    // Loads read from the store, plus the logins sent to each since that read, so that a burst
+    // of logins between two reads is spread instead of all going to the same server.
+    std::vector<std::optional<int>> loads_;
+    std::vector<int> sentSinceRefresh_;
+    Time nextRefresh_{};
+    size_t roundRobin_ = 0;
+};
+
+}  // namespace nq::server

@@ -1,0 +1,95 @@
+#include "server/pacer.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace nq::server {
+
+void ClientPacer::popFront(Time readAt) {
+    const Unread u = unread_.front();
+    unread_.pop_front();
+    unreadBytes_ -= u.length;
+    cursor_ = readAt;
+    if (u.flags & kTrigger) {
+        --triggersUnread_;
+        lastTriggerRead_ = std::max(lastTriggerRead_.value_or(readAt), readAt);
+    }
+    if (u.flags & kStallsReader) stalled_ = true;
+}
+
+void ClientPacer::drain(Time now) {
+    const Duration period = config_->readPeriod();
+    while (!stalled_ && !unread_.empty()) {
+        // A frame is read no later than one stretched tick after it arrived, or after the frame
+        // before it was read, whichever is later.
+        const Time due = std::max(unread_.front().sentAt, cursor_) + period;
+        if (due > now) break;
+        popFront(due);
+    }
+}
+
+bool ClientPacer::triggerBlocked(Time now) const {
+    if (triggersUnread_ > 0) return true;
+    return lastTriggerRead_ && now < *lastTriggerRead_ + config_->triggerGap();
+}
+
+void ClientPacer::release(Time now, std::vector<OutFrame>& out) {
+    drain(now);
+    while (!held_.empty()) {
+        OutFrame& f = held_.front();
+        if ((f.flags & kTrigger) && triggerBlocked(now)) break;
+        if (unreadBytes_ + f.bytes.size() > config_->ringBudget && unreadBytes_ > 0) break;
+        unread_.push_back({now, static_cast<uint16_t>(std::min<size_t>(f.bytes.size(), UINT16_MAX)), f.flags});
+        unreadBytes_ += unread_.back().length;
+        if (f.flags & kTrigger) ++triggersUnread_;
+        out.push_back(std::move(f));
+        held_.pop_front();
+    }
+}
+
+void ClientPacer::triggerAnswered(Time now) {
+    if (triggersUnread_ == 0) {
+        // Already believed read; the answer only proves it happened no later than now.
+        if (lastTriggerRead_) lastTriggerRead_ = std::max(*lastTriggerRead_, now);
+        return;
+    }
+    for (;;) {
+        const bool wasTrigger = unread_.front().flags & kTrigger;
+        popFront(now);
+        if (wasTrigger) break;
+    }
+    // The answer was sent from the tick that read the trigger, so that tick's reading is done.
+    stalled_ = false;
+}
+
+void ClientPacer::clientHeard(Time now) {
+    if (!stalled_) return;
+    stalled_ = false;
+    cursor_ = now;
+}
+
+size_t ClientPacer::unreadEstimate(Time now) {
+    drain(now);
+    return unreadBytes_;
+}
+
+bool ClientPacer::idle(Time now) {
+    drain(now);
+    return held_.empty() && unread_.empty();
+}
+
+std::optional<Time> ClientPacer::nextChance(Time now) {
+    drain(now);
+    if (held_.empty() || stalled_) return std::nullopt;
+    std::optional<Time> when;
+    if (!unread_.empty()) when = std::max(unread_.front().sentAt, cursor_) + config_->readPeriod();
+    if ((held_.front().flags & kTrigger) && triggersUnread_ == 0 && lastTriggerRead_) {
+        const Time gapEnd = *lastTriggerRead_ + config_->triggerGap();
+        if (gapEnd > now) when = when ? std::max(*when, gapEnd) : gapEnd;
+    }
+    return when.value_or(now);
+}
+
+std::deque<OutFrame> ClientPacer::takeHeld() { return std::exchange(held_, {}); }
+
+}  // namespace nq::server

@@ -1,0 +1,98 @@
+#pragma once
+// Pacing of the frames to one client. The client reads at most two frames per 500 ms tick, one a
+// tick while a backlog drains, and its receive ring of 65,408 bytes throws away everything unread
+// when it overflows. So the server keeps, per client, an estimate of what stands unread in that
+// ring and holds frames back while the estimate is near full.
+//
+// The estimate is deliberately pessimistic: it assumes one frame read per stretched tick, never
+// two, so that it is never below the truth. Two kinds of frame need more:
+// - a trigger, to which the client answers with a frame sent straight from the handler (a group
+//   roster brings (2,6), an accepted friend brings a profile request); two such answers in one
+//   client tick garble its send ring, so a trigger leaves only once the previous one has been
+//   read and two ticks have passed;
+// - a system notice box, which stops the client's reading until the user closes it; after it
+//   is read, nothing more counts as read until the client is heard from again.
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+#include "server/clock.h"
+#include "session/gbk.h"
+
+namespace nq::server {
+
+struct PacingConfig {
+    Duration tick = Millis(500);    // the client's timer
+    double tickStretch = 1.1;       // its timer runs late when a tick has work to do
+    size_t ringBudget = 48 * 1024;  // bytes allowed to stand unread in a ring of 65,408
+
+    Duration readPeriod() const {
+        return std::chrono::duration_cast<Duration>(tick * tickStretch);
+    }
+    Duration triggerGap() const { return tick * 2; }
+};
+
+enum FrameFlag : uint8_t {
+    kTrigger = 1,      // the client answers it at once, outside its send gate
+    kStallsReader = 2, // a modal box: reading stops until the user closes it
+    kChatMessage = 4,  // a relayed (2,1): goes back to the store if it never leaves
+};
+
+struct OutFrame {
+    Bytes bytes;
+    uint8_t flags = 0;
+    int64_t storedId = 0;  // the waiting-message row it came from, deleted once it leaves
+};
+
+class ClientPacer {
+public:
+    explicit ClientPacer(const PacingConfig& config) : config_(&config) {}
+
+    // Queues a frame behind those already held; frames leave in the order they were queued.
+    void push(OutFrame frame) { held_.push_back(std::move(frame)); }
+
+    // Moves every frame that may leave now into out, oldest first.
+    void release(Time now, std::vector<OutFrame>& out);
+
+    // The client answered a trigger: it has read everything up to the oldest trigger unread.
+    void triggerAnswered(Time now);
+
+    // Any frame from the client: its tick runs, so no box of ours is standing.
+    void clientHeard(Time now);
+
+    size_t unreadEstimate(Time now);
+    size_t heldCount() const { return held_.size(); }
+    bool idle(Time now);  // nothing held and nothing believed unread
+
+    // When a held frame may next be able to leave; nothing when none is held or only the client
+    // can unblock it.
+    std::optional<Time> nextChance(Time now);
+
+    // Takes the frames not yet sent, for a session that ends.
+    std::deque<OutFrame> takeHeld();
+
+private:
+    struct Unread {
+        Time sentAt;
+        uint16_t length;
+        uint8_t flags;
+    };
+
+    void drain(Time now);
+    void popFront(Time readAt);
+    bool triggerBlocked(Time now) const;
+
+    const PacingConfig* config_;
+    std::deque<OutFrame> held_;
+    std::deque<Unread> unread_;
+    size_t unreadBytes_ = 0;
+    Time cursor_{};  // when the client is believed to have read the last frame popped
+    bool stalled_ = false;
+    int triggersUnread_ = 0;
+    std::optional<Time> lastTriggerRead_;
+};
+
+}  // namespace nq::server

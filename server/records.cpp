@@ -1,0 +1,105 @@
+#include "server/records.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "server/names.h"
+#include "session/fields.h"
+
+namespace nq::server {
+namespace {
+
+// The client reads these fields into 16-bit integers; anything wider would abandon the leaf.
+std::string int16Text(int64_t v) { return std::to_string(std::clamp<int64_t>(v, -32768, 32767)); }
+
+}  // namespace
+
+size_t rosterEntrySize(const Contact& c) { return c.account.size() + c.head.size() + c.nick.size() + 3; }
+
+size_t blacklistEntrySize(const Contact& c) { return c.nick.size() + c.head.size() + 2; }
+
+Bytes friendRoster(std::span<const Contact> friends) {
+    Bytes body;
+    for (const Contact& c : friends) {
+        if (body.size() + rosterEntrySize(c) > kMaxBody) break;
+        appendField(body, c.account);
+        appendField(body, c.head);
+        appendField(body, c.nick);
+    }
+    return body;
+}
+
+Bytes onlineRoster(std::span<const Contact> online) {
+    Bytes body;
+    for (const Contact& c : online) {
+        if (body.size() + c.account.size() + c.head.size() + 2 > kMaxBody) break;
+        appendField(body, c.account);
+        appendField(body, c.head);
+    }
+    return body;
+}
+
+Bytes blacklistRoster(std::span<const Contact> entries) {
+    Bytes body;
+    for (const Contact& c : entries) {
+        if (body.size() + blacklistEntrySize(c) > kMaxBody) break;
+        appendField(body, c.nick);
+        appendField(body, c.head);
+    }
+    return body;
+}
+
+Bytes profileRecord(const Account& a) {
+    std::array<std::string_view, 25> fields;
+    const std::string level = std::to_string(a.level);
+    const Bytes title = levelTitle(a.level);
+    const std::string coins = std::to_string(a.coins);
+    const std::string age = int16Text(a.age);
+    const std::string sex = int16Text(a.sex);
+    const std::string setting = int16Text(a.setting);
+    fields = {a.name,     level,     title,    coins,    a.nick,   a.head,      a.signature,
+              age,        sex,       a.country, a.province, a.city, a.email,     a.address,
+              a.postcode, a.phone,   a.mobile, a.realName, a.school, a.work,     a.zodiacAnimal,
+              a.bloodType, a.starSign, setting, "0"};
+    // Free texts, which may be shortened; the rest identifies the person and stays whole.
+    constexpr std::array<int, 15> kFree = {6, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22};
+    auto total = [&] {
+        size_t n = 0;
+        for (auto f : fields) n += f.size() + 1;
+        return n;
+    };
+    for (size_t size = total(); size > kMaxBody; size = total()) {
+        const int longest = *std::max_element(kFree.begin(), kFree.end(), [&](int x, int y) {
+            return fields[x].size() < fields[y].size();
+        });
+        if (fields[longest].empty()) break;  // nothing left to shorten; cannot happen with valid names
+        const size_t over = size - kMaxBody;
+        const size_t keep = fields[longest].size() > over ? fields[longest].size() - over : 0;
+        fields[longest] = cutGbk(fields[longest], keep);
+    }
+    Bytes body;
+    for (auto f : fields) appendField(body, f);
+    return body;
+}
+
+Bytes chatBody(std::string_view sender, std::string_view receiver, std::string_view text) {
+    const size_t fixed = sender.size() + receiver.size() + 3;
+    const size_t room = kMaxBody > fixed ? kMaxBody - fixed : 0;
+    return joinFields({sender, receiver, cutGbk(text, room)});
+}
+
+Bytes updateOrder(std::string_view minimumVersion, int minimumCode, int clientCode, std::string_view updateTarget) {
+    const std::string code = std::to_string(minimumCode);
+    const std::string client = versionTextOf(clientCode);
+    return joinFields({minimumVersion, code, client, "", "", "", "", updateTarget});
+}
+
+std::optional<int> versionCodeOf(std::string_view v) {
+    if (v.size() != 3 || v[1] != '.' || v[0] < '0' || v[0] > '9' || v[2] < '0' || v[2] > '9') return std::nullopt;
+    return (v[0] - '0') * 256 + (v[2] - '0');
+}
+
+std::string versionTextOf(int code) { return std::to_string(code / 256) + "." + std::to_string(code % 256); }
+
+}  // namespace nq::server

@@ -1,0 +1,226 @@
+#include "server/server_loop.h"
+
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <unordered_map>
+
+#include "server/chat_service.h"
+#include "server/dispatcher_service.h"
+#include "server/sqlite_store.h"
+#include "server/udp_socket.h"
+
+namespace nq::server {
+namespace {
+
+// After this many batches from one socket the loop looks at its timers and the other socket.
+constexpr int kBatchesPerTurn = 16;
+
+// The local address that packets to this client leave from: what the client must use to reach
+// a chat server bound to every address. Found by connecting a throwaway socket, which only
+// asks the routing table.
+std::string routeLocalAddress(const Endpoint& client) {
+    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return "127.0.0.1";
+    const sockaddr_in sa = client.toSockaddr();
+    std::string host = "127.0.0.1";
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) == 0) {
+        sockaddr_in local{};
+        socklen_t len = sizeof local;
+        if (getsockname(fd, reinterpret_cast<sockaddr*>(&local), &len) == 0)
+            host = formatIpv4(Endpoint::fromSockaddr(local).address);
+    }
+    ::close(fd);
+    return host;
+}
+
+class Loop {
+public:
+    Loop(const ServeOptions& o, const std::string& dbPath, Logger& log) : options_(o), log_(log), store_(dbPath) {
+        const uint32_t address = *parseIpv4(o.address);
+        const bool anyAddress = address == 0;
+        const std::string boundHost = anyAddress ? std::string() : o.address;
+        ownHost_ = o.publicHost.empty() ? boundHost : o.publicHost;
+
+        if (o.role != Role::Dispatcher) {
+            chatConfig_.sessionTimeout =
+                std::chrono::duration_cast<Duration>(std::chrono::duration<double>(o.sessionTimeoutSeconds));
+            chatConfig_.pacing.tick =
+                std::chrono::duration_cast<Duration>(std::chrono::duration<double, std::milli>(o.paceTickMs));
+            chatConfig_.pacing.ringBudget = o.ringBudget;
+            chatConfig_.serverId = (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
+            chatSocket_ = std::make_unique<UdpSocket>(address, o.chatPort);
+            chat_ = std::make_unique<ChatService>(store_, chatConfig_, log_);
+        }
+        if (o.role != Role::Chat) {
+            DispatcherConfig d;
+            d.minimumVersion = o.minVersion;
+            d.updateTarget = o.updateTarget;
+            d.targets = o.chatServers;
+            if (d.targets.empty()) d.targets.push_back({ownHost_, o.chatPort});
+            auto localLoad = [this](const ChatTarget& t) -> std::optional<int> {
+                if (!chat_ || t.port != options_.chatPort || (!t.host.empty() && t.host != ownHost_)) return std::nullopt;
+                return static_cast<int>(chat_->sessionCount());
+            };
+            auto hostFor = [this](const Endpoint& client) {
+                auto& cached = hostCache_[client.address];
+                if (cached.empty()) cached = routeLocalAddress(client);
+                return cached;
+            };
+            dispatcherSocket_ = std::make_unique<UdpSocket>(address, o.dispatcherPort);
+            dispatcher_ = std::make_unique<DispatcherService>(store_, d, log_, localLoad, hostFor);
+        }
+    }
+
+    int run() {
+        sigset_t stopSignals;
+        sigemptyset(&stopSignals);
+        sigaddset(&stopSignals, SIGINT);
+        sigaddset(&stopSignals, SIGTERM);
+        sigprocmask(SIG_BLOCK, &stopSignals, nullptr);
+        const int signalFd = signalfd(-1, &stopSignals, SFD_NONBLOCK | SFD_CLOEXEC);
+        epoll_ = epoll_create1(EPOLL_CLOEXEC);
+        if (signalFd < 0 || epoll_ < 0) throw std::runtime_error(std::string("cannot set up epoll: ") + std::strerror(errno));
+        watch(signalFd, EPOLLIN);
+        if (chatSocket_) watch(chatSocket_->fd(), EPOLLIN);
+        if (dispatcherSocket_) watch(dispatcherSocket_->fd(), EPOLLIN);
+
+        std::string roles;
+        if (dispatcherSocket_) roles += "dispatcher " + dispatcherSocket_->local().toString();
+        if (chatSocket_) roles += (roles.empty() ? "" : ", ") + std::string("chat ") + chatSocket_->local().toString();
+        NQ_LOG(log_, Info, "nqserver ready: %s", roles.c_str());
+
+        bool stopping = false;
+        epoll_event events[8];
+        while (!stopping) {
+            const Time now = Clock::now();
+            int timeoutMs = 1000;
+            if (chat_) {
+                const auto wait = std::chrono::ceil<Millis>(chat_->nextWake(now) - now).count();
+                timeoutMs = static_cast<int>(std::clamp<int64_t>(wait, 0, 1000));
+            }
+            const int n = epoll_wait(epoll_, events, 8, timeoutMs);
+            if (n < 0 && errno != EINTR) throw std::runtime_error(std::string("epoll: ") + std::strerror(errno));
+            for (int i = 0; i < n; ++i) {
+                const int fd = events[i].data.fd;
+                if (fd == signalFd) {
+                    stopping = true;
+                } else if (chatSocket_ && fd == chatSocket_->fd()) {
+                    if (events[i].events & EPOLLIN) drainChat();
+                } else if (dispatcherSocket_ && fd == dispatcherSocket_->fd()) {
+                    if (events[i].events & EPOLLIN) drainDispatcher();
+                }
+            }
+            if (chat_) {
+                chat_->onTimer(Clock::now());
+                take(chat_->output(), chatQueue_);
+            }
+            flush();
+        }
+        NQ_LOG(log_, Info, "stopping");
+        if (chat_) {
+            chat_->shutdown(Clock::now());
+            take(chat_->output(), chatQueue_);
+            flush();
+        }
+        ::close(signalFd);
+        ::close(epoll_);
+        return 0;
+    }
+
+private:
+    void watch(int fd, uint32_t events) {
+        epoll_event ev{};
+        ev.events = events;
+        ev.data.fd = fd;
+        epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &ev);
+    }
+    void rewatch(int fd, uint32_t events) {
+        epoll_event ev{};
+        ev.events = events;
+        ev.data.fd = fd;
+        epoll_ctl(epoll_, EPOLL_CTL_MOD, fd, &ev);
+    }
+
+    static void take(std::vector<Datagram>& from, std::deque<Datagram>& to) {
+        for (Datagram& d : from) to.push_back(std::move(d));
+        from.clear();
+    }
+
+    void drainChat() {
+        for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
+            const Time now = Clock::now();
+            const int n = chatSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
+                if (truncated) {
+                    NQ_LOG(log_, Warn, "dropped a datagram from %s longer than %zu bytes", from.toString().c_str(),
+                           UdpSocket::kSlot);
+                    return;
+                }
+                chat_->onDatagram(from, data, now);
+            });
+            take(chat_->output(), chatQueue_);
+            flush();
+            if (n < UdpSocket::kBatch) break;
+        }
+    }
+
+    void drainDispatcher() {
+        for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
+            const Time now = Clock::now();
+            const int n = dispatcherSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
+                if (!truncated) dispatcher_->onDatagram(from, data, now);
+            });
+            take(dispatcher_->output(), dispatcherQueue_);
+            flush();
+            if (n < UdpSocket::kBatch) break;
+        }
+    }
+
+    // Sends what is queued; a socket whose kernel buffer is full is watched for room.
+    void flush() {
+        flushOne(chatSocket_.get(), chatQueue_, chatWaitsForRoom_);
+        flushOne(dispatcherSocket_.get(), dispatcherQueue_, dispatcherWaitsForRoom_);
+    }
+    void flushOne(UdpSocket* socket, std::deque<Datagram>& queue, bool& waitsForRoom) {
+        if (!socket) return;
+        const bool allSent = queue.empty() || socket->send(queue);
+        if (allSent == !waitsForRoom) return;
+        waitsForRoom = !allSent;
+        rewatch(socket->fd(), waitsForRoom ? EPOLLIN | EPOLLOUT : EPOLLIN);
+    }
+
+    const ServeOptions options_;
+    Logger& log_;
+    SqliteStore store_;
+    ChatConfig chatConfig_;
+    std::string ownHost_;
+    std::unique_ptr<UdpSocket> chatSocket_;
+    std::unique_ptr<UdpSocket> dispatcherSocket_;
+    std::unique_ptr<ChatService> chat_;
+    std::unique_ptr<DispatcherService> dispatcher_;
+    std::unordered_map<uint32_t, std::string> hostCache_;
+    std::deque<Datagram> chatQueue_;
+    std::deque<Datagram> dispatcherQueue_;
+    bool chatWaitsForRoom_ = false;
+    bool dispatcherWaitsForRoom_ = false;
+    int epoll_ = -1;
+};
+
+}  // namespace
+
+int serve(const ServeOptions& options, const std::string& dbPath, Logger& log) {
+    log.setLevel(options.logLevel);
+    log.setTrace(options.trace);
+    Loop loop(options, dbPath, log);
+    return loop.run();
+}
+
+}  // namespace nq::server

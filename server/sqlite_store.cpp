@@ -1,0 +1,467 @@
+#include "server/sqlite_store.h"
+
+#include <sqlite3.h>
+
+#include <ctime>
+#include <unordered_map>
+
+namespace nq::server {
+namespace {
+
+// The store speaks GBK and keeps UTF-8. A GBK text that does not survive the round trip names
+// nothing that was ever stored, since every stored name came in through UTF-8.
+std::optional<std::string> utf8Of(const Bytes& gbkText) {
+    std::string utf8 = gbk::toUtf8(gbkText);
+    if (gbk::fromUtf8(utf8) != gbkText) return std::nullopt;
+    return utf8;
+}
+
+constexpr const char* kAccountColumns =
+    "name, digest, nick, head, level, coins, signature, age, sex, country, province, city, email, "
+    "address, postcode, phone, mobile, real_name, school, work, zodiac_animal, blood_type, star_sign, "
+    "setting";
+
+// Schema steps, applied in order; user_version counts how many have run.
+constexpr const char* kMigrations[] = {
+    R"sql(
+    CREATE TABLE accounts (
+        name TEXT PRIMARY KEY,
+        digest TEXT NOT NULL,
+        nick TEXT NOT NULL UNIQUE,
+        head TEXT NOT NULL,
+        level INTEGER NOT NULL DEFAULT 1,
+        coins INTEGER NOT NULL DEFAULT 0,
+        signature TEXT NOT NULL DEFAULT '',
+        age INTEGER NOT NULL DEFAULT 0,
+        sex INTEGER NOT NULL DEFAULT 1,
+        country TEXT NOT NULL DEFAULT '',
+        province TEXT NOT NULL DEFAULT '',
+        city TEXT NOT NULL DEFAULT '',
+        email TEXT NOT NULL DEFAULT '',
+        address TEXT NOT NULL DEFAULT '',
+        postcode TEXT NOT NULL DEFAULT '',
+        phone TEXT NOT NULL DEFAULT '',
+        mobile TEXT NOT NULL DEFAULT '',
+        real_name TEXT NOT NULL DEFAULT '',
+        school TEXT NOT NULL DEFAULT '',
+        work TEXT NOT NULL DEFAULT '',
+        zodiac_animal TEXT NOT NULL DEFAULT '',
+        blood_type TEXT NOT NULL DEFAULT '',
+        star_sign TEXT NOT NULL DEFAULT '',
+        setting INTEGER NOT NULL DEFAULT 0,
+        created_at INTEGER NOT NULL
+    );
+    -- rowid order is roster order: friends appear in the order they were added.
+    CREATE TABLE friends (
+        owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        friend TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        PRIMARY KEY (owner, friend)
+    );
+    CREATE INDEX friends_by_friend ON friends(friend);
+    CREATE TABLE blacklist (
+        owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        target TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        PRIMARY KEY (owner, target)
+    );
+    CREATE TABLE waiting_messages (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        receiver TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        body BLOB NOT NULL,
+        created_at INTEGER NOT NULL
+    );
+    CREATE INDEX waiting_by_receiver ON waiting_messages(receiver, id);
+    CREATE TABLE notices (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        kind INTEGER NOT NULL,
+        text TEXT NOT NULL,
+        created_at INTEGER NOT NULL
+    );
+    CREATE TABLE chat_servers (
+        server TEXT PRIMARY KEY,
+        sessions INTEGER NOT NULL,
+        heartbeat INTEGER NOT NULL
+    );
+    )sql",
+};
+
+}  // namespace
+
+class SqliteStore::Statement {
+public:
+    Statement(sqlite3* db, const char* sql) : db_(db) {
+        if (sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr) != SQLITE_OK)
+            throw StoreError(std::string("database statement failed: ") + sqlite3_errmsg(db));
+    }
+    ~Statement() { sqlite3_finalize(stmt_); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    void reset() {
+        sqlite3_reset(stmt_);
+        sqlite3_clear_bindings(stmt_);
+    }
+    Statement& text(int i, std::string_view v) {
+        sqlite3_bind_text(stmt_, i, v.data(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
+        return *this;
+    }
+    Statement& gbkText(int i, const Bytes& v) { return text(i, gbk::toUtf8(v)); }
+    Statement& blob(int i, std::string_view v) {
+        sqlite3_bind_blob(stmt_, i, v.data(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
+        return *this;
+    }
+    Statement& integer(int i, int64_t v) {
+        sqlite3_bind_int64(stmt_, i, v);
+        return *this;
+    }
+
+    // True while rows come, false at the end. A constraint failure throws ConstraintError so
+    // that callers can tell "taken" from "broken".
+    bool step() {
+        const int rc = sqlite3_step(stmt_);
+        if (rc == SQLITE_ROW) return true;
+        if (rc == SQLITE_DONE) return false;
+        const std::string reason = sqlite3_errmsg(db_);
+        sqlite3_reset(stmt_);
+        if ((rc & 0xFF) == SQLITE_CONSTRAINT) throw ConstraintError(reason);
+        throw StoreError("database error: " + reason);
+    }
+    void run() {
+        while (step()) {
+        }
+    }
+
+    std::string columnText(int c) {
+        const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, c));
+        return p ? std::string(p, sqlite3_column_bytes(stmt_, c)) : std::string();
+    }
+    Bytes columnGbk(int c) { return gbk::fromUtf8(columnText(c)); }
+    Bytes columnBlob(int c) {
+        const auto* p = static_cast<const char*>(sqlite3_column_blob(stmt_, c));
+        return p ? Bytes(p, sqlite3_column_bytes(stmt_, c)) : Bytes();
+    }
+    int64_t columnInt(int c) { return sqlite3_column_int64(stmt_, c); }
+
+    struct ConstraintError : StoreError {
+        using StoreError::StoreError;
+    };
+
+private:
+    sqlite3* db_;
+    sqlite3_stmt* stmt_ = nullptr;
+};
+
+struct SqliteStore::Cache {
+    std::unordered_map<const char*, std::unique_ptr<Statement>> statements;
+};
+
+SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::make_unique<Cache>()) {
+    const int rc = sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    if (rc != SQLITE_OK) {
+        const std::string reason = db_ ? sqlite3_errmsg(db_) : "out of memory";
+        sqlite3_close(db_);
+        db_ = nullptr;
+        throw StoreError("cannot open database " + path + ": " + reason);
+    }
+    // Another process (the admin command, a second chat server) may hold the write lock briefly.
+    sqlite3_busy_timeout(db_, 2000);
+    try {
+        exec("PRAGMA journal_mode=WAL");
+        // In WAL mode NORMAL loses at most the last commits on power loss, never consistency;
+        // FULL would fsync on every stored message.
+        exec("PRAGMA synchronous=NORMAL");
+        exec("PRAGMA foreign_keys=ON");
+        migrate();
+    } catch (const StoreError& e) {
+        sqlite3_close(db_);
+        db_ = nullptr;
+        throw StoreError("cannot use database " + path + ": " + e.what());
+    }
+}
+
+SqliteStore::~SqliteStore() {
+    cache_.reset();  // statements first: close refuses a database with live statements
+    if (db_) sqlite3_close(db_);
+}
+
+void SqliteStore::exec(const char* sql) {
+    char* err = nullptr;
+    if (sqlite3_exec(db_, sql, nullptr, nullptr, &err) != SQLITE_OK) {
+        std::string reason = err ? err : sqlite3_errmsg(db_);
+        sqlite3_free(err);
+        throw StoreError(reason);
+    }
+}
+
+SqliteStore::Statement& SqliteStore::prepare(const char* sql) {
+    auto& slot = cache_->statements[sql];
+    if (!slot) slot = std::make_unique<Statement>(db_, sql);
+    slot->reset();
+    return *slot;
+}
+
+int SqliteStore::schemaVersion() {
+    auto& s = prepare("PRAGMA user_version");
+    const int version = s.step() ? static_cast<int>(s.columnInt(0)) : 0;
+    s.reset();
+    return version;
+}
+
+void SqliteStore::migrate() {
+    const int have = schemaVersion();
+    constexpr int want = static_cast<int>(std::size(kMigrations));
+    static_assert(want == kSchemaVersion);
+    if (have > want)
+        throw StoreError("schema version " + std::to_string(have) + " is newer than this server's " +
+                         std::to_string(want));
+    for (int v = have; v < want; ++v) {
+        exec("BEGIN IMMEDIATE");
+        try {
+            exec(kMigrations[v]);
+            exec(("PRAGMA user_version=" + std::to_string(v + 1)).c_str());
+            exec("COMMIT");
+        } catch (...) {
+            exec("ROLLBACK");
+            throw;
+        }
+    }
+}
+
+std::optional<Account> SqliteStore::accountWhere(const char* sql, const Bytes& key) {
+    auto utf8 = utf8Of(key);
+    if (!utf8) return std::nullopt;
+    auto& s = prepare(sql);
+    s.text(1, *utf8);
+    if (!s.step()) return std::nullopt;
+    Account a;
+    int c = 0;
+    a.name = s.columnGbk(c++);
+    a.digest = s.columnText(c++);
+    a.nick = s.columnGbk(c++);
+    a.head = s.columnGbk(c++);
+    a.level = static_cast<int>(s.columnInt(c++));
+    a.coins = s.columnInt(c++);
+    a.signature = s.columnGbk(c++);
+    a.age = static_cast<int>(s.columnInt(c++));
+    a.sex = static_cast<int>(s.columnInt(c++));
+    for (Bytes* field : {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
+                         &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
+        *field = s.columnGbk(c++);
+    a.setting = static_cast<int>(s.columnInt(c++));
+    s.reset();
+    return a;
+}
+
+std::optional<Account> SqliteStore::account(const Bytes& name) {
+    static const std::string sql = std::string("SELECT ") + kAccountColumns + " FROM accounts WHERE name = ?";
+    return accountWhere(sql.c_str(), name);
+}
+
+std::optional<Account> SqliteStore::accountByNick(const Bytes& nick) {
+    static const std::string sql = std::string("SELECT ") + kAccountColumns + " FROM accounts WHERE nick = ?";
+    return accountWhere(sql.c_str(), nick);
+}
+
+void SqliteStore::createAccount(const Account& a) {
+    static const std::string sql = std::string("INSERT INTO accounts (") + kAccountColumns +
+                                   ", created_at) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)";
+    auto& s = prepare(sql.c_str());
+    int c = 1;
+    s.gbkText(c++, a.name);
+    s.text(c++, a.digest);
+    s.gbkText(c++, a.nick);
+    s.gbkText(c++, a.head);
+    s.integer(c++, a.level);
+    s.integer(c++, a.coins);
+    s.gbkText(c++, a.signature);
+    s.integer(c++, a.age);
+    s.integer(c++, a.sex);
+    for (const Bytes* field : {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone,
+                               &a.mobile, &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType,
+                               &a.starSign})
+        s.gbkText(c++, *field);
+    s.integer(c++, a.setting);
+    s.integer(c++, static_cast<int64_t>(std::time(nullptr)));
+    try {
+        s.run();
+    } catch (const Statement::ConstraintError&) {
+        if (account(a.name)) throw StoreError("account " + gbk::toUtf8(a.name) + " exists already");
+        throw StoreError("nick " + gbk::toUtf8(a.nick) + " is taken by another account");
+    }
+}
+
+void SqliteStore::setDigest(const Bytes& name, const std::string& digest) {
+    auto& s = prepare("UPDATE accounts SET digest = ? WHERE name = ?");
+    s.text(1, digest).gbkText(2, name).run();
+    if (sqlite3_changes(db_) == 0) throw StoreError("no account " + gbk::toUtf8(name));
+}
+
+std::vector<Account> SqliteStore::accounts() {
+    std::vector<Bytes> names;
+    auto& s = prepare("SELECT name FROM accounts ORDER BY name");
+    while (s.step()) names.push_back(s.columnGbk(0));
+    std::vector<Account> out;
+    for (const Bytes& n : names)
+        if (auto a = account(n)) out.push_back(std::move(*a));
+    return out;
+}
+
+std::vector<Contact> SqliteStore::friends(const Bytes& owner) {
+    std::vector<Contact> out;
+    auto& s = prepare(
+        "SELECT a.name, a.nick, a.head FROM friends f JOIN accounts a ON a.name = f.friend "
+        "WHERE f.owner = ? ORDER BY f.rowid");
+    s.gbkText(1, owner);
+    while (s.step()) out.push_back({s.columnGbk(0), s.columnGbk(1), s.columnGbk(2)});
+    return out;
+}
+
+std::vector<Bytes> SqliteStore::ownersListing(const Bytes& friendName) {
+    std::vector<Bytes> out;
+    auto& s = prepare("SELECT owner FROM friends WHERE friend = ?");
+    s.gbkText(1, friendName);
+    while (s.step()) out.push_back(s.columnGbk(0));
+    return out;
+}
+
+bool SqliteStore::addFriend(const Bytes& owner, const Bytes& friendName) {
+    exec("BEGIN IMMEDIATE");
+    try {
+        // A friend is never blacklisted as well: the client would ask about it mid-roster.
+        prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?").gbkText(1, owner).gbkText(2, friendName).run();
+        prepare("INSERT OR IGNORE INTO friends (owner, friend) VALUES (?, ?)")
+            .gbkText(1, owner)
+            .gbkText(2, friendName)
+            .run();
+        const bool added = sqlite3_changes(db_) > 0;
+        exec("COMMIT");
+        return added;
+    } catch (...) {
+        exec("ROLLBACK");
+        throw;
+    }
+}
+
+bool SqliteStore::removeFriend(const Bytes& owner, const Bytes& friendName) {
+    prepare("DELETE FROM friends WHERE owner = ? AND friend = ?").gbkText(1, owner).gbkText(2, friendName).run();
+    return sqlite3_changes(db_) > 0;
+}
+
+std::vector<Contact> SqliteStore::blacklist(const Bytes& owner) {
+    std::vector<Contact> out;
+    auto& s = prepare(
+        "SELECT a.name, a.nick, a.head FROM blacklist b JOIN accounts a ON a.name = b.target "
+        "WHERE b.owner = ? ORDER BY b.rowid");
+    s.gbkText(1, owner);
+    while (s.step()) out.push_back({s.columnGbk(0), s.columnGbk(1), s.columnGbk(2)});
+    return out;
+}
+
+bool SqliteStore::isBlacklisted(const Bytes& owner, const Bytes& target) {
+    auto& s = prepare("SELECT 1 FROM blacklist WHERE owner = ? AND target = ?");
+    s.gbkText(1, owner).gbkText(2, target);
+    const bool found = s.step();
+    s.reset();
+    return found;
+}
+
+bool SqliteStore::addToBlacklist(const Bytes& owner, const Bytes& target) {
+    exec("BEGIN IMMEDIATE");
+    try {
+        prepare("DELETE FROM friends WHERE owner = ? AND friend = ?").gbkText(1, owner).gbkText(2, target).run();
+        prepare("INSERT OR IGNORE INTO blacklist (owner, target) VALUES (?, ?)")
+            .gbkText(1, owner)
+            .gbkText(2, target)
+            .run();
+        const bool added = sqlite3_changes(db_) > 0;
+        exec("COMMIT");
+        return added;
+    } catch (...) {
+        exec("ROLLBACK");
+        throw;
+    }
+}
+
+bool SqliteStore::removeFromBlacklist(const Bytes& owner, const Bytes& target) {
+    prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?").gbkText(1, owner).gbkText(2, target).run();
+    return sqlite3_changes(db_) > 0;
+}
+
+int64_t SqliteStore::storeMessage(const Bytes& receiver, const Bytes& body) {
+    prepare("INSERT INTO waiting_messages (receiver, body, created_at) VALUES (?, ?, ?)")
+        .gbkText(1, receiver)
+        .blob(2, body)
+        .integer(3, static_cast<int64_t>(std::time(nullptr)))
+        .run();
+    return sqlite3_last_insert_rowid(db_);
+}
+
+std::vector<WaitingMessage> SqliteStore::waitingMessages(const Bytes& receiver, int64_t afterId, int limit) {
+    std::vector<WaitingMessage> out;
+    auto& s = prepare("SELECT id, body FROM waiting_messages WHERE receiver = ? AND id > ? ORDER BY id LIMIT ?");
+    s.gbkText(1, receiver).integer(2, afterId).integer(3, limit);
+    while (s.step()) out.push_back({s.columnInt(0), s.columnBlob(1)});
+    return out;
+}
+
+void SqliteStore::deleteMessages(std::span<const int64_t> ids) {
+    if (ids.empty()) return;
+    exec("BEGIN IMMEDIATE");
+    try {
+        for (int64_t id : ids) prepare("DELETE FROM waiting_messages WHERE id = ?").integer(1, id).run();
+        exec("COMMIT");
+    } catch (...) {
+        exec("ROLLBACK");
+        throw;
+    }
+}
+
+int64_t SqliteStore::queueNotice(NoticeKind kind, const Bytes& text) {
+    const auto now = static_cast<int64_t>(std::time(nullptr));
+    // Notices only matter to servers running now; a day's worth is plenty for a look back.
+    prepare("DELETE FROM notices WHERE created_at < ?").integer(1, now - 86400).run();
+    prepare("INSERT INTO notices (kind, text, created_at) VALUES (?, ?, ?)")
+        .integer(1, static_cast<int>(kind))
+        .gbkText(2, text)
+        .integer(3, now)
+        .run();
+    return sqlite3_last_insert_rowid(db_);
+}
+
+std::vector<Notice> SqliteStore::noticesAfter(int64_t id) {
+    std::vector<Notice> out;
+    auto& s = prepare("SELECT id, kind, text FROM notices WHERE id > ? ORDER BY id");
+    s.integer(1, id);
+    while (s.step())
+        out.push_back({s.columnInt(0), s.columnInt(1) == 1 ? NoticeKind::Box : NoticeKind::Toast, s.columnGbk(2)});
+    return out;
+}
+
+int64_t SqliteStore::lastNoticeId() {
+    auto& s = prepare("SELECT COALESCE(MAX(id), 0) FROM notices");
+    const int64_t id = s.step() ? s.columnInt(0) : 0;
+    s.reset();
+    return id;
+}
+
+void SqliteStore::reportLoad(const std::string& server, int sessions, int64_t now) {
+    prepare(
+        "INSERT INTO chat_servers (server, sessions, heartbeat) VALUES (?, ?, ?) "
+        "ON CONFLICT(server) DO UPDATE SET sessions = excluded.sessions, heartbeat = excluded.heartbeat")
+        .text(1, server)
+        .integer(2, sessions)
+        .integer(3, now)
+        .run();
+}
+
+void SqliteStore::withdrawLoad(const std::string& server) {
+    prepare("DELETE FROM chat_servers WHERE server = ?").text(1, server).run();
+}
+
+std::vector<ServerLoad> SqliteStore::loads() {
+    std::vector<ServerLoad> out;
+    auto& s = prepare("SELECT server, sessions, heartbeat FROM chat_servers ORDER BY server");
+    while (s.step()) out.push_back({s.columnText(0), static_cast<int>(s.columnInt(1)), s.columnInt(2)});
+    return out;
+}
+
+}  // namespace nq::server

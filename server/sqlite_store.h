@@ -1,0 +1,68 @@
+#pragma once
+// The embedded store: one SQLite file, created on first use, in WAL mode so that the admin
+// command and several server processes can share it. Text is kept as UTF-8 so that the file
+// reads well in the sqlite3 shell; message bodies are kept as the GBK bytes that will go out.
+
+#include <memory>
+#include <string>
+
+#include "server/store.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace nq::server {
+
+class SqliteStore : public Store {
+public:
+    // Opens or creates the database and brings its schema up to date. Throws StoreError with a
+    // readable reason when the file cannot be opened or belongs to a newer server.
+    explicit SqliteStore(const std::string& path);
+    ~SqliteStore() override;
+    SqliteStore(const SqliteStore&) = delete;
+    SqliteStore& operator=(const SqliteStore&) = delete;
+
+    static constexpr int kSchemaVersion = 1;
+    int schemaVersion();
+
+    std::optional<Account> account(const Bytes& name) override;
+    std::optional<Account> accountByNick(const Bytes& nick) override;
+    void createAccount(const Account& account) override;
+    void setDigest(const Bytes& name, const std::string& digest) override;
+    std::vector<Account> accounts() override;
+
+    std::vector<Contact> friends(const Bytes& owner) override;
+    std::vector<Bytes> ownersListing(const Bytes& friendName) override;
+    bool addFriend(const Bytes& owner, const Bytes& friendName) override;
+    bool removeFriend(const Bytes& owner, const Bytes& friendName) override;
+    std::vector<Contact> blacklist(const Bytes& owner) override;
+    bool isBlacklisted(const Bytes& owner, const Bytes& target) override;
+    bool addToBlacklist(const Bytes& owner, const Bytes& target) override;
+    bool removeFromBlacklist(const Bytes& owner, const Bytes& target) override;
+
+    int64_t storeMessage(const Bytes& receiver, const Bytes& body) override;
+    std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId, int limit) override;
+    void deleteMessages(std::span<const int64_t> ids) override;
+
+    int64_t queueNotice(NoticeKind kind, const Bytes& text) override;
+    std::vector<Notice> noticesAfter(int64_t id) override;
+    int64_t lastNoticeId() override;
+
+    void reportLoad(const std::string& server, int sessions, int64_t now) override;
+    void withdrawLoad(const std::string& server) override;
+    std::vector<ServerLoad> loads() override;
+
+private:
+    class Statement;
+    Statement& prepare(const char* sql);
+    void exec(const char* sql);
+    void migrate();
+    std::optional<Account> accountWhere(const char* sql, const Bytes& key);
+
+    sqlite3* db_ = nullptr;
+    std::string path_;
+    struct Cache;
+    std::unique_ptr<Cache> cache_;
+};
+
+}  // namespace nq::server

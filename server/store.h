@@ -1,0 +1,117 @@
+#pragma once
+// What the server keeps between runs: accounts with their profile, friend lists, blacklists,
+// messages waiting for their receiver, notices from the admin command, and the load of each
+// chat server for the dispatcher. Every text crosses this interface in GBK, the wire's
+// encoding, whatever the engine keeps inside.
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "session/gbk.h"
+
+namespace nq::server {
+
+// A person as the profile record shows him, plus the password digest.
+struct Account {
+    Bytes name;
+    std::string digest;  // the login digest as sealDigest keeps it, never the password
+    Bytes nick;
+    Bytes head = "m0";
+    int level = 1;
+    int64_t coins = 0;
+    Bytes signature;
+    int age = 0;
+    int sex = 1;  // 1 male, 0 female
+    Bytes country;
+    Bytes province;
+    Bytes city;
+    Bytes email;
+    Bytes address;
+    Bytes postcode;
+    Bytes phone;
+    Bytes mobile;
+    Bytes realName;
+    Bytes school;
+    Bytes work;
+    Bytes zodiacAnimal;
+    Bytes bloodType;
+    Bytes starSign;
+    int setting = 0;
+};
+
+// One entry of a friend list or a blacklist, in roster order.
+struct Contact {
+    Bytes account;
+    Bytes nick;
+    Bytes head;
+};
+
+struct WaitingMessage {
+    int64_t id = 0;
+    Bytes body;  // sender, receiver, text record: the body of the (2,1) frame as it will go out
+};
+
+enum class NoticeKind { Box = 1, Toast = 2 };
+
+struct Notice {
+    int64_t id = 0;
+    NoticeKind kind = NoticeKind::Toast;
+    Bytes text;
+};
+
+struct ServerLoad {
+    std::string server;  // "host:port" as the dispatcher names it
+    int sessions = 0;
+    int64_t heartbeat = 0;  // Unix seconds
+};
+
+// A refused change (a duplicate account, an unknown name): the message is for the user.
+class StoreError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class Store {
+public:
+    virtual ~Store() = default;
+
+    // Accounts. Names and nicks match exactly, byte for byte.
+    virtual std::optional<Account> account(const Bytes& name) = 0;
+    virtual std::optional<Account> accountByNick(const Bytes& nick) = 0;
+    virtual void createAccount(const Account& account) = 0;  // StoreError when name or nick is taken
+    virtual void setDigest(const Bytes& name, const std::string& digest) = 0;  // StoreError if unknown
+    virtual std::vector<Account> accounts() = 0;                               // ordered by name
+
+    // Friend lists are one-way: owner lists friend. Blacklists are kept apart from them.
+    virtual std::vector<Contact> friends(const Bytes& owner) = 0;
+    virtual std::vector<Bytes> ownersListing(const Bytes& friendName) = 0;  // who has him as a friend
+    virtual bool addFriend(const Bytes& owner, const Bytes& friendName) = 0;  // false: already there
+    virtual bool removeFriend(const Bytes& owner, const Bytes& friendName) = 0;
+    virtual std::vector<Contact> blacklist(const Bytes& owner) = 0;
+    virtual bool isBlacklisted(const Bytes& owner, const Bytes& target) = 0;
+    // Adding to the blacklist takes the target off the owner's friend list in the same step.
+    virtual bool addToBlacklist(const Bytes& owner, const Bytes& target) = 0;
+    virtual bool removeFromBlacklist(const Bytes& owner, const Bytes& target) = 0;
+
+    // Messages for a receiver who was away, oldest first.
+    virtual int64_t storeMessage(const Bytes& receiver, const Bytes& body) = 0;
+    virtual std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId,
+                                                        int limit) = 0;
+    virtual void deleteMessages(std::span<const int64_t> ids) = 0;
+
+    // Notices travel from the admin command to running servers through the store.
+    virtual int64_t queueNotice(NoticeKind kind, const Bytes& text) = 0;
+    virtual std::vector<Notice> noticesAfter(int64_t id) = 0;
+    virtual int64_t lastNoticeId() = 0;
+
+    // Chat servers report their session counts; the dispatcher reads them.
+    virtual void reportLoad(const std::string& server, int sessions, int64_t now) = 0;
+    virtual void withdrawLoad(const std::string& server) = 0;
+    virtual std::vector<ServerLoad> loads() = 0;
+};
+
+}  // namespace nq::server
