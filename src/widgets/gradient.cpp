@@ -24,13 +24,19 @@ double halfLength(int width, int height) {
     return (std::sqrt(m * m + m * m) + 2.0) / 2.0;
 }
 
-int channel(double value) { return static_cast<int>(std::clamp<long>(std::lround(value), 0L, 255L)); }
+int channel(double value) {
+    return static_cast<int>(std::clamp<long>(std::lround(value), 0L, 255L));
+}
 
 }  // namespace
 
-QColor toQColor(WinColor c) { return QColor(winRed(c), winGreen(c), winBlue(c)); }
+QColor toQColor(WinColor c) {
+    return QColor(winRed(c), winGreen(c), winBlue(c));
+}
 
-WinColor fromQColor(const QColor& c) { return winRgb(c.red(), c.green(), c.blue()); }
+WinColor fromQColor(const QColor& c) {
+    return winRgb(c.red(), c.green(), c.blue());
+}
 
 CGradient& CGradient::instance() {
     static CGradient gradient;
@@ -66,7 +72,8 @@ std::vector<WinColor> CGradient::colourTable(WinColor start, WinColor end, int s
     std::vector<WinColor> table(static_cast<size_t>(steps));
     table.front() = start;
     for (int i = 1; i < steps - 1; ++i) {
-        table[static_cast<size_t>(i)] = winRgb(channel(r0 + i * dr), channel(g0 + i * dg), channel(b0 + i * db));
+        table[static_cast<size_t>(i)] =
+            winRgb(channel(r0 + i * dr), channel(g0 + i * dg), channel(b0 + i * db));
     }
     table.back() = end;
     return table;
@@ -94,7 +101,8 @@ void CGradient::render(QPainter& painter, int width, int height) const {
         // Each band reaches one pixel into the next one, which paints over it: no pixel that a
         // rotated edge leaves out between two bands stays unpainted.
         const double extra = i + 1 < steps ? 1.0 : 0.0;
-        painter.fillRect(QRectF(i * band, -half, band + extra, 2.0 * half), toQColor(table[static_cast<size_t>(i)]));
+        painter.fillRect(QRectF(i * band, -half, band + extra, 2.0 * half),
+                         toQColor(table[static_cast<size_t>(i)]));
     }
     painter.restore();
 }

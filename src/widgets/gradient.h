@@ -26,9 +26,15 @@ constexpr WinColor winRgb(int red, int green, int blue) {
     return static_cast<WinColor>(red & 0xFF) | static_cast<WinColor>(green & 0xFF) << 8 |
            static_cast<WinColor>(blue & 0xFF) << 16;
 }
-constexpr int winRed(WinColor c) { return static_cast<int>(c & 0xFF); }
-constexpr int winGreen(WinColor c) { return static_cast<int>((c >> 8) & 0xFF); }
-constexpr int winBlue(WinColor c) { return static_cast<int>((c >> 16) & 0xFF); }
+constexpr int winRed(WinColor c) {
+    return static_cast<int>(c & 0xFF);
+}
+constexpr int winGreen(WinColor c) {
+    return static_cast<int>((c >> 8) & 0xFF);
+}
+constexpr int winBlue(WinColor c) {
+    return static_cast<int>((c >> 16) & 0xFF);
+}
 
 QColor toQColor(WinColor c);
 WinColor fromQColor(const QColor& c);
@@ -40,7 +46,7 @@ struct GradientLine {
 };
 
 class CGradient {
-public:
+  public:
     static constexpr WinColor kDefaultColor1 = winRgb(208, 255, 255);
     static constexpr WinColor kDefaultColor2 = winRgb(0, 0, 64);
     static constexpr float kDefaultAngle = 315.0F;
@@ -77,7 +83,7 @@ public:
     // The colour table from start to end with the given number of entries (raised to 2).
     static std::vector<WinColor> colourTable(WinColor start, WinColor end, int steps);
 
-private:
+  private:
     WinColor color1_ = kDefaultColor1;
     WinColor color2_ = kDefaultColor2;
     float angle_ = kDefaultAngle;
