@@ -17,9 +17,9 @@ constexpr const char* kStyle = R"(
 #mainframe { background: #ffffff; }
 #mainframe QListWidget, #mainframe QTreeWidget { border: none; background: #ffffff; }
 #mainframe QPushButton[kind="tab"] {
-    border: none; border-bottom: 2px solid transparent; padding: 6px 0; background: transparent;
+    border: none; border-bottom: 2px solid transparent; padding: 6px 0; background: transparent; color: #000000;
 }
-#mainframe QPushButton[kind="tab"][current="true"] { border-bottom-color: #0000ff; }
+#mainframe QPushButton[kind="tab"][current="true"] { border-bottom-color: #0000ff; color: #0000ff; }
 #mainframe QPushButton[kind="sub"] {
     border: 1px solid #d6dce4; border-radius: 3px; padding: 3px 6px; background: #f7f9fb;
 }
@@ -183,11 +183,12 @@ void MainFrame::showPage(int page) {
         QPushButton* t = tabs_[static_cast<size_t>(i)];
         const bool current = i == page;
         t->setProperty("current", current);
+        t->style()->unpolish(t);
+        t->style()->polish(t);
+        // Pure blue for the current page, black for the others, as the page table has it.
         QPalette pal = t->palette();
         pal.setColor(QPalette::ButtonText, current ? QColor(0, 0, 255) : QColor(0, 0, 0));
         t->setPalette(pal);
-        t->style()->unpolish(t);
-        t->style()->polish(t);
     }
     if (page == Friends) showFriendList(0);
     if (page == Rooms) lists_[3]->clearSelection();
