@@ -62,7 +62,9 @@ Bytes profileRecord(const Account& a) {
               age,        sex,       a.country, a.province, a.city, a.email,     a.address,
               a.postcode, a.phone,   a.mobile, a.realName, a.school, a.work,     a.zodiacAnimal,
               a.bloodType, a.starSign, setting, "0"};
-    // Free texts, which may be shortened; the rest identifies the person and stays whole.
+    // Free texts, which may be shortened; the rest identifies the person and stays whole. The
+    // longest text gives way first, down to the length of the next longest, so that several
+    // long texts end up shortened alike rather than one of them vanishing.
     constexpr std::array<int, 15> kFree = {6, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22};
     auto total = [&] {
         size_t n = 0;
@@ -70,12 +72,18 @@ Bytes profileRecord(const Account& a) {
         return n;
     };
     for (size_t size = total(); size > kMaxBody; size = total()) {
-        const int longest = *std::max_element(kFree.begin(), kFree.end(), [&](int x, int y) {
-            return fields[x].size() < fields[y].size();
-        });
-        if (fields[longest].empty()) break;  // nothing left to shorten; cannot happen with valid names
+        int longest = kFree[0];
+        size_t second = 0;
+        for (int i : kFree) {
+            if (fields[i].size() > fields[longest].size()) longest = i;
+        }
+        for (int i : kFree)
+            if (i != longest) second = std::max(second, fields[i].size());
+        const size_t length = fields[longest].size();
+        if (length == 0) break;  // nothing left to shorten; names alone never fill a frame
         const size_t over = size - kMaxBody;
-        const size_t keep = fields[longest].size() > over ? fields[longest].size() - over : 0;
+        size_t keep = std::max(length > over ? length - over : 0, second);
+        if (keep >= length) keep = length - 1;
         fields[longest] = cutGbk(fields[longest], keep);
     }
     Bytes body;
