@@ -1,0 +1,644 @@
+#include "contacts/ini_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace nq {
+namespace {
+
+namespace fs = std::filesystem;
+
+// ---- Text rules of the profile format. All scanning is DBCS-aware: a byte of 0x80 and up
+// opens a two-byte character whose trail may be any byte, ASCII letters and brackets included.
+
+bool isBlank(unsigned char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
+}
+
+// Trail bytes of GBK are 0x40 and up, so a blank is always a character of its own and
+// blanks can be stripped from either end without looking at character borders.
+std::string_view trimBlanks(std::string_view s) {
+    while (!s.empty() && isBlank(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
+    while (!s.empty() && isBlank(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
+    return s;
+}
+
+std::string_view trimSpaces(std::string_view s) {
+    while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
+    while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
+    return s;
+}
+
+// The profile calls took C strings: everything from the first NUL on never reached them.
+std::string_view upToNul(std::string_view s) {
+    return s.substr(0, s.find('\0'));
+}
+
+// What a caller hands in, cut where it would have ended for the C call or where it would
+// have broken into a second line of the file.
+std::string_view asOneLine(std::string_view s) {
+    return s.substr(0, s.find_first_of(std::string_view("\0\r\n", 3)));
+}
+
+// Names compare equal when they differ only in the case of single-byte ASCII letters; the
+// trail byte of a two-byte character is copied as it is, so "\x81\x41" never meets "\x81\x61".
+std::string foldName(std::string_view s) {
+    std::string out(s);
+    size_t i = 0;
+    while (i < out.size()) {
+        const auto c = static_cast<unsigned char>(out[i]);
+        if (c >= 0x80) {
+            i += 2;
+            continue;
+        }
+        if (c >= 'A' && c <= 'Z') out[i] = static_cast<char>(c + ('a' - 'A'));
+        i += 1;
+    }
+    return out;
+}
+
+// Largest prefix of whole characters that fits in limit bytes.
+std::string_view cutToCharacters(std::string_view s, size_t limit) {
+    if (s.size() <= limit) return s;
+    size_t i = 0;
+    while (i < s.size()) {
+        const size_t step = static_cast<unsigned char>(s[i]) >= 0x80 ? 2 : 1;
+        if (i + step > limit) break;
+        i += step;
+    }
+    return s.substr(0, i);
+}
+
+enum class LineKind { kOther, kHeader, kKey };
+
+struct LineView {
+    LineKind kind = LineKind::kOther;
+    std::string_view name;   // section name or key, blanks stripped
+    std::string_view value;  // for keys: the text after the first "=", blanks stripped
+};
+
+// "[name]" with the name up to the last "]" that is a character of its own; "key=value";
+// anything else (comments, blank lines, junk) is carried along untouched.
+LineView classify(std::string_view text) {
+    LineView v;
+    const std::string_view t = trimBlanks(text);
+    if (t.empty() || t.front() == ';') return v;
+    if (t.front() == '[') {
+        size_t close = std::string_view::npos;
+        size_t i = 1;
+        while (i < t.size()) {
+            const auto c = static_cast<unsigned char>(t[i]);
+            if (c >= 0x80) {
+                i += 2;
+                continue;
+            }
+            if (c == ']') close = i;
+            i += 1;
+        }
+        if (close != std::string_view::npos) {
+            v.kind = LineKind::kHeader;
+            v.name = trimBlanks(t.substr(1, close - 1));
+            return v;
+        }
+    }
+    // "=" is below 0x40 and so never the trail of a two-byte character.
+    const size_t eq = t.find('=');
+    if (eq == std::string_view::npos) return v;
+    v.name = trimBlanks(t.substr(0, eq));
+    if (v.name.empty()) return v;
+    v.kind = LineKind::kKey;
+    v.value = trimBlanks(t.substr(eq + 1));
+    return v;
+}
+
+enum class LineEnd : uint8_t { kNone, kLf, kCrLf };
+
+struct Line {
+    std::string text;  // without its line end
+    LineEnd end = LineEnd::kCrLf;
+};
+
+struct Section {
+    size_t header = 0;  // index of the "[name]" line
+    size_t end = 0;     // one past the section's last line: the next header or the end of file
+    std::unordered_map<std::string, size_t> keys;  // folded key -> first line with it
+};
+
+// A parsed file: the lines as they were, plus an index of sections and keys. Lines before
+// the first header belong to no section and are only carried along.
+struct Document {
+    std::vector<Line> lines;
+    std::vector<Section> sections;
+    std::unordered_map<std::string, size_t> firstSection;  // folded name -> sections index
+
+    void reindex() {
+        sections.clear();
+        firstSection.clear();
+        for (size_t i = 0; i < lines.size(); ++i) {
+            const LineView v = classify(lines[i].text);
+            if (v.kind == LineKind::kHeader) {
+                if (!sections.empty()) sections.back().end = i;
+                sections.push_back(Section{i, lines.size(), {}});
+                firstSection.try_emplace(foldName(v.name), sections.size() - 1);
+            } else if (v.kind == LineKind::kKey && !sections.empty()) {
+                sections.back().keys.try_emplace(foldName(v.name), i);
+            }
+        }
+    }
+
+    const Section* find(const std::string& foldedSection) const {
+        const auto it = firstSection.find(foldedSection);
+        return it == firstSection.end() ? nullptr : &sections[it->second];
+    }
+
+    // The raw value of the first key in the first section of that name, as the profile
+    // call found it: blanks around it stripped, nothing else done yet.
+    std::optional<std::string_view> rawValue(const std::string& foldedSection,
+                                             const std::string& foldedKey) const {
+        const Section* s = find(foldedSection);
+        if (!s) return std::nullopt;
+        const auto k = s->keys.find(foldedKey);
+        if (k == s->keys.end()) return std::nullopt;
+        return classify(lines[k->second].text).value;
+    }
+
+    std::string serialize() const {
+        size_t total = 0;
+        for (const Line& l : lines) total += l.text.size() + 2;
+        std::string out;
+        out.reserve(total);
+        for (size_t i = 0; i < lines.size(); ++i) {
+            out += lines[i].text;
+            switch (lines[i].end) {
+                case LineEnd::kCrLf:
+                    out += "\r\n";
+                    break;
+                case LineEnd::kLf:
+                    out += '\n';
+                    break;
+                case LineEnd::kNone:
+                    // Only the old last line can lack an end; once something follows it, it
+                    // gets the line end every written line has.
+                    if (i + 1 < lines.size()) out += "\r\n";
+                    break;
+            }
+        }
+        return out;
+    }
+};
+
+Document parse(std::string_view bytes) {
+    Document d;
+    size_t pos = 0;
+    while (pos < bytes.size()) {
+        size_t nl = bytes.find('\n', pos);
+        Line line;
+        if (nl == std::string_view::npos) {
+            line.text.assign(bytes.substr(pos));
+            line.end = LineEnd::kNone;
+            pos = bytes.size();
+        } else {
+            std::string_view t = bytes.substr(pos, nl - pos);
+            line.end = LineEnd::kLf;
+            if (!t.empty() && t.back() == '\r') {
+                t.remove_suffix(1);
+                line.end = LineEnd::kCrLf;
+            }
+            line.text.assign(t);
+            pos = nl + 1;
+        }
+        d.lines.push_back(std::move(line));
+    }
+    d.reindex();
+    return d;
+}
+
+// ---- The cache of parsed files. A file is taken as unchanged while its device, inode,
+// size and modification time (nanoseconds) all stay the same; a rename over it changes
+// the inode, an edit in place the size or the time.
+//
+// File systems stamp times from a clock that ticks every few milliseconds, so an edit of
+// the same size within the tick of the previous one keeps every stamp. An entry whose
+// modification time is that recent is "racy" (the word git uses for the same problem):
+// until its tick is surely over, each access reads the bytes again and compares them.
+
+struct Stamp {
+    dev_t dev = 0;
+    ino_t ino = 0;
+    off_t size = 0;
+    int64_t mtimeNs = 0;
+    mode_t mode = 0;
+
+    static Stamp of(const struct stat& st) {
+        return Stamp{st.st_dev, st.st_ino, st.st_size,
+                     static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec, st.st_mode};
+    }
+    bool operator==(const Stamp& o) const {
+        return dev == o.dev && ino == o.ino && size == o.size && mtimeNs == o.mtimeNs;
+    }
+};
+
+// Longer than the coarse clock tick of any kernel configuration (10 ms at HZ=100).
+constexpr int64_t kRacyWindowNs = 20'000'000;
+
+int64_t wallClockNs() {
+    timespec ts{};
+    ::clock_gettime(CLOCK_REALTIME, &ts);
+    return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
+}
+
+// capturedAt is a time taken before the content was read: a later edit in the same tick
+// as the stamp is possible only while that tick may still be running.
+bool isRacy(const Stamp& s, int64_t capturedAt) {
+    return s.mtimeNs + kRacyWindowNs > capturedAt;
+}
+
+struct CacheEntry {
+    Stamp stamp;
+    std::shared_ptr<const Document> doc;
+    uint64_t lastUse = 0;
+    bool racy = false;
+    std::string bytes;  // the content, kept only while racy
+};
+
+// Per-user files are a handful per login; a small bound keeps a long-running server that
+// opens many of them from holding every one in memory.
+constexpr size_t kCacheEntries = 32;
+
+std::mutex gMutex;
+std::unordered_map<std::string, CacheEntry> gCache;
+uint64_t gUseClock = 0;
+std::atomic<uint64_t> gParseCount{0};
+std::atomic<uint64_t> gTempCounter{0};
+
+void remember(const std::string& path, const Stamp& stamp, std::shared_ptr<const Document> doc,
+              int64_t capturedAt, std::string bytes) {
+    if (gCache.size() >= kCacheEntries && gCache.find(path) == gCache.end()) {
+        auto oldest = gCache.begin();
+        for (auto it = gCache.begin(); it != gCache.end(); ++it) {
+            if (it->second.lastUse < oldest->second.lastUse) oldest = it;
+        }
+        gCache.erase(oldest);
+    }
+    CacheEntry e{stamp, std::move(doc), ++gUseClock, isRacy(stamp, capturedAt), {}};
+    if (e.racy) e.bytes = std::move(bytes);
+    gCache[path] = std::move(e);
+}
+
+enum class LoadStatus { kOk, kMissing, kFailed };
+
+struct Loaded {
+    LoadStatus status = LoadStatus::kFailed;
+    std::shared_ptr<const Document> doc;
+    std::optional<Stamp> stamp;  // set when the file exists
+};
+
+bool readAll(int fd, std::string& out) {
+    char buf[64 * 1024];
+    for (;;) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n == 0) return true;
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        out.append(buf, static_cast<size_t>(n));
+        if (out.size() > CIniFile::kMaxFileBytes) return false;
+    }
+}
+
+// The parsed file at path, from the cache when the file on disk is the one parsed last.
+// Must be called with gMutex held.
+Loaded load(const std::string& path) {
+    Loaded r;
+    if (path.empty()) return r;
+    const int64_t capturedAt = wallClockNs();
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0) {
+        if (errno == ENOENT) {
+            r.status = LoadStatus::kMissing;
+            r.doc = std::make_shared<const Document>();
+        }
+        return r;
+    }
+    if (S_ISDIR(st.st_mode)) return r;
+    const auto cached = gCache.find(path);
+    if (cached != gCache.end() && cached->second.stamp == Stamp::of(st) && !cached->second.racy) {
+        cached->second.lastUse = ++gUseClock;
+        r.status = LoadStatus::kOk;
+        r.doc = cached->second.doc;
+        r.stamp = cached->second.stamp;
+        return r;
+    }
+    if (static_cast<uintmax_t>(st.st_size) > CIniFile::kMaxFileBytes) return r;
+
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return r;
+    // The stamp is taken from the open file, so that a change racing with the read shows up
+    // as a different stamp on the next access rather than being taken for this content.
+    struct stat fst {};
+    std::string bytes;
+    const bool ok = ::fstat(fd, &fst) == 0 && !S_ISDIR(fst.st_mode) && readAll(fd, bytes);
+    ::close(fd);
+    if (!ok) return r;
+    const Stamp stamp = Stamp::of(fst);
+    r.status = LoadStatus::kOk;
+    r.stamp = stamp;
+
+    if (cached != gCache.end() && cached->second.racy && cached->second.stamp == stamp &&
+        cached->second.bytes == bytes) {
+        CacheEntry& e = cached->second;
+        e.lastUse = ++gUseClock;
+        e.racy = isRacy(stamp, capturedAt);
+        if (!e.racy) std::string().swap(e.bytes);
+        r.doc = e.doc;
+        return r;
+    }
+
+    auto doc = std::make_shared<const Document>(parse(bytes));
+    gParseCount.fetch_add(1, std::memory_order_relaxed);
+    r.doc = doc;
+    remember(path, stamp, std::move(doc), capturedAt, std::move(bytes));
+    return r;
+}
+
+bool writeAllFd(int fd, std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t n = ::write(fd, data.data(), data.size());
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
+}
+
+// Writes the new content beside the file and renames it over the file, so that whatever
+// happens to the process, the file is either the old one or the new one, never a part.
+// Must be called with gMutex held.
+bool replaceFile(const std::string& path, const Document& doc, const std::optional<Stamp>& old) {
+    // A link is followed, so that a profile kept elsewhere behind a link stays there.
+    fs::path target(path);
+    struct stat lst {};
+    if (::lstat(path.c_str(), &lst) == 0 && S_ISLNK(lst.st_mode)) {
+        if (char* real = ::realpath(path.c_str(), nullptr)) {
+            target = real;
+            std::free(real);
+        }
+    }
+    const fs::path dir = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    std::string tmp;
+    int fd = -1;
+    for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
+        tmp = (dir / ("." + target.filename().string() + ".tmp" + std::to_string(::getpid()) + "-" +
+                      std::to_string(gTempCounter.fetch_add(1))))
+                  .string();
+        // 0666 under the umask: a new file gets the permissions any other new file would.
+        fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0 && errno != EEXIST) return false;
+    }
+    if (fd < 0) return false;
+
+    bool ok = true;
+    if (old) ok = ::fchmod(fd, old->mode & 07777) == 0;
+    std::string bytes = doc.serialize();
+    ok = ok && writeAllFd(fd, bytes);
+    ok = (::close(fd) == 0) && ok;
+    ok = ok && ::rename(tmp.c_str(), target.c_str()) == 0;
+    if (!ok) {
+        ::unlink(tmp.c_str());
+        return false;
+    }
+
+    const int64_t capturedAt = wallClockNs();
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0) {
+        remember(path, Stamp::of(st), std::make_shared<const Document>(doc), capturedAt, std::move(bytes));
+    } else {
+        gCache.erase(path);
+    }
+    return true;
+}
+
+struct Names {
+    std::string_view section;
+    std::string_view key;
+};
+
+Names lookupNames(std::string_view section, std::string_view key) {
+    return Names{trimBlanks(upToNul(section)), trimBlanks(upToNul(key))};
+}
+
+// The value as GetPrivateProfileString hands it out: up to its first NUL, one pair of
+// matching quotes removed, cut to whole characters within 1023 bytes.
+Bytes profileValue(const std::string& path, std::string_view section, std::string_view key) {
+    const Names n = lookupNames(section, key);
+    if (n.section.empty() || n.key.empty()) return {};
+    std::shared_ptr<const Document> doc;
+    {
+        std::lock_guard lock(gMutex);
+        Loaded l = load(path);
+        if (l.status != LoadStatus::kOk) return {};
+        doc = std::move(l.doc);
+    }
+    const auto raw = doc->rawValue(foldName(n.section), foldName(n.key));
+    if (!raw) return {};
+    std::string_view v = upToNul(*raw);
+    if (v.size() > 1 && (v.front() == '"' || v.front() == '\'') && v.back() == v.front()) {
+        v = v.substr(1, v.size() - 2);
+    }
+    return Bytes(cutToCharacters(v, CIniFile::kMaxValueBytes));
+}
+
+// Loads the file, lets edit change a copy of it and writes the copy back when edit reports
+// a change. edit returns false when the file already is as asked.
+template <typename Edit>
+bool modify(const std::string& path, Edit edit) {
+    std::lock_guard lock(gMutex);
+    Loaded l = load(path);
+    if (l.status == LoadStatus::kFailed) return false;
+    Document doc = *l.doc;
+    if (!edit(doc)) return true;
+    return replaceFile(path, doc, l.stamp);
+}
+
+}  // namespace
+
+bool fileExists(const std::string& path) {
+    if (path.empty()) return false;
+    std::error_code ec;
+    const fs::file_status st = fs::status(path, ec);
+    return !ec && fs::exists(st) && !fs::is_directory(st);
+}
+
+std::string CIniFile::MakePath(std::string_view strDrv, std::string_view strDir) {
+    // A trailing 0x5C may be the trail byte of a two-byte character, not a separator: only
+    // separators that stand as characters of their own are dropped.
+    size_t keep = 0;
+    size_t i = 0;
+    while (i < strDrv.size()) {
+        const auto c = static_cast<unsigned char>(strDrv[i]);
+        const size_t step = c >= 0x80 ? 2 : 1;
+        if (step == 2 || (c != '\\' && c != '/')) keep = std::min(i + step, strDrv.size());
+        i += step;
+    }
+    strDrv = strDrv.substr(0, keep);
+    while (!strDir.empty() && (strDir.front() == '\\' || strDir.front() == '/')) strDir.remove_prefix(1);
+    std::string out;
+    out.reserve(strDrv.size() + 1 + strDir.size());
+    out.append(strDrv).append("/").append(strDir);
+    return out;
+}
+
+bool CIniFile::WriteIniKey(std::string_view section, std::string_view key, std::string_view value) {
+    const Names n = lookupNames(section, key);
+    const std::string_view sec = n.section;
+    const std::string_view k = n.key;
+    const std::string_view v = asOneLine(value);
+    if (sec.empty() || k.empty()) return false;
+    // A line break inside a name would split its line in two.
+    if (sec.find_first_of("\r\n") != std::string_view::npos ||
+        k.find_first_of("\r\n") != std::string_view::npos) {
+        return false;
+    }
+    const std::string foldedSec = foldName(sec);
+    const std::string foldedKey = foldName(k);
+
+    std::string header = "[" + std::string(sec) + "]";
+    std::string text;
+    text.reserve(k.size() + 1 + v.size());
+    text.append(k).append("=").append(v);
+    // A name that would not read back as itself is refused rather than written: a key such
+    // as "[x]" or ";x" or "a=b", a section ending in a lone lead byte that swallows the "]".
+    const LineView h = classify(header);
+    const LineView kv = classify(text);
+    if (h.kind != LineKind::kHeader || foldName(h.name) != foldedSec) return false;
+    if (kv.kind != LineKind::kKey || foldName(kv.name) != foldedKey) return false;
+
+    return modify(path_, [&](Document& doc) {
+        const Section* s = doc.find(foldedSec);
+        if (!s) {
+            doc.lines.push_back(Line{std::move(header), LineEnd::kCrLf});
+            doc.lines.push_back(Line{std::move(text), LineEnd::kCrLf});
+            doc.reindex();
+            return true;
+        }
+        if (const auto it = s->keys.find(foldedKey); it != s->keys.end()) {
+            // The key keeps the spelling the file has; blanks around "=" go, as when the
+            // profile call rewrote a line.
+            Line& line = doc.lines[it->second];
+            const LineView old = classify(line.text);
+            if (old.value == trimBlanks(v)) return false;
+            std::string replaced;
+            replaced.reserve(old.name.size() + 1 + v.size());
+            replaced.append(old.name).append("=").append(v);
+            line.text = std::move(replaced);
+            line.end = LineEnd::kCrLf;
+            return true;  // still a key line of the same name: the index holds
+        }
+        // After the section's last non-blank line, so that blank lines separating it from
+        // the next section stay where they are.
+        size_t at = s->header + 1;
+        for (size_t i = s->end; i > s->header + 1; --i) {
+            if (!trimBlanks(doc.lines[i - 1].text).empty()) {
+                at = i;
+                break;
+            }
+        }
+        doc.lines.insert(doc.lines.begin() + static_cast<std::ptrdiff_t>(at),
+                         Line{std::move(text), LineEnd::kCrLf});
+        doc.reindex();
+        return true;
+    });
+}
+
+Bytes CIniFile::GetIniKey(std::string_view section, std::string_view key) const {
+    const Bytes v = profileValue(path_, section, key);
+    Bytes out(trimSpaces(v));
+    std::erase(out, '\0');
+    return out;
+}
+
+Bytes CIniFile::GetIniKey1(std::string_view section, std::string_view key) const {
+    Bytes out = profileValue(path_, section, key);
+    out.resize(kMaxValueBytes, ' ');
+    std::erase(out, '\0');
+    return out;
+}
+
+bool CIniFile::DelIniKey(std::string_view section, std::string_view key) {
+    const Names n = lookupNames(section, key);
+    if (n.section.empty() || n.key.empty()) return true;
+    const std::string foldedSec = foldName(n.section);
+    const std::string foldedKey = foldName(n.key);
+    return modify(path_, [&](Document& doc) {
+        std::vector<bool> drop(doc.lines.size(), false);
+        bool any = false;
+        for (const Section& s : doc.sections) {
+            if (foldName(classify(doc.lines[s.header].text).name) != foldedSec) continue;
+            for (size_t i = s.header + 1; i < s.end; ++i) {
+                const LineView v = classify(doc.lines[i].text);
+                if (v.kind == LineKind::kKey && foldName(v.name) == foldedKey) drop[i] = any = true;
+            }
+        }
+        if (!any) return false;
+        std::vector<Line> kept;
+        kept.reserve(doc.lines.size());
+        for (size_t i = 0; i < doc.lines.size(); ++i) {
+            if (!drop[i]) kept.push_back(std::move(doc.lines[i]));
+        }
+        doc.lines = std::move(kept);
+        doc.reindex();
+        return true;
+    });
+}
+
+bool CIniFile::DelIniSec(std::string_view section) {
+    const std::string_view sec = trimBlanks(upToNul(section));
+    if (sec.empty()) return true;
+    const std::string foldedSec = foldName(sec);
+    return modify(path_, [&](Document& doc) {
+        std::vector<bool> drop(doc.lines.size(), false);
+        bool any = false;
+        for (const Section& s : doc.sections) {
+            if (foldName(classify(doc.lines[s.header].text).name) != foldedSec) continue;
+            for (size_t i = s.header; i < s.end; ++i) drop[i] = true;
+            any = true;
+        }
+        if (!any) return false;
+        std::vector<Line> kept;
+        kept.reserve(doc.lines.size());
+        for (size_t i = 0; i < doc.lines.size(); ++i) {
+            if (!drop[i]) kept.push_back(std::move(doc.lines[i]));
+        }
+        doc.lines = std::move(kept);
+        doc.reindex();
+        return true;
+    });
+}
+
+uint64_t CIniFile::diskParseCount() {
+    return gParseCount.load(std::memory_order_relaxed);
+}
+
+void CIniFile::dropCache() {
+    std::lock_guard lock(gMutex);
+    gCache.clear();
+}
+
+}  // namespace nq
