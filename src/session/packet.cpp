@@ -1,6 +1,8 @@
 #include "session/packet.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace nq {
@@ -59,13 +61,83 @@ size_t writeBody(uint8_t* out, std::string_view body) {
     return o;
 }
 
+constexpr uint64_t kHighBits = 0x8080808080808080ULL;
+constexpr uint64_t kLow7Bits = 0x7F7F7F7F7F7F7F7FULL;
+constexpr uint64_t kHighNibbles = 0xF0F0F0F0F0F0F0F0ULL;
+
+inline uint64_t load64(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+// 0x80 in every byte of x that is zero, nothing elsewhere (no carries between bytes).
+inline uint64_t zeroBytes(uint64_t x) { return ~(((x & kLow7Bits) + kLow7Bits) | x | kLow7Bits); }
+
+// Number of bytes of 0x80 and up that directly precede end, looking no further back than
+// begin. Such a run starts on a character border (the byte before it, below 0x80, always
+// closes a character), so its bytes pair up from its start: the byte at end - 1 opens a
+// two-byte character exactly when the run's length is odd.
+inline size_t highRunBefore(const uint8_t* p, size_t begin, size_t end) {
+    size_t i = end;
+    while (i > begin && p[i - 1] >= 0x80) --i;
+    return end - i;
+}
+
+struct BodyShape {
+    bool verbatim = true;   // writeBody would copy every byte unchanged
+    bool loneLead = false;  // the last byte is a lead byte with no trail: it counts 2
+};
+
+// What writeBody and gbkLength would make of body, found without walking every character:
+// only a byte below 0x10 right after a byte of 0x80 and up can be a dropped trail.
+BodyShape shapeOf(std::string_view body) {
+    const auto* p = reinterpret_cast<const uint8_t*>(body.data());
+    const size_t n = body.size();
+    BodyShape shape;
+    size_t i = 1;
+    auto check = [&](size_t q) {
+        if (p[q] < 0x10 && p[q - 1] >= 0x80 && (highRunBefore(p, 0, q) & 1)) shape.verbatim = false;
+    };
+    for (; i + 8 <= n && shape.verbatim; i += 8) {
+        const uint64_t candidates = zeroBytes(load64(p + i) & kHighNibbles) & load64(p + i - 1) & kHighBits;
+        if (candidates == 0) continue;
+        for (size_t k = 0; k < 8; ++k) check(i + k);
+    }
+    for (; i < n && shape.verbatim; ++i) check(i);
+    shape.loneLead = n > 0 && p[n - 1] >= 0x80 && (highRunBefore(p, 0, n) & 1);
+    return shape;
+}
+
+// Appends bytes to a ring at pos, wrapping; a run longer than the ring overwrites itself in
+// order, as writing byte by byte would.
+void copyIntoRing(uint8_t* ring, int32_t& pos, const uint8_t* data, size_t size) {
+    while (size > 0) {
+        const size_t n = std::min(size, static_cast<size_t>(kRingSize - pos));
+        std::memcpy(ring + pos, data, n);
+        data += n;
+        size -= n;
+        pos = static_cast<int32_t>((pos + n) % kRingSize);
+    }
+}
+
+void zeroIntoRing(uint8_t* ring, int32_t& pos, size_t size) {
+    while (size > 0) {
+        const size_t n = std::min(size, static_cast<size_t>(kRingSize - pos));
+        std::memset(ring + pos, 0, n);
+        size -= n;
+        pos = static_cast<int32_t>((pos + n) % kRingSize);
+    }
+}
+
 }  // namespace
 
 void SendPacket(WireState& w, const PacketHead& record, std::string_view body) {
     w.sendQueueFree = false;
-    const int size = gbkLength(body) + kHeaderSize;
-    Bytes frame(static_cast<size_t>(size), '\0');
-    auto* p = reinterpret_cast<uint8_t*>(frame.data());
+    const BodyShape shape = shapeOf(body);
+    const int bodyLength = static_cast<int>(body.size()) + (shape.loneLead ? 1 : 0);  // gbkLength(body)
+    const int size = bodyLength + kHeaderSize;
+    uint8_t p[kHeaderSize] = {};
 
     nextSeq(w);
     put16(p + 0, w.seqLast);
@@ -81,11 +153,18 @@ void SendPacket(WireState& w, const PacketHead& record, std::string_view body) {
         put32(p + 16, sessionBytes(w.sessionId));
     }
     put16(p + 20, floatToInt(record.Code));
-    writeBody(p + kHeaderSize, body);
 
-    for (uint8_t b : frame) {
-        w.sendRing[w.sendWrite] = b;
-        w.sendWrite = (w.sendWrite + 1) % kRingSize;
+    // The frame is size bytes whatever writeBody stores: what it leaves out stays zero.
+    copyIntoRing(w.sendRing.data(), w.sendWrite, p, kHeaderSize);
+    if (shape.verbatim) {
+        copyIntoRing(w.sendRing.data(), w.sendWrite, reinterpret_cast<const uint8_t*>(body.data()),
+                     body.size());
+        zeroIntoRing(w.sendRing.data(), w.sendWrite, static_cast<size_t>(bodyLength) - body.size());
+    } else {
+        Bytes stored(static_cast<size_t>(bodyLength), '\0');
+        writeBody(reinterpret_cast<uint8_t*>(stored.data()), body);
+        copyIntoRing(w.sendRing.data(), w.sendWrite, reinterpret_cast<const uint8_t*>(stored.data()),
+                     stored.size());
     }
     w.sendIdle = 0;
     w.sendPending = true;
@@ -94,7 +173,13 @@ void SendPacket(WireState& w, const PacketHead& record, std::string_view body) {
 void ParsePacket(WireState& w) {
     const auto& r = w.recvRing;
     const int h = w.Buf_head;
-    auto at = [&](int off) -> int { return r[(h + off) % kRingSize]; };
+    uint8_t hdr[kHeaderSize];
+    if (h + kHeaderSize <= kRingSize) {
+        std::memcpy(hdr, r.data() + h, kHeaderSize);
+    } else {
+        for (int i = 0; i < kHeaderSize; ++i) hdr[i] = r[(h + i) % kRingSize];
+    }
+    auto at = [&](int off) -> int { return hdr[off]; };
     PacketHead& head = w.head;
 
     // A value of 0x8000 and up does not fit the signed field: the assignment fails and the
@@ -119,6 +204,24 @@ void ParsePacket(WireState& w) {
 
     w.msgBody.clear();
     const int end = h + head.Len;
+
+    // A frame that ends two bytes or more before the ring's end cannot meet the wrap: the
+    // walk below would copy its body as one run, ending at end or, when the last byte opens
+    // a two-byte character, one byte past it.
+    if (h + kHeaderSize < kRingSize && end <= kRingSize - 2) {
+        const int start = h + kHeaderSize;
+        int stopAt = start;
+        if (start < end) {
+            const size_t run = highRunBefore(r.data(), static_cast<size_t>(start), static_cast<size_t>(end));
+            stopAt = end + static_cast<int>(run & 1);
+            w.msgBody.assign(reinterpret_cast<const char*>(r.data() + start),
+                             static_cast<size_t>(stopAt - start));
+        }
+        w.Buf_head = stopAt;
+        if (!w.frameTaken) w.recvPending = false;
+        return;
+    }
+
     const bool wrapped = end > kRingSize;
     int stop = (h + kHeaderSize > kRingSize - 1) ? end % kRingSize : 0;
     w.Buf_head = (h + kHeaderSize) % kRingSize;
@@ -140,22 +243,31 @@ void ParsePacket(WireState& w) {
         while (w.Buf_head <= (stop + kRingSize - 1) % kRingSize) {
             if (step()) stop = end % kRingSize;
         }
-    } else {
+    } else if (h + kHeaderSize < kRingSize) {
         // A frame ending exactly at the ring's end would otherwise never meet its bound:
         // Buf_head wraps to 0 and stays below end. The wrap closes the frame.
         while (w.Buf_head < end) {
             if (step()) break;
         }
     }
+    // Otherwise the header itself reached the ring's end and the frame ended within it (a
+    // 22-byte frame in the last 22 bytes, or a length below 22): the wrap closes it there,
+    // with no body, instead of the walk running from 0 over the whole ring.
 
     if (!w.frameTaken) w.recvPending = false;
 }
 
 void storeDatagram(WireState& w, const uint8_t* data, size_t size) {
     w.frameTaken = false;
-    for (size_t i = 0; i < size; ++i) {
-        w.recvRing[w.Buf_rear] = data[i];
-        w.Buf_rear = (w.Buf_rear + 1) % kRingSize;
+    // Copied in runs that end where the writer would meet the reader or the ring's end,
+    // the two places where writing byte by byte changes an index beyond the next byte.
+    while (size > 0) {
+        const int32_t limit = (w.Buf_head > w.Buf_rear && w.Buf_head < kRingSize) ? w.Buf_head : kRingSize;
+        const size_t n = std::min(size, static_cast<size_t>(limit - w.Buf_rear));
+        std::memcpy(w.recvRing.data() + w.Buf_rear, data, n);
+        data += n;
+        size -= n;
+        w.Buf_rear = static_cast<int32_t>((w.Buf_rear + n) % kRingSize);
         if (w.Buf_rear == w.Buf_head) {
             w.Buf_rear = 0;
             w.Buf_head = 0;
@@ -165,10 +277,12 @@ void storeDatagram(WireState& w, const uint8_t* data, size_t size) {
 }
 
 Bytes takeFromSendRing(WireState& w, size_t size) {
-    Bytes out(size, '\0');
-    for (size_t i = 0; i < size; ++i) {
-        out[i] = static_cast<char>(w.sendRing[w.sendRead]);
-        w.sendRead = (w.sendRead + 1) % kRingSize;
+    Bytes out;
+    out.reserve(size);
+    while (out.size() < size) {
+        const size_t n = std::min(size - out.size(), static_cast<size_t>(kRingSize - w.sendRead));
+        out.append(reinterpret_cast<const char*>(w.sendRing.data() + w.sendRead), n);
+        w.sendRead = static_cast<int32_t>((w.sendRead + n) % kRingSize);
     }
     return out;
 }
