@@ -20,6 +20,9 @@ constexpr size_t kRefillBelow = 16;
 constexpr Duration kNoticePoll = std::chrono::seconds(1);
 constexpr Duration kLoadReport = std::chrono::seconds(2);
 constexpr int64_t kLoadHeartbeatSeconds = 5;
+// After a restart every old client's keep-alive is dropped; thousands of lines a second of that
+// would bury everything else.
+constexpr int kDropLinesPerSecond = 20;
 
 std::string printable(std::string_view gbkText) { return gbk::toUtf8(gbkText); }
 
@@ -67,7 +70,9 @@ void ChatService::onDatagram(const Endpoint& from, std::string_view data, Time n
     while (!data.empty()) {
         auto frame = decodeFrame(data);
         if (!frame) {
-            NQ_LOG(log_, Info, "dropped %zu bytes from %s that are no frame", data.size(), from.toString().c_str());
+            if (mayLogDrop())
+                NQ_LOG(log_, Info, "dropped %zu bytes from %s that are no frame", data.size(),
+                       from.toString().c_str());
             break;
         }
         data.remove_prefix(frame->len);
@@ -82,8 +87,9 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
 
     auto it = sessions_.find(h.session);
     if (it == sessions_.end() || !(it->second.endpoint == from)) {
-        NQ_LOG(log_, Info, "dropped (%u,%u) from %s: no session %u at that address", h.type, h.sub,
-               from.toString().c_str(), h.session);
+        if (mayLogDrop())
+            NQ_LOG(log_, Info, "dropped (%u,%u) from %s: no session %u at that address", h.type, h.sub,
+                   from.toString().c_str(), h.session);
         return;
     }
     Session& s = it->second;
@@ -423,6 +429,22 @@ void ChatService::releasePeer(const Endpoint& ep, Peer& peer) {
         blocked_.insert(ep);
     else
         blocked_.erase(ep);
+}
+
+bool ChatService::mayLogDrop() {
+    if (now_ - dropWindow_ >= std::chrono::seconds(1)) {
+        if (dropsUnlogged_)
+            NQ_LOG(log_, Info, "%d more dropped frames in the last second were not logged", dropsUnlogged_);
+        dropWindow_ = now_;
+        dropsLogged_ = 0;
+        dropsUnlogged_ = 0;
+    }
+    if (dropsLogged_ < kDropLinesPerSecond) {
+        ++dropsLogged_;
+        return true;
+    }
+    ++dropsUnlogged_;
+    return false;
 }
 
 void ChatService::flushDeletes() {

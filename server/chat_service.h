@@ -107,6 +107,8 @@ private:
     Peer& peerAt(const Endpoint& ep);
     uint32_t freshSessionNumber();
     void flushDeletes();
+    // Whether one more dropped frame may be logged now: at most a few dozen lines a second.
+    bool mayLogDrop();
 
     Store& store_;
     const ChatConfig config_;
@@ -127,6 +129,9 @@ private:
     Time nextNoticePoll_{};
     Time nextLoadReport_{};
     int64_t lastNoticeId_ = 0;
+    Time dropWindow_{};
+    int dropsLogged_ = 0;
+    int dropsUnlogged_ = 0;
     int reportedLoad_ = -1;
     int64_t lastReportWall_ = 0;
 };

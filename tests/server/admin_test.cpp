@@ -7,6 +7,7 @@
 #include <fstream>
 #include <thread>
 
+#include "server/sqlite_store.h"
 #include "server_fixture.h"
 
 namespace nq::test {
@@ -134,8 +135,17 @@ TEST_F(ServerTest, DispatcherSpreadsLoginsOverChatServersInOtherProcesses) {
         onA.push_back(client());
         ASSERT_EQ(onA.back()->loginChat(chatA.chat(), name).header.code, 1);
     }
-    // Chat servers report every two seconds; the dispatcher reads every second.
-    std::this_thread::sleep_for(3500ms);
+    // Chat servers report to the database every two seconds; the dispatcher reads it every second.
+    server::SqliteStore shared(s.db());
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    auto reportedOnA = [&] {
+        for (const server::ServerLoad& l : shared.loads())
+            if (l.server == "127.0.0.56:8001") return l.sessions;
+        return -1;
+    };
+    while (reportedOnA() != 3 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(50ms);
+    ASSERT_EQ(reportedOnA(), 3);
+    std::this_thread::sleep_for(1200ms);
 
     std::vector<std::string> named;
     auto asker = client();
