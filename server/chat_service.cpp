@@ -23,6 +23,9 @@ constexpr int64_t kLoadHeartbeatSeconds = 5;
 // After a restart every old client's keep-alive is dropped; thousands of lines a second of that
 // would bury everything else.
 constexpr int kDropLinesPerSecond = 20;
+// A client notices a lost session after about 168 s of unanswered keep-alives; a session kept
+// at a stop comes back only if the server is up again well before that.
+constexpr int64_t kKeptSessionSeconds = 150;
 
 std::string printable(std::string_view gbkText) { return gbk::toUtf8(gbkText); }
 
@@ -174,23 +177,27 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     if (Peer& peer = peerAt(from); peer.session != 0)
         endSession(peer.session, true, "another account logged in from its address");
 
-    const uint32_t number = freshSessionNumber();
+    Session& s = openSession(freshSessionNumber(), *account, from);
+    const uint32_t number = s.number;
+    NQ_LOG(log_, Info, "session %u: %s logged in from %s", number, printable(s.account).c_str(),
+           from.toString().c_str());
+    sendTo(s, 1, 1, 1, joinFields({s.nick, s.head}));
+    if (!wasOnline) announce(s.account, 1);
+}
+
+ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from) {
     Session& s = sessions_[number];
     s.number = number;
-    s.account = account->name;
-    s.nick = account->nick;
-    s.head = account->head;
+    s.account = account.name;
+    s.nick = account.nick;
+    s.head = account.head;
     s.endpoint = from;
     s.lastHeard = now_;
     s.readyDeadline = now_ + config_.readyFallback();
     for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
     byAccount_[s.account] = number;
     peerAt(from).session = number;
-
-    NQ_LOG(log_, Info, "session %u: %s logged in from %s", number, printable(s.account).c_str(),
-           from.toString().c_str());
-    sendTo(s, 1, 1, 1, joinFields({s.nick, s.head}));
-    if (!wasOnline) announce(s.account, 1);
+    return s;
 }
 
 void ChatService::logout(Session& s) { endSession(s.number, true, "logged out"); }
@@ -522,6 +529,22 @@ void ChatService::onTimer(Time now) {
     flushDeletes();
 }
 
+void ChatService::restoreSessions(Time now) {
+    now_ = now;
+    int restored = 0;
+    for (const KeptSession& k : store_.takeKeptSessions(config_.serverId, kKeptSessionSeconds)) {
+        auto account = store_.account(k.account);
+        if (!account || sessions_.count(k.number) || byAccount_.count(k.account) || k.number == 0) continue;
+        const Endpoint from{k.address, k.port};
+        if (peerAt(from).session != 0) continue;
+        Session& s = openSession(k.number, *account, from);
+        if (k.ready) makeReady(s);
+        ++restored;
+    }
+    if (restored) NQ_LOG(log_, Info, "took up %d sessions kept at the last stop", restored);
+    flushDeletes();
+}
+
 Time ChatService::nextWake(Time now) {
     Time wake = std::min({nextSweep_, nextNoticePoll_, config_.serverId.empty() ? Time::max() : nextLoadReport_});
     for (const Endpoint& ep : blocked_) {
@@ -535,7 +558,12 @@ Time ChatService::nextWake(Time now) {
 void ChatService::shutdown(Time now) {
     now_ = now;
     std::vector<uint32_t> numbers;
-    for (auto& [number, s] : sessions_) numbers.push_back(number);
+    std::vector<KeptSession> kept;
+    for (auto& [number, s] : sessions_) {
+        numbers.push_back(number);
+        kept.push_back({number, s.account, s.endpoint.address, s.endpoint.port, s.ready});
+    }
+    store_.keepSessions(config_.serverId, kept);
     for (uint32_t n : numbers) endSession(n, false, "server stops");
     flushDeletes();
     if (!config_.serverId.empty()) store_.withdrawLoad(config_.serverId);

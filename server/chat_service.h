@@ -45,8 +45,12 @@ public:
 
     void broadcastNotice(NoticeKind kind, const Bytes& text, Time now);
 
-    // Ends every session; messages not yet sent go back to the store for the next login.
+    // Ends every session; messages not yet sent go back to the store. The sessions themselves are
+    // kept in the store for restoreSessions at the next start.
     void shutdown(Time now);
+    // Takes up the sessions a graceful stop kept, so that their clients carry on as if nothing
+    // happened: the same session numbers, no presence change, their waiting messages on their way.
+    void restoreSessions(Time now);
 
     size_t sessionCount() const { return sessions_.size(); }
     // For tests and the admin view: the session number of an account that is online.
@@ -92,6 +96,7 @@ private:
     // An account named by its account, else by its nick: how the client names people.
     std::optional<Account> resolve(std::string_view name, bool nickFirst = false);
 
+    Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
     void endSession(uint32_t number, bool announceOffline, const char* reason);
     void announce(const Bytes& account, uint16_t code);
     void makeReady(Session& s);

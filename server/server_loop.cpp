@@ -59,6 +59,7 @@ public:
             chatConfig_.serverId = (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
             chatSocket_ = std::make_unique<UdpSocket>(address, o.chatPort);
             chat_ = std::make_unique<ChatService>(store_, chatConfig_, log_);
+            chat_->restoreSessions(Clock::now());
         }
         if (o.role != Role::Chat) {
             DispatcherConfig d;

@@ -82,6 +82,18 @@ constexpr const char* kMigrations[] = {
         heartbeat INTEGER NOT NULL
     );
     )sql",
+    R"sql(
+    CREATE TABLE kept_sessions (
+        server TEXT NOT NULL,
+        number INTEGER NOT NULL,
+        account TEXT NOT NULL,
+        address INTEGER NOT NULL,
+        port INTEGER NOT NULL,
+        ready INTEGER NOT NULL,
+        kept_at INTEGER NOT NULL,
+        PRIMARY KEY (server, number)
+    );
+    )sql",
 };
 
 }  // namespace
@@ -461,6 +473,52 @@ std::vector<ServerLoad> SqliteStore::loads() {
     std::vector<ServerLoad> out;
     auto& s = prepare("SELECT server, sessions, heartbeat FROM chat_servers ORDER BY server");
     while (s.step()) out.push_back({s.columnText(0), static_cast<int>(s.columnInt(1)), s.columnInt(2)});
+    return out;
+}
+
+void SqliteStore::keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) {
+    const auto now = static_cast<int64_t>(std::time(nullptr));
+    exec("BEGIN IMMEDIATE");
+    try {
+        prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
+        for (const KeptSession& k : sessions) {
+            auto& s = prepare(
+                "INSERT INTO kept_sessions (server, number, account, address, port, ready, kept_at) "
+                "VALUES (?, ?, ?, ?, ?, ?, ?)");
+            s.text(1, server);
+            s.integer(2, k.number);
+            s.gbkText(3, k.account);
+            s.integer(4, k.address);
+            s.integer(5, k.port);
+            s.integer(6, k.ready);
+            s.integer(7, now);
+            s.run();
+        }
+        exec("COMMIT");
+    } catch (...) {
+        exec("ROLLBACK");
+        throw;
+    }
+}
+
+std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) {
+    const auto now = static_cast<int64_t>(std::time(nullptr));
+    std::vector<KeptSession> out;
+    exec("BEGIN IMMEDIATE");
+    try {
+        auto& s = prepare(
+            "SELECT number, account, address, port, ready FROM kept_sessions "
+            "WHERE server = ? AND kept_at >= ? ORDER BY number");
+        s.text(1, server).integer(2, now - maxAgeSeconds);
+        while (s.step())
+            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1), static_cast<uint32_t>(s.columnInt(2)),
+                           static_cast<uint16_t>(s.columnInt(3)), s.columnInt(4) != 0});
+        prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
+        exec("COMMIT");
+    } catch (...) {
+        exec("ROLLBACK");
+        throw;
+    }
     return out;
 }
 

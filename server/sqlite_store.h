@@ -22,7 +22,7 @@ public:
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 1;
+    static constexpr int kSchemaVersion = 2;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -51,6 +51,9 @@ public:
     void reportLoad(const std::string& server, int sessions, int64_t now) override;
     void withdrawLoad(const std::string& server) override;
     std::vector<ServerLoad> loads() override;
+
+    void keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) override;
+    std::vector<KeptSession> takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) override;
 
 private:
     class Statement;

@@ -69,6 +69,15 @@ struct ServerLoad {
     int64_t heartbeat = 0;  // Unix seconds
 };
 
+// A session kept across a restart of its chat server, so that its client carries on unaware.
+struct KeptSession {
+    uint32_t number = 0;
+    Bytes account;
+    uint32_t address = 0;  // the client's IPv4 address, host order
+    uint16_t port = 0;
+    bool ready = false;  // it had asked for its waiting messages
+};
+
 // A refused change (a duplicate account, an unknown name): the message is for the user.
 class StoreError : public std::runtime_error {
 public:
@@ -112,6 +121,11 @@ public:
     virtual void reportLoad(const std::string& server, int sessions, int64_t now) = 0;
     virtual void withdrawLoad(const std::string& server) = 0;
     virtual std::vector<ServerLoad> loads() = 0;
+
+    // Sessions a stopping chat server hands to its next start; taking them removes them. Only
+    // sessions kept within maxAgeSeconds come back: after that their clients have given up.
+    virtual void keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) = 0;
+    virtual std::vector<KeptSession> takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) = 0;
 };
 
 }  // namespace nq::server

@@ -4,6 +4,7 @@
 #include "server/chat_service.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <map>
@@ -144,24 +145,46 @@ TEST_F(ChatServiceTest, ALiveMessageQueuesBehindTheWaitingOnes) {
     EXPECT_TRUE(store_->waitingMessages("dave", 0, 10).empty());
 }
 
-TEST_F(ChatServiceTest, MessagesHeldBackAtShutdownWaitForTheNextLogin) {
+TEST_F(ChatServiceTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
     config_.pacing.ringBudget = 4096;
     const Endpoint alice = client(1), dave = client(4);
     const uint32_t aliceSession = enter(alice, "alice");
-    enter(dave, "dave");
+    const uint32_t daveSession = enter(dave, "dave");
     for (int i = 0; i < 20; ++i)
         send(alice, 2, 1, 0, aliceSession, joinFields({"alice", "dave", std::to_string(i) + std::string(900, '.')}));
-    const size_t delivered = messagesTo(dave).size();
-    EXPECT_LT(delivered, 20u);
+    const size_t before = messagesTo(dave).size();
+    EXPECT_LT(before, 20u);  // the rest are held back for dave's ring
     chat().shutdown(now_);
 
     chat_.reset();  // the restarted server
-    config_.pacing.ringBudget = 48 * 1024;
-    enter(client(5), "dave");
-    const auto later = messagesTo(client(5));
-    ASSERT_EQ(delivered + later.size(), 20u);
-    for (size_t i = 0; i < later.size(); ++i)
-        EXPECT_EQ(std::stoul(later[i].fields()[2]), delivered + i);
+    now_ += 2s;
+    chat().restoreSessions(now_);
+    EXPECT_EQ(chat().sessionOf("alice"), aliceSession);
+    EXPECT_EQ(chat().sessionOf("dave"), daveSession);
+    advance(30s, 100ms);
+    const auto all = messagesTo(dave);
+    ASSERT_EQ(all.size(), 20u);
+    for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(std::stoul(all[i].fields()[2]), i);
+
+    // The same client goes on with the same session, and nobody was told of a coming or going.
+    send(dave, 9, 0, 0, daveSession, joinFields({"dave"}));
+    EXPECT_EQ(inbox_[dave.port].back().header.type, 9);
+    for (const Got& got : inbox_[alice.port]) EXPECT_FALSE(got.header.type == 1 && got.header.sub == 4);
+}
+
+TEST_F(ChatServiceTest, SessionsKeptTooLongAgoAreNotTakenUp) {
+    const Endpoint alice = client(1);
+    enter(alice, "alice");
+    chat().shutdown(now_);
+    chat_.reset();
+    // The server was down longer than a client waits before it gives its session up.
+    sqlite3* db = nullptr;
+    sqlite3_open((folder_ + "/chat.db").c_str(), &db);
+    sqlite3_exec(db, "UPDATE kept_sessions SET kept_at = kept_at - 600", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    chat().restoreSessions(now_);
+    EXPECT_FALSE(chat().sessionOf("alice"));
+    EXPECT_TRUE(store_->takeKeptSessions(config_.serverId, 100000).empty());  // and they are gone
 }
 
 // A client that reads its ring as the real one does: a tick every 500 ms takes two frames when

@@ -80,6 +80,23 @@ TEST_F(ServerTest, WaitingMessagesSurviveARestartAndComeInOrder) {
     again->expectSilence(300ms, std::pair{2, 1});
 }
 
+TEST_F(ServerTest, SessionsCarryOnAcrossAGracefulRestart) {
+    auto& s = launch("127.0.0.47");
+    auto alice = client();
+    alice->enter(s.chat(), "alice");
+    auto bob = client();
+    bob->enter(s.chat(), "bob");
+    alice->waitFor(1, 4);
+
+    s.restart();
+    // Same sessions, same addresses: keep-alives are answered and messages flow.
+    alice->keepAlive();
+    alice->expect(9, 0);
+    alice->send(2, 1, 0, {"bob", record("10:00:00", "重启了吗")});
+    EXPECT_EQ(bob->waitFor(2, 1).fields[2], record("10:00:00", "重启了吗"));
+    bob->expectSilence(100ms, std::pair{1, 4});
+}
+
 TEST_F(ServerTest, WaitingMessagesFollowTheRostersOnceOnly) {
     auto& s = launch("127.0.0.43");
     auto alice = client();
