@@ -14,13 +14,17 @@ namespace {
 
 constexpr int kIconPx = 44;
 
-constexpr const char* kMenuStyle = R"(
-QMenuBar { background: transparent; color: #ffffff; border: none; }
-QMenuBar::item { background: transparent; padding: 3px 8px; border-radius: 3px; }
-QMenuBar::item:selected { background: rgba(255, 255, 255, 50); }
-QMenuBar::item:pressed { background: rgba(255, 255, 255, 80); }
-QMenuBar::item:disabled { color: rgba(255, 255, 255, 120); }
-)";
+// White text on the band; the highlight of an open menu is a veil of white over the blue.
+void whiteOnBand(QWidget* w, int alpha = 255) {
+    QPalette pal = w->palette();
+    const QColor text(255, 255, 255, alpha);
+    for (auto role : {QPalette::WindowText, QPalette::ButtonText, QPalette::Text, QPalette::HighlightedText})
+        pal.setColor(role, text);
+    pal.setColor(QPalette::Window, Qt::transparent);
+    pal.setColor(QPalette::Button, Qt::transparent);
+    pal.setColor(QPalette::Highlight, QColor(255, 255, 255, 50));
+    w->setPalette(pal);
+}
 
 }  // namespace
 
@@ -30,7 +34,8 @@ HeaderBand::HeaderBand(QWidget* parent) : QWidget(parent) {
     menuBar_ = new QMenuBar(this);
     menuBar_->setObjectName("menuBar");
     menuBar_->setNativeMenuBar(false);
-    menuBar_->setStyleSheet(kMenuStyle);
+    menuBar_->setAutoFillBackground(false);
+    whiteOnBand(menuBar_);
 
     auto* icon = new QLabel(this);
     icon->setPixmap(paintBrandMark(kIconPx));
@@ -42,11 +47,11 @@ HeaderBand::HeaderBand(QWidget* parent) : QWidget(parent) {
     big.setPointSizeF(big.pointSizeF() * 1.6);
     big.setBold(true);
     name->setFont(big);
-    name->setStyleSheet("color: #ffffff;");
+    whiteOnBand(name);
 
     subtitle_ = new QLabel(this);
     subtitle_->setObjectName("subtitle");
-    subtitle_->setStyleSheet("color: rgba(255, 255, 255, 200);");
+    whiteOnBand(subtitle_, 210);
 
     auto* titles = new QVBoxLayout;
     titles->setSpacing(2);

@@ -1,6 +1,7 @@
 #include "app/login_frame.h"
 
 #include "app/app_icon.h"
+#include "app/flat_button.h"
 
 #include <QCheckBox>
 #include <QFocusEvent>
@@ -14,35 +15,15 @@
 namespace nq::app {
 namespace {
 
-// Greys and blues of the window; one place so that the frames agree.
-constexpr const char* kStyle = R"(
-#loginFrame { background: #ffffff; }
-#loginFrame QLabel#fieldLabel { color: #5a6270; }
-#loginFrame QLineEdit {
-    border: 1px solid #c9d1dc; border-radius: 4px; padding: 5px 8px; background: #ffffff;
-    selection-background-color: #2f80ed;
-}
-#loginFrame QLineEdit:focus { border-color: #2f80ed; }
-#loginFrame QLineEdit:disabled { background: #f2f4f7; color: #9aa2ad; }
-#loginFrame QCheckBox { color: #3c4350; }
-QPushButton#com_login {
-    background: #2f80ed; color: white; border: none; border-radius: 4px; padding: 7px 0; font-weight: bold;
-}
-QPushButton#com_login:hover { background: #2a72d4; }
-QPushButton#com_login:pressed { background: #225fb2; }
-QPushButton#com_login:disabled { background: #a9c8f2; }
-QPushButton#com_cancle {
-    background: #ffffff; color: #3c4350; border: 1px solid #c9d1dc; border-radius: 4px; padding: 6px 0;
-}
-QPushButton#com_cancle:hover { border-color: #2f80ed; color: #2f80ed; }
-QPushButton#com_cancle:disabled { color: #b4bac3; border-color: #e1e5ea; }
-)";
-
 constexpr int kAvatarPx = 84;
+constexpr int kBoxHeightPx = 32;
 
 QLabel* fieldLabel(const QString& text, QWidget* parent) {
     auto* l = new QLabel(text, parent);
     l->setObjectName("fieldLabel");
+    QPalette pal = l->palette();
+    pal.setColor(QPalette::WindowText, QColor(0x5a, 0x62, 0x70));
+    l->setPalette(pal);
     return l;
 }
 
@@ -64,8 +45,13 @@ void PasswordBox::focusInEvent(QFocusEvent* event) {
 
 LoginFrame::LoginFrame(QWidget* parent) : QWidget(parent) {
     setObjectName("loginFrame");
-    setAttribute(Qt::WA_StyledBackground);
-    setStyleSheet(kStyle);
+    QPalette pal = palette();
+    pal.setColor(QPalette::Window, Qt::white);
+    pal.setColor(QPalette::Base, Qt::white);
+    pal.setColor(QPalette::Highlight, QColor(0x2f, 0x80, 0xed));
+    pal.setColor(QPalette::WindowText, QColor(0x3c, 0x43, 0x50));
+    setPalette(pal);
+    setAutoFillBackground(true);
 
     txtName = new QLineEdit(this);
     txtName->setObjectName("txtName");
@@ -73,6 +59,10 @@ LoginFrame::LoginFrame(QWidget* parent) : QWidget(parent) {
     txtPassword = new PasswordBox(this);
     txtPassword->setObjectName("txtPassword");
     txtPassword->setPlaceholderText("密码");
+    txtName->setMinimumHeight(kBoxHeightPx);
+    txtPassword->setMinimumHeight(kBoxHeightPx);
+    txtName->setTextMargins(4, 0, 4, 0);
+    txtPassword->setTextMargins(4, 0, 4, 0);
 
     cb_remPwd = new QCheckBox("记住密码", this);
     cb_remPwd->setObjectName("cb_remPwd");
@@ -86,10 +76,9 @@ LoginFrame::LoginFrame(QWidget* parent) : QWidget(parent) {
     // Two lines are reserved so that a message does not make the buttons jump.
     lbInfo->setMinimumHeight(lbInfo->fontMetrics().lineSpacing() * 2 + 4);
 
-    com_login = new QPushButton("登录", this);
+    com_login = new FlatButton("登录", FlatButton::Kind::Primary, this);
     com_login->setObjectName("com_login");
-    com_login->setCursor(Qt::PointingHandCursor);
-    com_cancle = new QPushButton("取消", this);
+    com_cancle = new FlatButton("取消", FlatButton::Kind::Secondary, this);
     com_cancle->setObjectName("com_cancle");
 
     auto* form = new QFormLayout;

@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QListWidget>
 #include <QPushButton>
 #include <QScreen>
@@ -35,6 +36,26 @@ constexpr const char* kPositionKey = "Mainform";
 // It is also the minimum the resize handler restores.
 constexpr int kDesignWidth = 300;
 constexpr int kDesignHeight = 600;
+
+// StatusBar1: a pale strip with a hairline on top, its two panels without frames.
+class StatusStrip : public QStatusBar {
+public:
+    explicit StatusStrip(QWidget* parent) : QStatusBar(parent) {
+        QPalette pal = palette();
+        pal.setColor(QPalette::Window, QColor(0xf3, 0xf5, 0xf8));
+        pal.setColor(QPalette::WindowText, QColor(0x5a, 0x62, 0x70));
+        setPalette(pal);
+        setAutoFillBackground(true);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        // QStatusBar's own painting would frame each panel; the strip only needs its top line.
+        QPainter p(this);
+        p.setPen(QColor(0xe1, 0xe5, 0xea));
+        p.drawLine(0, 0, width(), 0);
+    }
+};
 
 QString fromUtf8(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
 std::string toUtf8(const QString& s) { return s.toUtf8().toStdString(); }
@@ -87,23 +108,19 @@ void Mainform::build() {
     setMenuWidget(header_);
     menus_ = buildMainMenus(header_->menuBar());
 
+    // The contact frame is made when it is first needed: the login panel is all a start shows.
     loginFrame_ = new LoginFrame(this);
-    mainFrame_ = new MainFrame(this);
     frames_ = new QStackedWidget(this);
     frames_->addWidget(loginFrame_);
-    frames_->addWidget(mainFrame_);
     setCentralWidget(frames_);
 
-    statusBar_ = new QStatusBar(this);
+    statusBar_ = new StatusStrip(this);
     statusBar_->setObjectName("StatusBar1");
     statusBar_->setSizeGripEnabled(false);
-    statusBar_->setStyleSheet(
-        "QStatusBar { background: #f3f5f8; border-top: 1px solid #e1e5ea; color: #5a6270; }"
-        "QStatusBar::item { border: none; }"
-        "QLabel { color: #5a6270; padding: 2px 6px; }");
     for (int i = 0; i < 2; ++i) {
         statusPanels_[i] = new QLabel(statusBar_);
         statusPanels_[i]->setObjectName(QString("StatusBar1.Panels(%1)").arg(i + 1));
+        statusPanels_[i]->setContentsMargins(6, 2, 6, 2);
         statusBar_->addWidget(statusPanels_[i], 1);
     }
     setStatusBar(statusBar_);
@@ -201,10 +218,12 @@ void Mainform::load(const std::string& commandLine) {
     setMinimumSize(designSize_);
     setStatus(1, "未登录用户");
     setStatus(2, "状态：未登录");
-    mainFrame_->clearContacts();
-    mainFrame_->list(2)->clear();
-    mainFrame_->list(3)->clear();
-    mainFrame_->showPage(MainFrame::Friends);
+    if (mainFrame_) {
+        mainFrame_->clearContacts();
+        mainFrame_->list(2)->clear();
+        mainFrame_->list(3)->clear();
+        mainFrame_->showPage(MainFrame::Friends);
+    }
     header_->setSubtitle("游戏玩家的聊天工具");
 
     desktop_->trayAdd(this, kTrayTip);
@@ -311,7 +330,15 @@ QString Mainform::statusText(int panel) const {
     return statusPanels_[panel - 1]->text();
 }
 
-bool Mainform::mainFrameShown() const { return frames_->currentWidget() == mainFrame_; }
+bool Mainform::mainFrameShown() const { return mainFrame_ && frames_->currentWidget() == mainFrame_; }
+
+MainFrame& Mainform::mainFrame() {
+    if (!mainFrame_) {
+        mainFrame_ = new MainFrame(this);
+        frames_->addWidget(mainFrame_);
+    }
+    return *mainFrame_;
+}
 
 // ---- SessionView ----
 
@@ -348,12 +375,14 @@ void Mainform::showLoginFrame() {
 }
 
 void Mainform::showMainFrame() {
-    frames_->setCurrentWidget(mainFrame_);
+    frames_->setCurrentWidget(&mainFrame());
     const std::string nick = gbk::toUtf8(session_->myNick.empty() ? session_->myName : session_->myNick);
     header_->setSubtitle(fromUtf8(nick));
 }
 
-void Mainform::clearContacts() { mainFrame_->clearContacts(); }
+void Mainform::clearContacts() {
+    if (mainFrame_) mainFrame_->clearContacts();
+}
 
 void Mainform::setSessionMenusEnabled(bool enabled) {
     sessionMenusEnabled_ = enabled;

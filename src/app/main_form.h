@@ -61,7 +61,7 @@ public:
     Session& session() { return *session_; }
     const MainMenus& menus() const { return menus_; }
     LoginFrame& loginFrame() { return *loginFrame_; }
-    MainFrame& mainFrame() { return *mainFrame_; }
+    MainFrame& mainFrame();  // made at its first use
     QString statusText(int panel) const;
     bool mainFrameShown() const;
 

@@ -1,5 +1,7 @@
 #include "app/main_frame.h"
 
+#include "app/flat_button.h"
+
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -13,30 +15,16 @@
 namespace nq::app {
 namespace {
 
-constexpr const char* kStyle = R"(
-#mainframe { background: #ffffff; }
-#mainframe QListWidget, #mainframe QTreeWidget { border: none; background: #ffffff; }
-#mainframe QPushButton[kind="tab"] {
-    border: none; border-bottom: 2px solid transparent; padding: 6px 0; background: transparent; color: #000000;
-}
-#mainframe QPushButton[kind="tab"][current="true"] { border-bottom-color: #0000ff; color: #0000ff; }
-#mainframe QPushButton[kind="sub"] {
-    border: 1px solid #d6dce4; border-radius: 3px; padding: 3px 6px; background: #f7f9fb;
-}
-#mainframe QPushButton[kind="sub"]:checked { background: #e3eefc; border-color: #2f80ed; }
-#mainframe QLineEdit { border: 1px solid #d6dce4; border-radius: 3px; padding: 3px 6px; }
-)";
-
 QPushButton* subButton(const QString& caption, int index, QWidget* parent) {
-    auto* b = new QPushButton(caption, parent);
+    auto* b = new FlatButton(caption, FlatButton::Kind::Secondary, parent);
     b->setObjectName(QString("lvButtons_H1(%1)").arg(index));
-    b->setProperty("kind", "sub");
     return b;
 }
 
 QListWidget* contactList(int index, QWidget* parent) {
     auto* l = new QListWidget(parent);
     l->setObjectName(QString("MyList(%1)").arg(index));
+    l->setFrameShape(QFrame::NoFrame);
     return l;
 }
 
@@ -44,8 +32,10 @@ QListWidget* contactList(int index, QWidget* parent) {
 
 MainFrame::MainFrame(QWidget* parent) : QWidget(parent) {
     setObjectName("mainframe");
-    setAttribute(Qt::WA_StyledBackground);
-    setStyleSheet(kStyle);
+    QPalette pal = palette();
+    pal.setColor(QPalette::Window, Qt::white);
+    setPalette(pal);
+    setAutoFillBackground(true);
 
     // Quick find: its search reaches the server, which comes with the search window; until
     // then the row is shown but idle.
@@ -72,9 +62,8 @@ MainFrame::MainFrame(QWidget* parent) : QWidget(parent) {
     tabRow->setContentsMargins(8, 0, 8, 0);
     tabRow->setSpacing(0);
     for (int i = 0; i < 4; ++i) {
-        auto* t = new QPushButton(tabCaptions[static_cast<size_t>(i)], this);
+        auto* t = new FlatButton(tabCaptions[static_cast<size_t>(i)], FlatButton::Kind::Tab, this);
         t->setObjectName(QString("Com_tab(%1)").arg(i));
-        t->setProperty("kind", "tab");
         connect(t, &QPushButton::clicked, this, [this, i] { showPage(i); });
         tabs_[static_cast<size_t>(i)] = t;
         tabRow->addWidget(t, 1);
@@ -124,6 +113,7 @@ QWidget* MainFrame::buildGroupsPage() {
     tree_ = new QTreeWidget(page);
     tree_->setObjectName("MyTree");
     tree_->setHeaderHidden(true);
+    tree_->setFrameShape(QFrame::NoFrame);
     auto* row = new QHBoxLayout;
     row->setSpacing(4);
     // Creating and joining groups come with the group windows.
@@ -180,11 +170,9 @@ void MainFrame::showPage(int page) {
     page_ = page;
     pages_->setCurrentIndex(page);
     for (int i = 0; i < 4; ++i) {
-        QPushButton* t = tabs_[static_cast<size_t>(i)];
+        FlatButton* t = tabs_[static_cast<size_t>(i)];
         const bool current = i == page;
-        t->setProperty("current", current);
-        t->style()->unpolish(t);
-        t->style()->polish(t);
+        t->setCurrent(current);
         // Pure blue for the current page, black for the others, as the page table has it.
         QPalette pal = t->palette();
         pal.setColor(QPalette::ButtonText, current ? QColor(0, 0, 255) : QColor(0, 0, 0));

@@ -15,6 +15,10 @@ class QTreeWidget;
 class QLabel;
 
 namespace nq::app {
+class FlatButton;
+}
+
+namespace nq::app {
 
 class MainFrame : public QWidget {
     Q_OBJECT
@@ -35,7 +39,7 @@ public:
 
     QListWidget* list(int index) const { return lists_.at(static_cast<size_t>(index)); }
     QTreeWidget* tree() const { return tree_; }
-    QPushButton* tab(int index) const { return tabs_.at(static_cast<size_t>(index)); }
+    FlatButton* tab(int index) const { return tabs_.at(static_cast<size_t>(index)); }
 
 private:
     QWidget* buildFriendsPage();
@@ -43,7 +47,7 @@ private:
     QWidget* buildRoomsPage();
     QWidget* buildPartnerPage();
 
-    std::array<QPushButton*, 4> tabs_{};
+    std::array<FlatButton*, 4> tabs_{};
     std::array<QPushButton*, 7> pageButtons_{};
     std::array<QListWidget*, 4> lists_{};
     QTreeWidget* tree_ = nullptr;

@@ -11,6 +11,7 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include "app/flat_button.h"
 #include "app/login_frame.h"
 #include "app/main_frame.h"
 #include "form_rig.h"
