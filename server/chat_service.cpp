@@ -26,6 +26,9 @@ constexpr int kDropLinesPerSecond = 20;
 // A client notices a lost session after about 168 s of unanswered keep-alives; a session kept
 // at a stop comes back only if the server is up again well before that.
 constexpr int64_t kKeptSessionSeconds = 150;
+// A notice box stops the client's tick, keep-alives included, until the user closes it. A user
+// away from the screen for a while should not lose his session for that.
+constexpr Duration kBoxPatience = std::chrono::minutes(30);
 
 std::string printable(std::string_view gbkText) { return gbk::toUtf8(gbkText); }
 
@@ -79,7 +82,13 @@ void ChatService::onDatagram(const Endpoint& from, std::string_view data, Time n
             break;
         }
         data.remove_prefix(frame->len);
-        handleFrame(from, *frame);
+        try {
+            handleFrame(from, *frame);
+        } catch (const StoreError& e) {
+            // A busy or full database costs this one frame, not the server.
+            NQ_LOG(log_, Error, "(%u,%u) from %s failed: %s", frame->header.type, frame->header.sub,
+                   from.toString().c_str(), e.what());
+        }
     }
     flushDeletes();
 }
@@ -456,8 +465,12 @@ bool ChatService::mayLogDrop() {
 
 void ChatService::flushDeletes() {
     if (deliveredIds_.empty()) return;
-    store_.deleteMessages(deliveredIds_);
-    deliveredIds_.clear();
+    try {
+        store_.deleteMessages(deliveredIds_);
+        deliveredIds_.clear();
+    } catch (const StoreError& e) {
+        NQ_LOG(log_, Error, "cannot delete %zu delivered messages yet: %s", deliveredIds_.size(), e.what());
+    }
 }
 
 void ChatService::broadcastNotice(NoticeKind kind, const Bytes& text, Time now) {
@@ -470,6 +483,15 @@ void ChatService::broadcastNotice(NoticeKind kind, const Bytes& text, Time now) 
 }
 
 void ChatService::onTimer(Time now) {
+    try {
+        timerWork(now);
+    } catch (const StoreError& e) {
+        NQ_LOG(log_, Error, "housekeeping failed, tried again later: %s", e.what());
+    }
+    flushDeletes();
+}
+
+void ChatService::timerWork(Time now) {
     now_ = now;
     if (!blocked_.empty()) {
         const std::vector<Endpoint> waiting(blocked_.begin(), blocked_.end());
@@ -482,7 +504,10 @@ void ChatService::onTimer(Time now) {
         std::vector<uint32_t> silent;
         std::vector<uint32_t> due;
         for (auto& [number, s] : sessions_) {
-            if (now - s.lastHeard > config_.sessionTimeout)
+            const Duration silence = now - s.lastHeard;
+            const bool boxStands = silence > config_.sessionTimeout && silence <= kBoxPatience &&
+                                   peerAt(s.endpoint).pacer.readingStopped(now);
+            if (silence > config_.sessionTimeout && !boxStands)
                 silent.push_back(number);
             else if (!s.ready && now >= s.readyDeadline)
                 due.push_back(number);
@@ -526,7 +551,6 @@ void ChatService::onTimer(Time now) {
             lastReportWall_ = wall;
         }
     }
-    flushDeletes();
 }
 
 void ChatService::restoreSessions(Time now) {

@@ -112,6 +112,7 @@ private:
     Peer& peerAt(const Endpoint& ep);
     uint32_t freshSessionNumber();
     void flushDeletes();
+    void timerWork(Time now);
     // Whether one more dropped frame may be logged now: at most a few dozen lines a second.
     bool mayLogDrop();
 

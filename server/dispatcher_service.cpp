@@ -35,7 +35,12 @@ void DispatcherService::onDatagram(const Endpoint& from, std::string_view data, 
         }
         data.remove_prefix(frame->len);
         if (frame->header.type == 1 && frame->header.sub == 1) {
-            login(from, *frame, now);
+            try {
+                login(from, *frame, now);
+            } catch (const StoreError& e) {
+                NQ_LOG(log_, Error, "dispatcher could not check a login from %s: %s", from.toString().c_str(),
+                       e.what());
+            }
         } else {
             NQ_LOG(log_, Info, "dispatcher dropped (%u,%u) from %s: it only takes logins", frame->header.type,
                    frame->header.sub, from.toString().c_str());

@@ -64,6 +64,11 @@ public:
     void clientHeard(Time now);
 
     size_t unreadEstimate(Time now);
+    // A box of ours is believed to stand on the client's screen, stopping its tick.
+    bool readingStopped(Time now) {
+        drain(now);
+        return stalled_;
+    }
     size_t heldCount() const { return held_.size(); }
     bool idle(Time now);  // nothing held and nothing believed unread
 
