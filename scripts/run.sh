@@ -1,0 +1,89 @@
+#!/usr/bin/env bash
+# scripts/run.sh BUILD_DIR [NAME]   (normally through ./nq run [NAME])
+#
+# Starts nqserver on 127.0.0.1 (dispatcher 4000, chat 8000) with the demo accounts, unless a
+# server already listens there; prepares the program folder run/home-NAME (Sys.ini, User.ini,
+# the install's sounds, pictures and faces) and opens nqchat on it. NAME is one of the demo
+# accounts alice, bob, carol, dave, erin (password 123456); default alice. Without a display the
+# client runs under xvfb-run. A server this script started is stopped when the client ends.
+set -euo pipefail
+
+die() { echo "run.sh: $*" >&2; exit 1; }
+
+[ $# -ge 1 ] && [ $# -le 2 ] || die "usage: scripts/run.sh BUILD_DIR [NAME]"
+BUILD=$(readlink -f "$1")
+NAME=${2:-alice}
+ROOT=$(cd "$(dirname "$(readlink -f "$0")")/.." && pwd)
+RUN="$ROOT/run"
+HOST=127.0.0.1
+DISPATCHER_PORT=4000
+
+case "$NAME" in
+  *[!A-Za-z0-9_]* | "") die "NAME must be letters, digits or _ (got \"$NAME\")" ;;
+esac
+
+SERVER="$BUILD/server/nqserver"
+CLIENT="$BUILD/src/app/nqchat"
+[ -x "$SERVER" ] || die "$SERVER is missing: build it first (./nq build)"
+[ -x "$CLIENT" ] || die "$CLIENT is missing: build it first (./nq build)"
+
+mkdir -p "$RUN"
+
+# True when something on this machine holds UDP port $1 on 127.0.0.1 or on every address.
+# /proc/net/udp writes addresses as little-endian hex: 0100007F is 127.0.0.1.
+udp_port_taken() {
+  local hex
+  hex=$(printf '%04X' "$1")
+  awk -v p=":$hex" 'NR > 1 && ($2 == "0100007F" p || $2 == "00000000" p) { found = 1 } END { exit !found }' \
+    /proc/net/udp
+}
+
+SERVER_PID=""
+stop_server() {
+  if [ -n "$SERVER_PID" ] && kill -0 "$SERVER_PID" 2>/dev/null; then
+    echo "run.sh: stopping the nqserver it started (pid $SERVER_PID)"
+    kill -TERM "$SERVER_PID" 2>/dev/null || true
+    wait "$SERVER_PID" 2>/dev/null || true
+  fi
+}
+trap stop_server EXIT
+
+if udp_port_taken "$DISPATCHER_PORT"; then
+  echo "run.sh: a server already listens on $HOST:$DISPATCHER_PORT; using it (its accounts, not necessarily the demo ones)"
+else
+  DB="$RUN/nqserver.db"
+  "$SERVER" --db "$DB" demo >/dev/null || die "nqserver --db $DB demo failed"
+  LOG="$RUN/nqserver.log"
+  "$SERVER" --db "$DB" --address "$HOST" --dispatcher-port "$DISPATCHER_PORT" --chat-port 8000 \
+    >>"$LOG" 2>&1 &
+  SERVER_PID=$!
+  # Wait until the dispatcher port is bound; 5 s is far more than it needs.
+  for _ in $(seq 50); do
+    udp_port_taken "$DISPATCHER_PORT" && break
+    kill -0 "$SERVER_PID" 2>/dev/null || die "nqserver ended at once; see $LOG"
+    sleep 0.1
+  done
+  udp_port_taken "$DISPATCHER_PORT" || die "nqserver did not bind $HOST:$DISPATCHER_PORT; see $LOG"
+  echo "run.sh: nqserver on $HOST (dispatcher $DISPATCHER_PORT, chat 8000), database $DB, log $LOG"
+fi
+
+# The program folder. INI files are GBK with CRLF line ends; these hold only ASCII.
+HOME_DIR="$RUN/home-$NAME"
+mkdir -p "$HOME_DIR"
+printf '[Setting]\r\nVer=1.0\r\nServer=%s\r\n' "$HOST" >"$HOME_DIR/Sys.ini"
+# User.ini is the client's own from the first run on (remembered password, window position).
+[ -f "$HOME_DIR/User.ini" ] || printf '[Setting]\r\nUserName=%s\r\n' "$NAME" >"$HOME_DIR/User.ini"
+for asset in sound image face keywords.kwd; do
+  if [ -e "$ROOT/assets/$asset" ] && [ ! -e "$HOME_DIR/$asset" ]; then
+    ln -s "$ROOT/assets/$asset" "$HOME_DIR/$asset"
+  fi
+done
+
+echo "run.sh: opening nqchat as $NAME (password 123456), program folder $HOME_DIR"
+if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
+  "$CLIENT" --home "$HOME_DIR"
+else
+  command -v xvfb-run >/dev/null || die "no DISPLAY and no xvfb-run: install xvfb and xauth (./nq deps)"
+  echo "run.sh: no DISPLAY: running under xvfb-run, so the window is not visible here (Ctrl+C ends it)"
+  xvfb-run -a -s "-screen 0 1280x800x24" "$CLIENT" --home "$HOME_DIR"
+fi
