@@ -4,6 +4,7 @@
 // chat server on the test's own 127.0.2.N.
 
 #include <QApplication>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <functional>
 #include <memory>
