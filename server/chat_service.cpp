@@ -29,6 +29,11 @@ constexpr int64_t kKeptSessionSeconds = 150;
 // A notice box stops the client's tick, keep-alives included, until the user closes it. A user
 // away from the screen for a while should not lose his session for that.
 constexpr Duration kBoxPatience = std::chrono::minutes(30);
+// Chat servers sharing a store read each other's events this often; a server that has not
+// reported its load for kFreshSeconds is taken as gone, and events older than a minute as read.
+constexpr Duration kBusRead = std::chrono::milliseconds(250);
+constexpr int64_t kFreshSeconds = 15;
+constexpr int64_t kEventLifetimeSeconds = 60;
 
 std::string printable(std::string_view gbkText) { return gbk::toUtf8(gbkText); }
 
@@ -41,6 +46,7 @@ Duration ChatConfig::sweepInterval() const {
 ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log)
     : store_(store), config_(config), log_(log), random_(std::random_device{}()) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
+    lastEventId_ = store_.lastEventId();
 }
 
 std::optional<uint32_t> ChatService::sessionOf(const Bytes& account) const {
@@ -181,6 +187,9 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
             endSession(oldNumber, false, "logged in elsewhere");
             send(oldEndpoint, 1, 1, 3, oldNumber, {});
         }
+    } else if (elsewhere(account->name)) {
+        wasOnline = true;
+        tellOthers(BusKind::Kick, account->name);
     }
     // One client, one ring: another account logged in from this address has left it.
     if (Peer& peer = peerAt(from); peer.session != 0)
@@ -191,7 +200,10 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     NQ_LOG(log_, Info, "session %u: %s logged in from %s", number, printable(s.account).c_str(),
            from.toString().c_str());
     sendTo(s, 1, 1, 1, joinFields({s.nick, s.head}));
-    if (!wasOnline) announce(s.account, 1);
+    if (!wasOnline) {
+        announce(s.account, 1);
+        tellOthers(BusKind::Presence, s.account, 1);
+    }
 }
 
 ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from) {
@@ -206,6 +218,7 @@ ChatService::Session& ChatService::openSession(uint32_t number, const Account& a
     for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
     byAccount_[s.account] = number;
     peerAt(from).session = number;
+    store_.setOnline(s.account, config_.serverId);
     return s;
 }
 
@@ -232,7 +245,7 @@ void ChatService::rosters(Session& s) {
     if (!friends.empty()) {
         std::vector<Contact> online;
         for (const Contact& c : friends)
-            if (byAccount_.count(c.account)) online.push_back(c);
+            if (byAccount_.count(c.account) || elsewhere(c.account)) online.push_back(c);
         sendTo(s, 3, 4, 3, onlineRoster(online));
     }
     if (!s.ready) s.readyDeadline = now_ + config_.readyFallback();
@@ -302,6 +315,9 @@ void ChatService::relay(Session& s, std::string_view peerName, std::string_view 
     } else {
         // Away, or older messages are still on their way to him: this one queues behind them.
         store_.storeMessage(receiverName, body);
+        if (!receiver) {
+            if (auto server = elsewhere(receiverName)) tellOthers(BusKind::Waiting, receiverName, 0, *server);
+        }
     }
 }
 
@@ -413,7 +429,11 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
         if (kept) NQ_LOG(log_, Info, "kept %d unsent messages for %s", kept, printable(s.account).c_str());
         blocked_.erase(s.endpoint);
     }
-    if (announceOffline) announce(s.account, 2);
+    store_.setOffline(s.account, config_.serverId);
+    if (announceOffline) {
+        announce(s.account, 2);
+        tellOthers(BusKind::Presence, s.account, 2);
+    }
 }
 
 void ChatService::send(const Endpoint& to, uint16_t type, uint16_t sub, uint16_t code, uint32_t session,
@@ -532,8 +552,14 @@ void ChatService::timerWork(Time now) {
         }
     }
 
+    if (now >= nextBusRead_) {
+        nextBusRead_ = now + kBusRead;
+        readBus();
+    }
+
     if (now >= nextNoticePoll_) {
         nextNoticePoll_ = now + kNoticePoll;
+        if (othersRunning()) store_.pruneEvents(kEventLifetimeSeconds);
         for (const Notice& n : store_.noticesAfter(lastNoticeId_)) {
             lastNoticeId_ = n.id;
             broadcastNotice(n.kind, n.text, now);
@@ -555,6 +581,7 @@ void ChatService::timerWork(Time now) {
 
 void ChatService::restoreSessions(Time now) {
     now_ = now;
+    store_.clearOnline(config_.serverId);  // what a crash left behind
     int restored = 0;
     for (const KeptSession& k : store_.takeKeptSessions(config_.serverId, kKeptSessionSeconds)) {
         auto account = store_.account(k.account);
@@ -569,8 +596,62 @@ void ChatService::restoreSessions(Time now) {
     flushDeletes();
 }
 
+bool ChatService::othersRunning() {
+    if (othersCheckedAt_ == Time{} || now_ - othersCheckedAt_ >= std::chrono::seconds(1)) {
+        othersCheckedAt_ = now_;
+        const auto wall = static_cast<int64_t>(std::time(nullptr));
+        othersRunning_ = false;
+        for (const ServerLoad& l : store_.loads())
+            othersRunning_ |= l.server != config_.serverId && wall - l.heartbeat <= kFreshSeconds;
+    }
+    return othersRunning_;
+}
+
+std::optional<std::string> ChatService::elsewhere(const Bytes& account) {
+    if (!othersRunning()) return std::nullopt;
+    return store_.onlineElsewhere(account, config_.serverId, kFreshSeconds);
+}
+
+void ChatService::tellOthers(BusKind kind, const Bytes& account, int code, const std::string& target) {
+    if (!othersRunning()) return;
+    store_.publish({0, config_.serverId, kind, account, code, target});
+}
+
+void ChatService::readBus() {
+    if (!othersRunning()) return;
+    const Store::BusRead read = store_.eventsAfter(lastEventId_, config_.serverId);
+    lastEventId_ = read.lastId;
+    for (const BusEvent& e : read.events) {
+        auto local = byAccount_.find(e.account);
+        switch (e.kind) {
+            case BusKind::Presence:
+                if (e.code == 1 || e.code == 2) announce(e.account, static_cast<uint16_t>(e.code));
+                break;
+            case BusKind::Kick:
+                if (local != byAccount_.end()) {
+                    const uint32_t number = local->second;
+                    const Endpoint old = sessions_.at(number).endpoint;
+                    endSession(number, false, "logged in on another chat server");
+                    send(old, 1, 1, 3, number, {});
+                }
+                break;
+            case BusKind::Waiting:
+                if (e.target == config_.serverId && local != byAccount_.end()) {
+                    Session& s = sessions_.at(local->second);
+                    // Not ready yet: its (2,6) fetches them. Still fetching: the refill will.
+                    if (s.ready && !s.moreWaiting) {
+                        s.moreWaiting = true;
+                        queueWaiting(s);
+                    }
+                }
+                break;
+        }
+    }
+}
+
 Time ChatService::nextWake(Time now) {
-    Time wake = std::min({nextSweep_, nextNoticePoll_, config_.serverId.empty() ? Time::max() : nextLoadReport_});
+    Time wake = std::min({nextSweep_, nextNoticePoll_, nextBusRead_,
+                          config_.serverId.empty() ? Time::max() : nextLoadReport_});
     for (const Endpoint& ep : blocked_) {
         auto it = peers_.find(ep);
         if (it == peers_.end()) continue;
@@ -590,6 +671,7 @@ void ChatService::shutdown(Time now) {
     store_.keepSessions(config_.serverId, kept);
     for (uint32_t n : numbers) endSession(n, false, "server stops");
     flushDeletes();
+    store_.clearOnline(config_.serverId);
     if (!config_.serverId.empty()) store_.withdrawLoad(config_.serverId);
 }
 

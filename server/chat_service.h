@@ -113,6 +113,13 @@ private:
     uint32_t freshSessionNumber();
     void flushDeletes();
     void timerWork(Time now);
+
+    // Chat servers sharing the store see each other's presence, expel each other's sessions of
+    // an account that logs in again, and wake each other for messages stored for their users.
+    bool othersRunning();
+    std::optional<std::string> elsewhere(const Bytes& account);
+    void tellOthers(BusKind kind, const Bytes& account, int code = 0, const std::string& target = {});
+    void readBus();
     // Whether one more dropped frame may be logged now: at most a few dozen lines a second.
     bool mayLogDrop();
 
@@ -132,6 +139,10 @@ private:
     std::mt19937 random_;
 
     Time nextSweep_{};
+    Time nextBusRead_{};
+    Time othersCheckedAt_{};
+    bool othersRunning_ = false;
+    int64_t lastEventId_ = 0;
     Time nextNoticePoll_{};
     Time nextLoadReport_{};
     int64_t lastNoticeId_ = 0;

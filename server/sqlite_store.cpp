@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <ctime>
 #include <unordered_map>
 
@@ -92,6 +93,23 @@ constexpr const char* kMigrations[] = {
         ready INTEGER NOT NULL,
         kept_at INTEGER NOT NULL,
         PRIMARY KEY (server, number)
+    );
+    )sql",
+    R"sql(
+    CREATE TABLE online (
+        account TEXT PRIMARY KEY,
+        server TEXT NOT NULL,
+        since INTEGER NOT NULL
+    );
+    CREATE INDEX online_by_server ON online(server);
+    CREATE TABLE bus (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        origin TEXT NOT NULL,
+        kind INTEGER NOT NULL,
+        account TEXT NOT NULL,
+        code INTEGER NOT NULL DEFAULT 0,
+        target TEXT NOT NULL DEFAULT '',
+        created_at INTEGER NOT NULL
     );
     )sql",
 };
@@ -520,6 +538,79 @@ std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server
         throw;
     }
     return out;
+}
+
+void SqliteStore::setOnline(const Bytes& account, const std::string& server) {
+    prepare(
+        "INSERT INTO online (account, server, since) VALUES (?, ?, ?) "
+        "ON CONFLICT(account) DO UPDATE SET server = excluded.server, since = excluded.since")
+        .gbkText(1, account)
+        .text(2, server)
+        .integer(3, static_cast<int64_t>(std::time(nullptr)))
+        .run();
+}
+
+void SqliteStore::setOffline(const Bytes& account, const std::string& server) {
+    prepare("DELETE FROM online WHERE account = ? AND server = ?").gbkText(1, account).text(2, server).run();
+}
+
+void SqliteStore::clearOnline(const std::string& server) {
+    prepare("DELETE FROM online WHERE server = ?").text(1, server).run();
+}
+
+std::optional<std::string> SqliteStore::onlineElsewhere(const Bytes& account, const std::string& self,
+                                                        int64_t freshSeconds) {
+    auto& s = prepare(
+        "SELECT o.server FROM online o JOIN chat_servers c ON c.server = o.server "
+        "WHERE o.account = ? AND o.server != ? AND c.heartbeat >= ?");
+    s.gbkText(1, account).text(2, self).integer(3, static_cast<int64_t>(std::time(nullptr)) - freshSeconds);
+    std::optional<std::string> server;
+    if (s.step()) server = s.columnText(0);
+    s.reset();
+    return server;
+}
+
+void SqliteStore::publish(const BusEvent& e) {
+    prepare("INSERT INTO bus (origin, kind, account, code, target, created_at) VALUES (?, ?, ?, ?, ?, ?)")
+        .text(1, e.origin)
+        .integer(2, static_cast<int>(e.kind))
+        .gbkText(3, e.account)
+        .integer(4, e.code)
+        .text(5, e.target)
+        .integer(6, static_cast<int64_t>(std::time(nullptr)))
+        .run();
+}
+
+Store::BusRead SqliteStore::eventsAfter(int64_t id, const std::string& exceptOrigin) {
+    BusRead read;
+    read.lastId = std::max(id, lastEventId());
+    auto& s = prepare(
+        "SELECT id, origin, kind, account, code, target FROM bus WHERE id > ? AND id <= ? AND origin != ? ORDER BY id");
+    s.integer(1, id).integer(2, read.lastId).text(3, exceptOrigin);
+    while (s.step()) {
+        BusEvent e;
+        e.id = s.columnInt(0);
+        e.origin = s.columnText(1);
+        e.kind = static_cast<BusKind>(s.columnInt(2));
+        e.account = s.columnGbk(3);
+        e.code = static_cast<int>(s.columnInt(4));
+        e.target = s.columnText(5);
+        read.events.push_back(std::move(e));
+    }
+    return read;
+}
+
+int64_t SqliteStore::lastEventId() {
+    auto& s = prepare("SELECT COALESCE(MAX(id), 0) FROM bus");
+    const int64_t id = s.step() ? s.columnInt(0) : 0;
+    s.reset();
+    return id;
+}
+
+void SqliteStore::pruneEvents(int64_t olderThanSeconds) {
+    prepare("DELETE FROM bus WHERE created_at < ?")
+        .integer(1, static_cast<int64_t>(std::time(nullptr)) - olderThanSeconds)
+        .run();
 }
 
 }  // namespace nq::server

@@ -22,7 +22,7 @@ public:
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 2;
+    static constexpr int kSchemaVersion = 3;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -54,6 +54,17 @@ public:
 
     void keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) override;
     std::vector<KeptSession> takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) override;
+
+    void setOnline(const Bytes& account, const std::string& server) override;
+    void setOffline(const Bytes& account, const std::string& server) override;
+    void clearOnline(const std::string& server) override;
+    std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
+                                               int64_t freshSeconds) override;
+
+    void publish(const BusEvent& event) override;
+    BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) override;
+    int64_t lastEventId() override;
+    void pruneEvents(int64_t olderThanSeconds) override;
 
 private:
     class Statement;

@@ -78,6 +78,22 @@ struct KeptSession {
     bool ready = false;  // it had asked for its waiting messages
 };
 
+// What one chat server tells the others that share its store.
+enum class BusKind {
+    Presence = 1,  // account came online (code 1) or went offline (code 2)
+    Kick = 2,      // account logged in at origin: its session elsewhere ends
+    Waiting = 3,   // messages for account wait in the store; target holds his session
+};
+
+struct BusEvent {
+    int64_t id = 0;
+    std::string origin;  // the chat server that wrote it
+    BusKind kind = BusKind::Presence;
+    Bytes account;
+    int code = 0;
+    std::string target;  // Waiting: the one server meant; others ignore it
+};
+
 // A refused change (a duplicate account, an unknown name): the message is for the user.
 class StoreError : public std::runtime_error {
 public:
@@ -126,6 +142,25 @@ public:
     // sessions kept within maxAgeSeconds come back: after that their clients have given up.
     virtual void keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) = 0;
     virtual std::vector<KeptSession> takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) = 0;
+
+    // Where accounts are online, for chat servers sharing the store. onlineElsewhere names a
+    // server other than self that holds the account and has reported within freshSeconds.
+    virtual void setOnline(const Bytes& account, const std::string& server) = 0;
+    virtual void setOffline(const Bytes& account, const std::string& server) = 0;  // only if held there
+    virtual void clearOnline(const std::string& server) = 0;
+    virtual std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
+                                                       int64_t freshSeconds) = 0;
+
+    // Events between chat servers, read by each in order of id. lastId is the highest id read,
+    // own events included, from where the next read goes on.
+    struct BusRead {
+        std::vector<BusEvent> events;
+        int64_t lastId = 0;
+    };
+    virtual void publish(const BusEvent& event) = 0;
+    virtual BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) = 0;
+    virtual int64_t lastEventId() = 0;
+    virtual void pruneEvents(int64_t olderThanSeconds) = 0;
 };
 
 }  // namespace nq::server

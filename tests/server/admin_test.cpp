@@ -160,5 +160,52 @@ TEST_F(ServerTest, DispatcherSpreadsLoginsOverChatServersInOtherProcesses) {
     if (HasFailure()) std::cerr << chatA.log() << chatB.log();
 }
 
+TEST_F(ServerTest, ChatServersSharingADatabaseActAsOne) {
+    // Two chat servers on one database, no dispatcher needed for the test.
+    auto& a = launch("127.0.0.57", {"--role", "chat", "--chat-port", "8001", "--session-timeout", "30"});
+    ServerProcess b("127.0.0.57", {"--role", "chat", "--chat-port", "8002", "--session-timeout", "30"}, a.db());
+    b.start();
+    // Each learns of the other from its first load report.
+    server::SqliteStore shared(a.db());
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (shared.loads().size() < 2 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(50ms);
+    std::this_thread::sleep_for(1100ms);
+
+    auto bob = client();
+    bob->enter(b.chat(), "bob");
+    auto alice = client();
+    const auto rosters = alice->enter(a.chat(), "alice");
+    // bob, on the other server, is among alice's friends online, and hears her come.
+    ASSERT_FALSE(rosters.empty());
+    EXPECT_EQ(rosters.back().kind(), "(3,4) code 3");
+    EXPECT_EQ(rosters.back().fields, (std::vector<Bytes>{"bob", "m2"}));
+    Received r = bob->waitFor(1, 4);
+    EXPECT_EQ(r.header.code, 1);
+    EXPECT_EQ(r.fields, std::vector<Bytes>{"alice"});
+
+    // Messages cross in both directions.
+    alice->send(2, 1, 0, {"bob", g("宋体/10/0/1:00/你在另一台上")});
+    EXPECT_EQ(bob->waitFor(2, 1).fields[0], "alice");
+    bob->send(2, 1, 0, {"alice", g("宋体/10/0/1:01/收到")});
+    EXPECT_EQ(alice->waitFor(2, 1).fields[0], "bob");
+
+    // alice logs in on bob's server: her session on the first one is expelled, bob hears nothing.
+    auto again = client();
+    ASSERT_EQ(again->loginChat(b.chat(), "alice").header.code, 1);
+    EXPECT_EQ(alice->waitFor(1, 1).header.code, 3);
+    bob->expectSilence(400ms, std::pair{1, 4});
+
+    // And her logout there reaches friends on both servers.
+    auto carol = client();
+    carol->enter(a.chat(), "carol");
+    again->send(1, 5, 0, {});
+    for (auto* c : {bob.get(), carol.get()}) {
+        r = c->waitFor(1, 4);
+        while (r.header.code != 2) r = c->waitFor(1, 4);
+        EXPECT_EQ(r.fields, std::vector<Bytes>{"alice"});
+    }
+    if (HasFailure()) std::cerr << b.log();
+}
+
 }  // namespace
 }  // namespace nq::test
