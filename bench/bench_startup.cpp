@@ -139,7 +139,8 @@ int main(int argc, char** argv) {
 
     // One untimed start of each warms the page cache and the font cache for both alike.
     const std::vector<std::string> label{"--chinese-label"};
-    if (!measureOnce(bare, {}) || !measureOnce(bare, label) || !measureOnce(nqchat, {"--home", home})) return 1;
+    if (!measureOnce(bare, {}) || !measureOnce(bare, label) || !measureOnce(nqchat, {"--home", home}))
+        return 1;
 
     std::vector<Sample> bareSamples, labelSamples, appSamples;
     for (int i = 0; i < runs; ++i) {

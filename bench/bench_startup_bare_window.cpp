@@ -5,25 +5,26 @@
 
 #include <QApplication>
 #include <QLabel>
-#include <cstring>
 #include <QTimer>
 #include <QWidget>
+#include <cstring>
 
 #include "app/ready_signal.h"
 
 namespace {
 
 class BareWindow : public QWidget {
-protected:
+  protected:
     void paintEvent(QPaintEvent*) override {
         if (painted_) return;
         painted_ = true;
-        QMetaObject::invokeMethod(this, [] { nq::app::notifyReadyOnce(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [] { nq::app::notifyReadyOnce(); }, Qt::QueuedConnection);
         // Run by hand, without the benchmark holding the pipe, it closes after its first frame.
         if (!qEnvironmentVariableIsSet("NQ_READY_FD")) QTimer::singleShot(0, qApp, &QCoreApplication::quit);
     }
 
-private:
+  private:
     bool painted_ = false;
 };
 
@@ -36,7 +37,8 @@ int main(int argc, char** argv) {
     w.resize(300, 600);
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--chinese-label") == 0) {
-            auto* label = new QLabel("珀岚聊天 帐号 密码 记住密码 自动登录 登录 取消 未登录用户 状态：未登录", &w);
+            auto* label =
+                new QLabel("珀岚聊天 帐号 密码 记住密码 自动登录 登录 取消 未登录用户 状态：未登录", &w);
             label->setWordWrap(true);
             label->setGeometry(10, 10, 280, 120);
         }

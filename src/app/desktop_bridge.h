@@ -14,7 +14,7 @@ class QWidget;
 namespace nq::app {
 
 class MainformDesktop {
-public:
+  public:
     virtual ~MainformDesktop() = default;
     virtual void trayAdd(QWidget* window, const std::string& tip) = 0;
     virtual void trayRemove() = 0;

@@ -16,7 +16,8 @@ const QColor kTextDisabled(0xb4, 0xba, 0xc3);
 
 }  // namespace
 
-FlatButton::FlatButton(const QString& text, Kind kind, QWidget* parent) : QPushButton(text, parent), kind_(kind) {
+FlatButton::FlatButton(const QString& text, Kind kind, QWidget* parent)
+    : QPushButton(text, parent), kind_(kind) {
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover);
     if (kind_ == Kind::Primary) {

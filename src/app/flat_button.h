@@ -9,7 +9,7 @@ namespace nq::app {
 
 class FlatButton : public QPushButton {
     Q_OBJECT
-public:
+  public:
     enum class Kind {
         Primary,    // blue with white text: the one action of a panel
         Secondary,  // white with a grey border; blue-tinted while checked
@@ -25,12 +25,12 @@ public:
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
 
-protected:
+  protected:
     void paintEvent(QPaintEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
 
-private:
+  private:
     Kind kind_;
     bool current_ = false;
     bool hover_ = false;

@@ -73,7 +73,9 @@ HeaderBand::HeaderBand(QWidget* parent) : QWidget(parent) {
     col->addLayout(brand);
 }
 
-void HeaderBand::setSubtitle(const QString& text) { subtitle_->setText(text); }
+void HeaderBand::setSubtitle(const QString& text) {
+    subtitle_->setText(text);
+}
 
 void HeaderBand::paintEvent(QPaintEvent*) {
     QPainter p(this);

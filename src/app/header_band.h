@@ -12,17 +12,17 @@ namespace nq::app {
 
 class HeaderBand : public QWidget {
     Q_OBJECT
-public:
+  public:
     explicit HeaderBand(QWidget* parent = nullptr);
 
     QMenuBar* menuBar() const { return menuBar_; }
     // The line under the name: a greeting before login, the user's nick after.
     void setSubtitle(const QString& text);
 
-protected:
+  protected:
     void paintEvent(QPaintEvent* event) override;
 
-private:
+  private:
     QMenuBar* menuBar_;
     QLabel* subtitle_;
 };

@@ -15,16 +15,16 @@ namespace nq::app {
 // mouse or by keyboard, so that typing replaces the remembered placeholder at once.
 class PasswordBox : public QLineEdit {
     Q_OBJECT
-public:
+  public:
     explicit PasswordBox(QWidget* parent = nullptr);
 
-protected:
+  protected:
     void focusInEvent(QFocusEvent* event) override;
 };
 
 class LoginFrame : public QWidget {
     Q_OBJECT
-public:
+  public:
     explicit LoginFrame(QWidget* parent = nullptr);
 
     // Enabled with black text, or disabled with greyed text.

@@ -69,7 +69,8 @@ int main(int argc, char** argv) {
                                                         QCoreApplication::applicationDirPath().toStdString());
     const QFileInfo folderInfo(QString::fromStdString(folder));
     if (!folderInfo.isDir()) {
-        std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n", folder.c_str());
+        std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n",
+                     folder.c_str());
         return 2;
     }
 
@@ -79,9 +80,11 @@ int main(int argc, char** argv) {
     formOptions.trace = options.trace;
 
     nq::app::Mainform form(formOptions);
-    QObject::connect(&form, &nq::app::Mainform::unloaded, &app, &QCoreApplication::quit, Qt::QueuedConnection);
+    QObject::connect(&form, &nq::app::Mainform::unloaded, &app, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
     nq::app::SignalBridge terminator;
-    QObject::connect(&terminator, &nq::app::SignalBridge::terminateRequested, &form, &nq::app::Mainform::exitProgram);
+    QObject::connect(&terminator, &nq::app::SignalBridge::terminateRequested, &form,
+                     &nq::app::Mainform::exitProgram);
 
     form.load(options.rest);
     form.show();

@@ -5,11 +5,11 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QCursor>
-#include <QMenu>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPainter>
 #include <QListWidget>
+#include <QMenu>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <QStackedWidget>
@@ -39,7 +39,7 @@ constexpr int kDesignHeight = 600;
 
 // StatusBar1: a pale strip with a hairline on top, its two panels without frames.
 class StatusStrip : public QStatusBar {
-public:
+  public:
     explicit StatusStrip(QWidget* parent) : QStatusBar(parent) {
         QPalette pal = palette();
         pal.setColor(QPalette::Window, QColor(0xf3, 0xf5, 0xf8));
@@ -48,7 +48,7 @@ public:
         setAutoFillBackground(true);
     }
 
-protected:
+  protected:
     void paintEvent(QPaintEvent*) override {
         // QStatusBar's own painting would frame each panel; the strip only needs its top line.
         QPainter p(this);
@@ -57,8 +57,12 @@ protected:
     }
 };
 
-QString fromUtf8(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
-std::string toUtf8(const QString& s) { return s.toUtf8().toStdString(); }
+QString fromUtf8(const std::string& s) {
+    return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
+}
+std::string toUtf8(const QString& s) {
+    return s.toUtf8().toStdString();
+}
 
 }  // namespace
 
@@ -76,9 +80,7 @@ struct Mainform::OwnedParts {
 };
 
 Mainform::Mainform(MainformOptions options, QWidget* parent)
-    : Mainform(options,
-               std::make_unique<OwnedParts>(options.tickMs, [this] { session_->tick(); }),
-               parent) {}
+    : Mainform(options, std::make_unique<OwnedParts>(options.tickMs, [this] { session_->tick(); }), parent) {}
 
 Mainform::Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, QWidget* parent)
     : Mainform(std::move(options), owned->parts(), parent) {
@@ -198,14 +200,16 @@ void Mainform::attachAutoHide(std::function<void(bool)> setActive) {
 
 void Mainform::refreshMenuStates() {
     const auto attached = [this](QAction* a) { return menuActions_.count(a) != 0; };
-    for (QAction* a : {menus_.myInfo, menus_.addFriend, menus_.addBlacklist, menus_.addGroup, menus_.createGroup,
-                       menus_.settingsWindow})
+    for (QAction* a : {menus_.myInfo, menus_.addFriend, menus_.addBlacklist, menus_.addGroup,
+                       menus_.createGroup, menus_.settingsWindow})
         a->setEnabled(sessionMenusEnabled_ && attached(a));
     menus_.about->setEnabled(attached(menus_.about));
     menus_.autoHide->setEnabled(static_cast<bool>(setAutoHide_));
 }
 
-void Mainform::pointIniAtUserIni() { session_->ini.setINIFileName(session_->userIni()); }
+void Mainform::pointIniAtUserIni() {
+    session_->ini.setINIFileName(session_->userIni());
+}
 
 void Mainform::load(const std::string& commandLine) {
     Session& s = *session_;
@@ -304,7 +308,8 @@ void Mainform::unload() {
     session_->unload();
     pointIniAtUserIni();
     const QPoint at = pos();
-    session_->ini.WriteIniKey(kPosition, kPositionKey, formatPosition(at.x() * kTwipsPerPixel, at.y() * kTwipsPerPixel));
+    session_->ini.WriteIniKey(kPosition, kPositionKey,
+                              formatPosition(at.x() * kTwipsPerPixel, at.y() * kTwipsPerPixel));
     desktop_->trayRemove();
     unloadOtherForms();
     emit unloaded();
@@ -322,7 +327,8 @@ void Mainform::paintEvent(QPaintEvent* event) {
     if (readyNotified_) return;
     readyNotified_ = true;
     // Queued, so that it runs once this whole first frame, children included, is flushed.
-    QMetaObject::invokeMethod(this, [] { notifyReadyOnce(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [] { notifyReadyOnce(); }, Qt::QueuedConnection);
 }
 
 QString Mainform::statusText(int panel) const {
@@ -330,7 +336,9 @@ QString Mainform::statusText(int panel) const {
     return statusPanels_[panel - 1]->text();
 }
 
-bool Mainform::mainFrameShown() const { return mainFrame_ && frames_->currentWidget() == mainFrame_; }
+bool Mainform::mainFrameShown() const {
+    return mainFrame_ && frames_->currentWidget() == mainFrame_;
+}
 
 MainFrame& Mainform::mainFrame() {
     if (!mainFrame_) {
@@ -342,23 +350,47 @@ MainFrame& Mainform::mainFrame() {
 
 // ---- SessionView ----
 
-std::string Mainform::nameText() const { return toUtf8(loginFrame_->txtName->text()); }
-void Mainform::setNameText(const std::string& text) { loginFrame_->txtName->setText(fromUtf8(text)); }
-std::string Mainform::passwordText() const { return toUtf8(loginFrame_->txtPassword->text()); }
-void Mainform::setPasswordText(const std::string& text) { loginFrame_->txtPassword->setText(fromUtf8(text)); }
-void Mainform::setInputsEnabled(bool enabled) { loginFrame_->setInputsEnabled(enabled); }
+std::string Mainform::nameText() const {
+    return toUtf8(loginFrame_->txtName->text());
+}
+void Mainform::setNameText(const std::string& text) {
+    loginFrame_->txtName->setText(fromUtf8(text));
+}
+std::string Mainform::passwordText() const {
+    return toUtf8(loginFrame_->txtPassword->text());
+}
+void Mainform::setPasswordText(const std::string& text) {
+    loginFrame_->txtPassword->setText(fromUtf8(text));
+}
+void Mainform::setInputsEnabled(bool enabled) {
+    loginFrame_->setInputsEnabled(enabled);
+}
 
 void Mainform::selectNameText() {
     loginFrame_->txtName->selectAll();
     loginFrame_->txtName->setFocus(Qt::OtherFocusReason);
 }
-void Mainform::focusName() { loginFrame_->txtName->setFocus(Qt::OtherFocusReason); }
-void Mainform::selectPasswordText() { loginFrame_->txtPassword->selectAll(); }
-void Mainform::focusPassword() { loginFrame_->txtPassword->setFocus(Qt::OtherFocusReason); }
-void Mainform::setRememberChecked(bool checked) { loginFrame_->cb_remPwd->setChecked(checked); }
-void Mainform::setAutoRunChecked(bool checked) { loginFrame_->cb_autoRun->setChecked(checked); }
-void Mainform::setLoginEnabled(bool enabled) { loginFrame_->com_login->setEnabled(enabled); }
-void Mainform::setCancelEnabled(bool enabled) { loginFrame_->com_cancle->setEnabled(enabled); }
+void Mainform::focusName() {
+    loginFrame_->txtName->setFocus(Qt::OtherFocusReason);
+}
+void Mainform::selectPasswordText() {
+    loginFrame_->txtPassword->selectAll();
+}
+void Mainform::focusPassword() {
+    loginFrame_->txtPassword->setFocus(Qt::OtherFocusReason);
+}
+void Mainform::setRememberChecked(bool checked) {
+    loginFrame_->cb_remPwd->setChecked(checked);
+}
+void Mainform::setAutoRunChecked(bool checked) {
+    loginFrame_->cb_autoRun->setChecked(checked);
+}
+void Mainform::setLoginEnabled(bool enabled) {
+    loginFrame_->com_login->setEnabled(enabled);
+}
+void Mainform::setCancelEnabled(bool enabled) {
+    loginFrame_->com_cancle->setEnabled(enabled);
+}
 
 void Mainform::setInfo(const std::string& text, InfoColor color) {
     loginFrame_->setInfo(fromUtf8(text), color == InfoColor::Red);
@@ -399,8 +431,12 @@ void Mainform::unloadOtherForms() {
     }
 }
 
-void Mainform::unloadMainForm() { close(); }
+void Mainform::unloadMainForm() {
+    close();
+}
 
-void Mainform::trayRemove() { desktop_->trayRemove(); }
+void Mainform::trayRemove() {
+    desktop_->trayRemove();
+}
 
 }  // namespace nq::app

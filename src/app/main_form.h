@@ -44,7 +44,7 @@ struct MainformParts {
 
 class Mainform : public QMainWindow, public SessionView {
     Q_OBJECT
-public:
+  public:
     static constexpr double kTwipsPerPixel = 15;
     static constexpr const char* kTrayTip = "珀岚聊天";
 
@@ -103,18 +103,18 @@ public:
     void unloadMainForm() override;
     void trayRemove() override;
 
-signals:
+  signals:
     // The unload has run: the session is closed and the settings are written. The
     // application ends its event loop on this.
     void unloaded();
 
-protected:
+  protected:
     bool event(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
-private:
+  private:
     struct OwnedParts;
     Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, QWidget* parent);
     void build();

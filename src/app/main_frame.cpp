@@ -47,8 +47,8 @@ MainFrame::MainFrame(QWidget* parent) : QWidget(parent) {
     auto* lvdown = new QPushButton("▾", this);
     lvdown->setObjectName("lvdown");
     lvdown->setFixedWidth(24);
-    for (QWidget* w : {static_cast<QWidget*>(findBox_), static_cast<QWidget*>(comSerch),
-                       static_cast<QWidget*>(lvdown)})
+    for (QWidget* w :
+         {static_cast<QWidget*>(findBox_), static_cast<QWidget*>(comSerch), static_cast<QWidget*>(lvdown)})
         w->setEnabled(false);
     auto* find = new QHBoxLayout;
     find->setContentsMargins(8, 8, 8, 4);
@@ -188,7 +188,9 @@ void MainFrame::showFriendList(int index) {
     friendLists_->setCurrentIndex(index);
 }
 
-int MainFrame::currentFriendList() const { return friendLists_->currentIndex(); }
+int MainFrame::currentFriendList() const {
+    return friendLists_->currentIndex();
+}
 
 void MainFrame::clearContacts() {
     lists_[0]->clear();

@@ -22,7 +22,7 @@ namespace nq::app {
 
 class MainFrame : public QWidget {
     Q_OBJECT
-public:
+  public:
     enum Page { Friends = 0, Groups = 1, Rooms = 2, Partner = 3 };
 
     explicit MainFrame(QWidget* parent = nullptr);
@@ -41,7 +41,7 @@ public:
     QTreeWidget* tree() const { return tree_; }
     FlatButton* tab(int index) const { return tabs_.at(static_cast<size_t>(index)); }
 
-private:
+  private:
     QWidget* buildFriendsPage();
     QWidget* buildGroupsPage();
     QWidget* buildRoomsPage();

@@ -11,15 +11,15 @@ namespace nq::app {
 
 class SignalBridge : public QObject {
     Q_OBJECT
-public:
+  public:
     // Installs the handlers for SIGTERM and SIGINT; one bridge per process.
     explicit SignalBridge(QObject* parent = nullptr);
     ~SignalBridge() override;
 
-signals:
+  signals:
     void terminateRequested(int signalNumber);
 
-private:
+  private:
     QSocketNotifier* notifier_ = nullptr;
 };
 

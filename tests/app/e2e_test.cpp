@@ -31,7 +31,7 @@ QString binDir() {
 
 // A child process whose stderr is collected as it comes.
 class Child {
-public:
+  public:
     Child() {
         QObject::connect(&process, &QProcess::readyReadStandardError,
                          [this] { err += process.readAllStandardError(); });
@@ -90,16 +90,17 @@ TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
     ASSERT_EQ(QProcess::execute(server, {"--db", db, "demo"}), 0) << "nqserver demo failed";
 
     Child srv;
-    srv.process.start(server, {"--db", db, "--address", kIp, "--trace", "--pace-tick", QString::number(kTickMs)});
+    srv.process.start(server,
+                      {"--db", db, "--address", kIp, "--trace", "--pace-tick", QString::number(kTickMs)});
     ASSERT_TRUE(srv.process.waitForStarted(5000));
-    ASSERT_TRUE(waitUntil([&] { return srv.err.contains("ready"); }, 5000))
-        << "nqserver did not come up:\n" << srv.err.toStdString();
+    ASSERT_TRUE(waitUntil([&] { return srv.err.contains("ready"); }, 5000)) << "nqserver did not come up:\n"
+                                                                            << srv.err.toStdString();
 
     const QString home = tmp.filePath("home");
     ASSERT_TRUE(QDir().mkpath(home));
     writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", QString("Server=") + kIp});
-    writeCrlf(home + "/User.ini", {"[Setting]", "UserName=alice", "isrempwd=1", "OutoRun=1",
-                                   QString("Password=") + kDigest});
+    writeCrlf(home + "/User.ini",
+              {"[Setting]", "UserName=alice", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
 
     Child cli;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -111,18 +112,21 @@ TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
     // Two keep-alives are 42 ticks after login: about two seconds at this tick.
     const bool alive = waitUntil([&] { return srv.err.count("(9,0)") >= 4; }, 20000);
     ASSERT_TRUE(alive) << "no two keep-alives arrived.\nserver:\n"
-                       << srv.err.toStdString() << "\nclient:\n" << cli.err.toStdString();
+                       << srv.err.toStdString() << "\nclient:\n"
+                       << cli.err.toStdString();
 
     cli.process.terminate();
     ASSERT_TRUE(cli.process.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
     EXPECT_EQ(cli.process.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(cli.process.exitCode(), 0);
     ASSERT_TRUE(waitUntil([&] { return srv.err.contains("logged out"); }, 5000))
-        << "the server saw no logout:\n" << srv.err.toStdString();
+        << "the server saw no logout:\n"
+        << srv.err.toStdString();
 
     const QStringList in = framesIn(srv.err);
     const int login = indexOf(in, R"(^dispatcher .*\(1,1\) code=256 .*\| alice \| )" + QString(kDigest));
-    const int chatLogin = indexOf(in, R"(^chat .*\(1,1\) code=0 .*\| alice \| )" + QString(kDigest), login + 1);
+    const int chatLogin =
+        indexOf(in, R"(^chat .*\(1,1\) code=0 .*\| alice \| )" + QString(kDigest), login + 1);
     const int roster = indexOf(in, R"(^chat .*\(3,4\) .*\| alice$)", chatLogin + 1);
     const int keepAlive1 = indexOf(in, R"(^chat .*\(9,0\) .*\| alice$)", roster + 1);
     const int keepAlive2 = indexOf(in, R"(^chat .*\(9,0\) .*\| alice$)", keepAlive1 + 1);

@@ -25,7 +25,7 @@
 namespace nq::test {
 
 class RecordingDesktop : public app::MainformDesktop {
-public:
+  public:
     void trayAdd(QWidget*, const std::string& tip) override {
         calls.push_back("trayAdd");
         tips.push_back(tip);
@@ -51,7 +51,7 @@ public:
 };
 
 class FormRig {
-public:
+  public:
     static constexpr uint16_t kChatPort = 8000;
 
     explicit FormRig(const std::string& ip) : ip(ip) {
@@ -118,7 +118,8 @@ public:
         f.com_login->click();
         tick();
         expect(d);
-        d.reply(encodeFrame({.seq = 1, .type = 1, .sub = 1, .code = 1}, joinFields({ip, std::to_string(kChatPort)})));
+        d.reply(encodeFrame({.seq = 1, .type = 1, .sub = 1, .code = 1},
+                            joinFields({ip, std::to_string(kChatPort)})));
         if (!waitFor([&] { return session().waitLogin; })) throw std::runtime_error("no redirect");
         tick();
         expect(c);
@@ -144,7 +145,7 @@ public:
     std::unique_ptr<app::Mainform> form;
     int unloadCount = 0;
 
-private:
+  private:
     std::unique_ptr<ScriptedPeer> dispatcher_;
     std::unique_ptr<ScriptedPeer> chat_;
 };

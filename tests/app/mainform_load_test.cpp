@@ -30,9 +30,9 @@ TEST(MainformLoad, StoredPositionInTwipsMovesTheWindowOnlyWhenLeftIsAboveZero) {
     };
     const Case cases[] = {
         {"1500,1200,", QPoint(100, 80)},  // 15 twips a pixel
-        {"1507.5,30,", QPoint(101, 2)},    // a fraction of a pixel rounds
-        {"15,0,", QPoint(1, 1)},           // left 1 px is above 0; the top is then kept below the edge
-        {"0,300,", design},                // a window parked at the left edge comes back at design
+        {"1507.5,30,", QPoint(101, 2)},   // a fraction of a pixel rounds
+        {"15,0,", QPoint(1, 1)},          // left 1 px is above 0; the top is then kept below the edge
+        {"0,300,", design},               // a window parked at the left edge comes back at design
         {"-150,300,", design},
         {"", design},
         {"garbage", design},
@@ -78,7 +78,8 @@ TEST(MainformLoad, AutoHideTicksItsMenuAndSwitchesTheEdgeHidingOffOtherwise) {
         rig.load();
         EXPECT_FALSE(f.menus().autoHide->isChecked());
         EXPECT_FALSE(f.autoHideActive());
-        EXPECT_EQ(handedOver, (std::vector<bool>{true, false})) << "attach hands over the default, load turns it off";
+        EXPECT_EQ(handedOver, (std::vector<bool>{true, false}))
+            << "attach hands over the default, load turns it off";
     }
 }
 
@@ -133,7 +134,8 @@ TEST(MainformLoad, FirstRunAndRememberedPasswordFillTheBoxes) {
         EXPECT_EQ(l.txtPassword->text(), "31415926");
         EXPECT_EQ(l.txtPassword->echoMode(), QLineEdit::Password);
         EXPECT_TRUE(l.com_login->isEnabled()) << "no OutoRun: no login by itself";
-        EXPECT_EQ(rig.readKey("User.ini", "Setting", "OutoRun"), "") << "load ticks boxes without writing keys";
+        EXPECT_EQ(rig.readKey("User.ini", "Setting", "OutoRun"), "")
+            << "load ticks boxes without writing keys";
     }
 }
 
