@@ -2,10 +2,11 @@
 // line a game hall passes to log a member in ("name$digest$mode$").
 
 #include <QApplication>
-#include <QFileInfo>
 #include <QFont>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,24 @@ constexpr const char* kUsage =
     "  --tick-ms N   interval of the session timer in ms (default 500); shorter compresses time\n"
     "  --help        this text\n"
     "HALL-LINE is what a game hall passes: name$digest$mode$ (logs in without a click).\n"
-    "Exit status: 0 after a normal exit, 2 for bad options or a missing program folder.\n";
+    "Exit status: 0 after a normal exit, 1 without a display, 2 for bad options or a missing\n"
+    "program folder.\n";
+
+// The folder of the running executable, the last fallback for the program folder.
+std::string executableFolder() {
+    std::error_code ec;
+    const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+    return ec ? std::string(".") : exe.parent_path().string();
+}
+
+// Qt aborts with a long story when it finds no display; say it in one line instead.
+bool displayAvailable(int argc, char** argv) {
+    for (const char* var : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        if (const char* v = std::getenv(var); v && *v) return true;
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "-platform") == 0 || std::strcmp(argv[i], "--platform") == 0) return true;
+    return false;
+}
 
 std::vector<std::string> argsOf(int argc, char** argv) {
     std::vector<std::string> out;
@@ -44,6 +62,7 @@ void chooseFont(QApplication& app) {
 
 int main(int argc, char** argv) {
     // Checked before Qt starts, so that --help and mistakes need no display.
+    std::string folder;
     {
         const nq::AppOptions early = nq::parseAppOptions(argsOf(argc, argv));
         if (early.help) {
@@ -54,6 +73,18 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "nqchat: %s\n%s", early.error.c_str(), kUsage);
             return 2;
         }
+        folder = nq::resolveProgramFolder(early.home, std::getenv("NQCHAT_HOME"), executableFolder());
+        if (!std::filesystem::is_directory(folder)) {
+            std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n",
+                         folder.c_str());
+            return 2;
+        }
+        if (!displayAvailable(argc, argv)) {
+            std::fputs(
+                "nqchat: no display: set DISPLAY, run under xvfb-run, or set QT_QPA_PLATFORM=offscreen\n",
+                stderr);
+            return 1;
+        }
     }
 
     QApplication app(argc, argv);
@@ -63,19 +94,17 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     chooseFont(app);
 
-    // Qt has taken its own options (-platform, -style ...) out of argv by now; what is left is ours.
+    // Qt has taken its own options (-platform, -style ...) out of argv by now; what is left is
+    // ours and the hall's line, which never starts with "--": such a word is a mistyped option.
     const nq::AppOptions options = nq::parseAppOptions(argsOf(argc, argv));
-    const std::string folder = nq::resolveProgramFolder(options.home, std::getenv("NQCHAT_HOME"),
-                                                        QCoreApplication::applicationDirPath().toStdString());
-    const QFileInfo folderInfo(QString::fromStdString(folder));
-    if (!folderInfo.isDir()) {
-        std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n",
-                     folder.c_str());
+    if (options.rest.rfind("--", 0) == 0) {
+        std::fprintf(stderr, "nqchat: unknown option %s\n%s",
+                     options.rest.substr(0, options.rest.find(' ')).c_str(), kUsage);
         return 2;
     }
 
     nq::app::MainformOptions formOptions;
-    formOptions.programFolder = folderInfo.absoluteFilePath().toStdString();
+    formOptions.programFolder = std::filesystem::absolute(folder).lexically_normal().string();
     formOptions.tickMs = options.tickMs;
     formOptions.trace = options.trace;
 
