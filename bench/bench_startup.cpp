@@ -121,6 +121,8 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--runs") == 0 && i + 1 < argc) {
             runs = std::max(1, std::atoi(argv[++i]));
+        } else if (std::strncmp(argv[i], "--benchmark", 11) == 0) {
+            // ./nq bench hands its arguments to every benchmark; Google Benchmark's are not ours.
         } else {
             std::fprintf(stderr, "usage: bench_startup [--runs N]\n");
             return 2;
