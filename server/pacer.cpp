@@ -5,11 +5,11 @@
 
 namespace nq::server {
 
-void ClientPacer::popFront(Time readAt) {
+void ClientPacer::popFront(Time readAt, bool regular) {
     const Unread u = unread_.front();
     unread_.pop_front();
     unreadBytes_ -= u.length;
-    cursor_ = readAt;
+    if (regular) cursor_ = readAt;
     if (u.flags & kTrigger) {
         --triggersUnread_;
         lastTriggerRead_ = std::max(lastTriggerRead_.value_or(readAt), readAt);
@@ -23,9 +23,19 @@ void ClientPacer::drain(Time now) {
         // A frame is read no later than one stretched tick after it arrived, or after the frame
         // before it was read, whichever is later.
         const Time due = std::max(unread_.front().sentAt, cursor_) + period;
+        if (!secondReads_.empty() && secondReads_.front().at <= due) {
+            const SecondRead extra = secondReads_.front();
+            if (extra.at > now) break;
+            secondReads_.pop_front();
+            // That tick read the oldest frame only if it had arrived by then.
+            if (unread_.front().sentAt <= extra.sentBy) popFront(extra.at, false);
+            continue;
+        }
         if (due > now) break;
         popFront(due);
     }
+    while (!secondReads_.empty() && secondReads_.front().at <= now && (stalled_ || unread_.empty()))
+        secondReads_.pop_front();
 }
 
 bool ClientPacer::triggerBlocked(Time now) const {
@@ -40,6 +50,12 @@ void ClientPacer::release(Time now, std::vector<OutFrame>& out) {
         if ((f.flags & kTrigger) && triggerBlocked(now)) break;
         if (unreadBytes_ + f.bytes.size() > config_->ringBudget && unreadBytes_ > 0) break;
         unread_.push_back({now, static_cast<uint16_t>(std::min<size_t>(f.bytes.size(), UINT16_MAX)), f.flags});
+        // Datagrams more than a stretched tick apart cannot fall between the same two ticks, so
+        // each such one brings a tick of its own that reads two frames.
+        if (!lastSecondReadSent_ || now - *lastSecondReadSent_ > config_->readPeriod()) {
+            secondReads_.push_back({now + config_->readPeriod(), now});
+            lastSecondReadSent_ = now;
+        }
         unreadBytes_ += unread_.back().length;
         if (f.flags & kTrigger) ++triggersUnread_;
         out.push_back(std::move(f));
@@ -66,6 +82,7 @@ void ClientPacer::clientHeard(Time now) {
     if (!stalled_) return;
     stalled_ = false;
     cursor_ = now;
+    secondReads_.clear();  // they fell while the box stood
 }
 
 size_t ClientPacer::unreadEstimate(Time now) {
@@ -82,7 +99,10 @@ std::optional<Time> ClientPacer::nextChance(Time now) {
     drain(now);
     if (held_.empty() || stalled_) return std::nullopt;
     std::optional<Time> when;
-    if (!unread_.empty()) when = std::max(unread_.front().sentAt, cursor_) + config_->readPeriod();
+    if (!unread_.empty()) {
+        when = std::max(unread_.front().sentAt, cursor_) + config_->readPeriod();
+        if (!secondReads_.empty()) when = std::min(*when, secondReads_.front().at);
+    }
     if ((held_.front().flags & kTrigger) && triggersUnread_ == 0 && lastTriggerRead_) {
         const Time gapEnd = *lastTriggerRead_ + config_->triggerGap();
         if (gapEnd > now) when = when ? std::max(*when, gapEnd) : gapEnd;

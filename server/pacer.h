@@ -4,8 +4,9 @@
 // when it overflows. So the server keeps, per client, an estimate of what stands unread in that
 // ring and holds frames back while the estimate is near full.
 //
-// The estimate is deliberately pessimistic: it assumes one frame read per stretched tick, never
-// two, so that it is never below the truth. Two kinds of frame need more:
+// The estimate is deliberately pessimistic, so that it is never below the truth. It assumes one
+// frame read per stretched tick, and a second one only in the tick after a datagram of ours
+// arrived, counted once per stretched tick however many arrived. Two kinds of frame need more:
 // - a trigger, to which the client answers with a frame sent straight from the handler (a group
 //   roster brings (2,6), an accepted friend brings a profile request); two such answers in one
 //   client tick garble its send ring, so a trigger leaves only once the previous one has been
@@ -85,14 +86,22 @@ private:
         uint16_t length;
         uint8_t flags;
     };
+    // A datagram of ours made the client's next tick read two frames: that tick came by `at`,
+    // and could only read frames sent by `sentBy`.
+    struct SecondRead {
+        Time at;
+        Time sentBy;
+    };
 
     void drain(Time now);
-    void popFront(Time readAt);
+    void popFront(Time readAt, bool regular = true);
     bool triggerBlocked(Time now) const;
 
     const PacingConfig* config_;
     std::deque<OutFrame> held_;
     std::deque<Unread> unread_;
+    std::deque<SecondRead> secondReads_;
+    std::optional<Time> lastSecondReadSent_;
     size_t unreadBytes_ = 0;
     Time cursor_{};  // when the client is believed to have read the last frame popped
     bool stalled_ = false;

@@ -207,9 +207,13 @@ TEST_F(ChatServiceTest, SessionsKeptTooLongAgoAreNotTakenUp) {
     EXPECT_TRUE(store_->takeKeptSessions(config_.serverId, 100000).empty());  // and they are gone
 }
 
-// A client that reads its ring as the real one does: a tick every 500 ms takes two frames when
-// a datagram came since the last tick, else one; the ring of 65,408 bytes must never fill.
-TEST_F(ChatServiceTest, ABacklogNeverOverflowsTheRingOfAClientThatReadsAtItsOwnPace) {
+// A client that reads its ring as the real one does: a tick takes two frames when a datagram
+// came since the last tick, else one; the ring of 65,408 bytes must never fill. Its tick runs at
+// 500 ms, or late at 545 ms as a busy client's does, at any phase against the server's clock.
+class RealClientRing : public ChatServiceTest, public ::testing::WithParamInterface<std::pair<int, int>> {};
+
+TEST_P(RealClientRing, ABacklogNeverOverflowsIt) {
+    const auto [tickMs, phaseMs] = GetParam();
     const Endpoint dave = client(4);
     constexpr int kWaiting = 300;
     for (int i = 0; i < kWaiting; ++i)
@@ -222,7 +226,7 @@ TEST_F(ChatServiceTest, ABacklogNeverOverflowsTheRingOfAClientThatReadsAtItsOwnP
     size_t seen = 0;
     size_t maxUnread = 0;
     bool datagramSinceTick = false;
-    Time nextTick = now_ + 123ms;
+    Time nextTick = now_ + std::chrono::milliseconds(phaseMs);
     int ticks = 0;
     bool asked = false;
     std::vector<int> order;
@@ -240,7 +244,7 @@ TEST_F(ChatServiceTest, ABacklogNeverOverflowsTheRingOfAClientThatReadsAtItsOwnP
             ASSERT_LT(unread, 65408u) << "the client's ring overflowed and dropped everything";
         }
         if (now_ < nextTick) continue;
-        nextTick += 500ms;
+        nextTick += std::chrono::milliseconds(tickMs);
         ++ticks;
         for (int n = datagramSinceTick ? 2 : 1; n > 0 && !ring.empty(); --n) {
             const size_t first = got.size() - ring.size();
@@ -260,6 +264,10 @@ TEST_F(ChatServiceTest, ABacklogNeverOverflowsTheRingOfAClientThatReadsAtItsOwnP
     for (int i = 0; i < kWaiting; ++i) EXPECT_EQ(order[i], i);
     EXPECT_GT(maxUnread, 40'000u);  // the ring was used, not left idle
 }
+
+INSTANTIATE_TEST_SUITE_P(TickAndPhase, RealClientRing,
+                         ::testing::Values(std::pair{500, 0}, std::pair{500, 123}, std::pair{500, 499},
+                                           std::pair{545, 7}, std::pair{545, 300}));
 
 }  // namespace
 }  // namespace nq::server

@@ -49,17 +49,29 @@ TEST_F(PacerTest, HeldFramesLeaveAsFastAsTheClientIsBelievedToRead) {
         std::vector<int> released;
     };
     const Step steps[] = {
-        {549, {}},     // nothing read yet
-        {550, {48}},   // one frame read per 550 ms frees room for one
+        {549, {}},          // nothing read yet
+        {550, {48, 49}},    // a tick reads one frame, and one more after our datagrams arrived
         {1099, {}},
-        {1100, {49}},
-        {2750, {50, 51, 52}},  // a late wake makes up for the frames read meanwhile
+        {1100, {50}},       // 48 and 49 came only one tick after the last: no second read sure
+        {2750, {51, 52, 53, 54}},  // a late wake makes up for the frames read meanwhile
     };
     for (const Step& s : steps) {
         SCOPED_TRACE(s.ms);
         EXPECT_EQ(releaseAt(s.ms), s.released);
     }
     EXPECT_EQ(pacer.nextChance(t0 + milliseconds(2750)), t0 + milliseconds(3300));
+}
+
+TEST_F(PacerTest, AChatAtTheClientsTopRateNeverBacksUp) {
+    // One partner sending every 500 ms and a keep-alive answer every 10.5 s, for an hour: the
+    // client reads two frames in each tick after a datagram, so nothing may pile up.
+    int number = 0;
+    for (int ms = 0; ms < 3'600'000; ms += 500) {
+        pacer.push(frame(200, number++));
+        if (ms % 10'500 == 0) pacer.push(frame(22, number++));
+        ASSERT_EQ(releaseAt(ms).size(), ms % 10'500 == 0 ? 2u : 1u) << "held back at " << ms << " ms";
+    }
+    EXPECT_LT(pacer.unreadEstimate(t0 + milliseconds(3'600'000)), 2000u);
 }
 
 TEST_F(PacerTest, EstimateStaysWithinTheBudgetAndOrderHoldsWhateverComes) {
