@@ -118,7 +118,7 @@ struct Client {
 };
 
 class Generator {
-public:
+  public:
     explicit Generator(const Options& o) : o_(o) {}
 
     int run() {
@@ -131,7 +131,7 @@ public:
         return 0;
     }
 
-private:
+  private:
     void prepareDatabase() {
         char pattern[] = "/tmp/nqserver-load-XXXXXX";
         folder_ = mkdtemp(pattern);
@@ -159,16 +159,17 @@ private:
     }
 
     void startServer() {
-        const std::vector<std::string> args{o_.nqserver, "serve",           "--db",       db_,
-                                            "--address", kServerAddress,    "--log-level", "warn",
-                                            "--chat-port", std::to_string(kChatPort)};
+        const std::vector<std::string> args{
+            o_.nqserver,    "serve",       "--db", db_,           "--address",
+            kServerAddress, "--log-level", "warn", "--chat-port", std::to_string(kChatPort)};
         std::vector<char*> argv;
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
         const std::string log = folder_ + "/server.log";
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0644);
         if (posix_spawn(&server_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
             std::fprintf(stderr, "bench_load: cannot start %s\n", o_.nqserver.c_str());
             std::exit(1);
@@ -203,7 +204,8 @@ private:
             Client& c = clients_[i];
             c.fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
             if (c.fd < 0 || bind(c.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-                std::fprintf(stderr, "bench_load: cannot open client socket %d: %s\n", i, std::strerror(errno));
+                std::fprintf(stderr, "bench_load: cannot open client socket %d: %s\n", i,
+                             std::strerror(errno));
                 std::exit(1);
             }
             setsockopt(c.fd, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
@@ -311,11 +313,13 @@ private:
     void measure() {
         using Clock = std::chrono::steady_clock;
         const auto interval = std::chrono::milliseconds(o_.intervalMs);
-        const auto keepAlive = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(o_.keepAliveSeconds));
+        const auto keepAlive =
+            std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(o_.keepAliveSeconds));
         const auto warmup = std::chrono::seconds(3);
         const auto start = Clock::now();
         const auto measureFrom = start + warmup;
-        const auto end = measureFrom + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(o_.seconds));
+        const auto end = measureFrom + std::chrono::duration_cast<Clock::duration>(
+                                           std::chrono::duration<double>(o_.seconds));
         int64_t sendCursor = 0;
         int64_t keepAliveCursor = 0;
         int64_t sentAtStart = 0, receivedAtStart = 0, framesInAtStart = 0;
@@ -374,20 +378,24 @@ private:
         }
         std::sort(latencies_.begin(), latencies_.end());
         auto pct = [&](double p) {
-            return latencies_.empty() ? 0.0 : latencies_[std::min(latencies_.size() - 1, size_t(p * latencies_.size()))] / 1e6;
+            return latencies_.empty()
+                       ? 0.0
+                       : latencies_[std::min(latencies_.size() - 1, size_t(p * latencies_.size()))] / 1e6;
         };
         const auto [rss, peak] = memoryOf(server_);
-        std::printf("clients                 %d (sending every %d ms, keep-alive every %.1f s)\n", n, o_.intervalMs,
-                    o_.keepAliveSeconds);
+        std::printf("clients                 %d (sending every %d ms, keep-alive every %.1f s)\n", n,
+                    o_.intervalMs, o_.keepAliveSeconds);
         std::printf("sessions held           %d answered keep-alives; server reports %d sessions\n", held,
                     serverSessions);
         std::printf("relayed messages/s      %.0f sent, %.0f received\n", (sent_ - sentAtStart) / window,
                     (received_ - receivedAtStart) / window);
-        std::printf("frames/s at the server  %.0f in, %.0f out\n", (sent_ - sentAtStart) / window + n / o_.keepAliveSeconds,
+        std::printf("frames/s at the server  %.0f in, %.0f out\n",
+                    (sent_ - sentAtStart) / window + n / o_.keepAliveSeconds,
                     (framesIn_ - framesInAtStart) / window);
-        std::printf("relay latency           p50 %.3f ms, p99 %.3f ms, p99.9 %.3f ms, max %.3f ms (%zu samples)\n",
-                    pct(0.5), pct(0.99), pct(0.999), latencies_.empty() ? 0.0 : latencies_.back() / 1e6,
-                    latencies_.size());
+        std::printf(
+            "relay latency           p50 %.3f ms, p99 %.3f ms, p99.9 %.3f ms, max %.3f ms (%zu samples)\n",
+            pct(0.5), pct(0.99), pct(0.999), latencies_.empty() ? 0.0 : latencies_.back() / 1e6,
+            latencies_.size());
         std::printf("lost                    %lld of %lld messages; %lld wrong; %lld sends refused\n",
                     static_cast<long long>(sent_ - received_), static_cast<long long>(sent_),
                     static_cast<long long>(badMessages_), static_cast<long long>(sendFailures_));
@@ -445,7 +453,9 @@ int main(int argc, char** argv) {
         else if (a.rfind("--benchmark", 0) == 0)
             continue;  // ./nq bench passes Google Benchmark's options to every program
         else {
-            std::fprintf(stderr, "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]\n");
+            std::fprintf(
+                stderr,
+                "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]\n");
             return 2;
         }
     }

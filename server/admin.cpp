@@ -58,9 +58,11 @@ void befriend(Store& store, const Account& a, const Account& b) {
         const auto friends = store.friends(owner->name);
         const bool already = std::any_of(friends.begin(), friends.end(),
                                          [&](const Contact& c) { return c.account == other->name; });
-        if (!already && rosterSize(store, owner->name) + rosterEntrySize({other->name, other->nick, other->head}) >
-                            kMaxBody)
-            throw UsageError("the friend list of " + gbk::toUtf8(owner->name) + " is full: it must fit one frame");
+        if (!already &&
+            rosterSize(store, owner->name) + rosterEntrySize({other->name, other->nick, other->head}) >
+                kMaxBody)
+            throw UsageError("the friend list of " + gbk::toUtf8(owner->name) +
+                             " is full: it must fit one frame");
     }
     store.addFriend(a.name, b.name);
     store.addFriend(b.name, a.name);
@@ -83,7 +85,8 @@ void userList(Store& store, std::ostream& out) {
     out << "account\tnick\thead\tlevel\tcoins\tfriends\tblacklist\n";
     for (const Account& a : all)
         out << gbk::toUtf8(a.name) << '\t' << gbk::toUtf8(a.nick) << '\t' << a.head << '\t' << a.level << '\t'
-            << a.coins << '\t' << store.friends(a.name).size() << '\t' << store.blacklist(a.name).size() << '\n';
+            << a.coins << '\t' << store.friends(a.name).size() << '\t' << store.blacklist(a.name).size()
+            << '\n';
     out << all.size() << (all.size() == 1 ? " account\n" : " accounts\n");
 }
 
@@ -91,8 +94,8 @@ void notice(Store& store, const SendNotice& n, std::ostream& out) {
     const Bytes text = gbkOf(n.text, "notice");
     if (text.empty()) throw UsageError("the notice is empty");
     if (text.size() > kMaxBody - 1)
-        throw UsageError("the notice is " + std::to_string(text.size()) + " bytes in GBK; one frame carries " +
-                         std::to_string(kMaxBody - 1));
+        throw UsageError("the notice is " + std::to_string(text.size()) +
+                         " bytes in GBK; one frame carries " + std::to_string(kMaxBody - 1));
     const int64_t id = store.queueNotice(n.box ? NoticeKind::Box : NoticeKind::Toast, text);
     const auto now = static_cast<int64_t>(std::time(nullptr));
     int servers = 0;
@@ -104,7 +107,8 @@ void notice(Store& store, const SendNotice& n, std::ostream& out) {
     }
     out << "notice " << id << " queued as a " << (n.box ? "box" : "toast") << "; ";
     if (servers == 0)
-        out << "no chat server has reported in the last " << kLiveServerSeconds << " s, so nobody will see it\n";
+        out << "no chat server has reported in the last " << kLiveServerSeconds
+            << " s, so nobody will see it\n";
     else
         out << servers << " chat server" << (servers == 1 ? "" : "s") << " with " << sessions
             << " sessions will show it within a second\n";

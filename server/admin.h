@@ -20,7 +20,7 @@ struct DemoAccount {
     const char* head;
 };
 inline constexpr DemoAccount kDemoAccounts[] = {
-    {"alice", "爱丽丝", "w3"}, {"bob", "鲍勃", "m2"}, {"carol", "卡罗尔", "w7"},
+    {"alice", "爱丽丝", "w3"}, {"bob", "鲍勃", "m2"},  {"carol", "卡罗尔", "w7"},
     {"dave", "戴夫", "m5"},    {"erin", "艾琳", "w1"},
 };
 inline constexpr const char* kDemoPassword = "123456";

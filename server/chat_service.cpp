@@ -35,7 +35,9 @@ constexpr Duration kBusRead = std::chrono::milliseconds(250);
 constexpr int64_t kFreshSeconds = 15;
 constexpr int64_t kEventLifetimeSeconds = 60;
 
-std::string printable(std::string_view gbkText) { return gbk::toUtf8(gbkText); }
+std::string printable(std::string_view gbkText) {
+    return gbk::toUtf8(gbkText);
+}
 
 }  // namespace
 
@@ -117,12 +119,13 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
     FieldReader fields(f.body);
     const auto own = fields.next();
     if (!own || *own != s.account) {
-        NQ_LOG(log_, Warn, "dropped (%u,%u) of session %u: it does not name its own account %s", h.type, h.sub,
-               s.number, printable(s.account).c_str());
+        NQ_LOG(log_, Warn, "dropped (%u,%u) of session %u: it does not name its own account %s", h.type,
+               h.sub, s.number, printable(s.account).c_str());
         return;
     }
     auto shortBody = [&] {
-        NQ_LOG(log_, Info, "dropped (%u,%u) from %s: body too short", h.type, h.sub, printable(s.account).c_str());
+        NQ_LOG(log_, Info, "dropped (%u,%u) from %s: body too short", h.type, h.sub,
+               printable(s.account).c_str());
     };
 
     switch (h.type << 8 | h.sub) {
@@ -153,8 +156,8 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
         }
         default:
             if (h.type == 9) return keepAlive(s);
-            NQ_LOG(log_, Info, "dropped (%u,%u) code %u from %s: not a kind this server serves", h.type, h.sub,
-                   h.code, printable(s.account).c_str());
+            NQ_LOG(log_, Info, "dropped (%u,%u) code %u from %s: not a kind this server serves", h.type,
+                   h.sub, h.code, printable(s.account).c_str());
     }
 }
 
@@ -168,8 +171,8 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     }
     auto account = store_.account(Bytes(*name));
     if (!account || !digestMatches(account->digest, *digest)) {
-        NQ_LOG(log_, Info, "login of %s from %s refused: %s", printable(*name).c_str(), from.toString().c_str(),
-               account ? "wrong password" : "no such account");
+        NQ_LOG(log_, Info, "login of %s from %s refused: %s", printable(*name).c_str(),
+               from.toString().c_str(), account ? "wrong password" : "no such account");
         send(from, 1, 1, 2, 0, {});
         return;
     }
@@ -206,7 +209,8 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     }
 }
 
-ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from) {
+ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,
+                                               const Endpoint& from) {
     Session& s = sessions_[number];
     s.number = number;
     s.account = account.name;
@@ -222,9 +226,13 @@ ChatService::Session& ChatService::openSession(uint32_t number, const Account& a
     return s;
 }
 
-void ChatService::logout(Session& s) { endSession(s.number, true, "logged out"); }
+void ChatService::logout(Session& s) {
+    endSession(s.number, true, "logged out");
+}
 
-void ChatService::keepAlive(Session& s) { sendTo(s, 9, 0, 0, {}); }
+void ChatService::keepAlive(Session& s) {
+    sendTo(s, 9, 0, 0, {});
+}
 
 void ChatService::rosters(Session& s) {
     // Order matters to the client: friends, blacklist, exactly one group roster (whose arrival
@@ -263,7 +271,8 @@ void ChatService::makeReady(Session& s) {
 }
 
 void ChatService::queueWaiting(Session& s) {
-    const std::vector<WaitingMessage> slice = store_.waitingMessages(s.account, s.lastWaitingId, kWaitingSlice);
+    const std::vector<WaitingMessage> slice =
+        store_.waitingMessages(s.account, s.lastWaitingId, kWaitingSlice);
     if (static_cast<int>(slice.size()) < kWaitingSlice) s.moreWaiting = false;
     for (const WaitingMessage& m : slice) {
         s.lastWaitingId = m.id;
@@ -298,12 +307,13 @@ void ChatService::relay(Session& s, std::string_view peerName, std::string_view 
             return;
         }
         receiverName = account->name;
-        if (auto it = byAccount_.find(receiverName); it != byAccount_.end()) receiver = &sessions_.at(it->second);
+        if (auto it = byAccount_.find(receiverName); it != byAccount_.end())
+            receiver = &sessions_.at(it->second);
     }
     if (receiverName == s.account) return;  // the client drops its own messages anyway
 
-    const bool refused = receiver ? receiver->blacklist.count(s.account) > 0
-                                  : store_.isBlacklisted(receiverName, s.account);
+    const bool refused =
+        receiver ? receiver->blacklist.count(s.account) > 0 : store_.isBlacklisted(receiverName, s.account);
     if (refused) {
         NQ_LOG(log_, Debug, "dropped a message from %s: %s has blacklisted him", printable(s.account).c_str(),
                printable(receiverName).c_str());
@@ -326,7 +336,8 @@ void ChatService::profile(Session& s, uint16_t code, std::string_view target) {
     auto account = resolve(target, code == 4);
     if (!account) {
         // No failure reply exists: the client's wait runs out.
-        NQ_LOG(log_, Info, "no profile for %s asked by %s", printable(target).c_str(), printable(s.account).c_str());
+        NQ_LOG(log_, Info, "no profile for %s asked by %s", printable(target).c_str(),
+               printable(s.account).c_str());
         return;
     }
     sendTo(s, 3, 1, 1, profileRecord(*account));
@@ -340,8 +351,8 @@ void ChatService::profile(Session& s, uint16_t code, std::string_view target) {
 void ChatService::addFriend(Session& s, std::string_view name) {
     auto account = resolve(name);
     auto refuse = [&](const char* why) {
-        NQ_LOG(log_, Info, "%s cannot add %s as a friend: %s", printable(s.account).c_str(), printable(name).c_str(),
-               why);
+        NQ_LOG(log_, Info, "%s cannot add %s as a friend: %s", printable(s.account).c_str(),
+               printable(name).c_str(), why);
         sendTo(s, 5, 1, 2, joinFields({s.account, name}));
     };
     if (!account) return refuse("no such account");
@@ -371,7 +382,8 @@ void ChatService::deleteFriend(Session& s, std::string_view name) {
 void ChatService::addToBlacklist(Session& s, std::string_view name) {
     auto account = resolve(name);
     auto refuse = [&](const char* why) {
-        NQ_LOG(log_, Info, "%s cannot blacklist %s: %s", printable(s.account).c_str(), printable(name).c_str(), why);
+        NQ_LOG(log_, Info, "%s cannot blacklist %s: %s", printable(s.account).c_str(),
+               printable(name).c_str(), why);
         sendTo(s, 6, 1, 2, joinFields({s.account, name}));
     };
     if (!account) return refuse("no such account or nick");

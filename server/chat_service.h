@@ -31,7 +31,7 @@ struct ChatConfig {
 };
 
 class ChatService {
-public:
+  public:
     ChatService(Store& store, const ChatConfig& config, Logger& log);
 
     // Every frame of the datagram, one behind the other by Len.
@@ -57,7 +57,7 @@ public:
     std::optional<uint32_t> sessionOf(const Bytes& account) const;
     size_t unreadEstimate(const Endpoint& client, Time now);
 
-private:
+  private:
     struct Session {
         uint32_t number = 0;
         Bytes account;
@@ -66,10 +66,10 @@ private:
         Endpoint endpoint;
         Time lastHeard;
         Time readyDeadline;
-        bool ready = false;           // waiting messages may flow: (2,6) came, or its deadline passed
-        bool moreWaiting = false;     // the store still holds messages older than any live one
-        int64_t lastWaitingId = 0;    // highest stored message queued for this session
-        std::unordered_set<Bytes> blacklist;           // accounts whose messages are refused
+        bool ready = false;                   // waiting messages may flow: (2,6) came, or its deadline passed
+        bool moreWaiting = false;             // the store still holds messages older than any live one
+        int64_t lastWaitingId = 0;            // highest stored message queued for this session
+        std::unordered_set<Bytes> blacklist;  // accounts whose messages are refused
         std::unordered_set<Bytes> offlineCorrections;  // friends added while away, see addFriend
     };
 
@@ -102,8 +102,8 @@ private:
     void makeReady(Session& s);
     void queueWaiting(Session& s);
 
-    void send(const Endpoint& to, uint16_t type, uint16_t sub, uint16_t code, uint32_t session, const Bytes& body,
-              uint8_t flags = 0, int64_t storedId = 0);
+    void send(const Endpoint& to, uint16_t type, uint16_t sub, uint16_t code, uint32_t session,
+              const Bytes& body, uint8_t flags = 0, int64_t storedId = 0);
     void sendTo(Session& s, uint16_t type, uint16_t sub, uint16_t code, const Bytes& body, uint8_t flags = 0,
                 int64_t storedId = 0) {
         send(s.endpoint, type, sub, code, s.number, body, flags, storedId);

@@ -14,7 +14,7 @@ namespace {
 // Walks the arguments; every value-taking option goes through value(), so "--db" at the end
 // of the line reports what is missing.
 class Args {
-public:
+  public:
     explicit Args(const std::vector<std::string_view>& args) : args_(args) {}
     bool done() const { return i_ >= args_.size(); }
     std::string_view peek() const { return args_[i_]; }
@@ -24,7 +24,7 @@ public:
         return std::string(take());
     }
 
-private:
+  private:
     const std::vector<std::string_view>& args_;
     size_t i_ = 0;
 };
@@ -63,7 +63,8 @@ ServeOptions parseServe(Args& a) {
         const std::string_view opt = a.take();
         if (opt == "--address") {
             o.address = a.value(opt);
-            if (!parseIpv4(o.address)) throw UsageError("--address wants an IPv4 address, not \"" + o.address + "\"");
+            if (!parseIpv4(o.address))
+                throw UsageError("--address wants an IPv4 address, not \"" + o.address + "\"");
         } else if (opt == "--dispatcher-port") {
             o.dispatcherPort = integer<uint16_t>(a.value(opt), opt, 1, 65535);
         } else if (opt == "--chat-port") {
@@ -116,7 +117,8 @@ ServeOptions parseServe(Args& a) {
 }
 
 void noMore(Args& a, std::string_view command) {
-    if (!a.done()) throw UsageError("unexpected \"" + std::string(a.peek()) + "\" after " + std::string(command));
+    if (!a.done())
+        throw UsageError("unexpected \"" + std::string(a.peek()) + "\" after " + std::string(command));
 }
 
 std::string positional(Args& a, std::string_view what) {

@@ -14,7 +14,7 @@
 namespace nq::server {
 
 class UsageError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
@@ -30,7 +30,7 @@ struct ServeOptions {
     std::string minVersion = "1.0";
     std::string updateTarget;
     double sessionTimeoutSeconds = 60;
-    double paceTickMs = 500;       // the client's tick; tests shorten it
+    double paceTickMs = 500;        // the client's tick; tests shorten it
     size_t ringBudget = 48 * 1024;  // bytes allowed unread in a client's ring
     bool trace = false;
     LogLevel logLevel = LogLevel::Info;
@@ -60,7 +60,8 @@ struct SendNotice {
 struct Demo {};
 struct ShowHelp {};
 
-using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, Demo, ShowHelp>;
+using Command =
+    std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, Demo, ShowHelp>;
 
 struct CommandLine {
     std::string db = "nqserver.db";

@@ -10,6 +10,8 @@ using Time = Clock::time_point;
 using Duration = Clock::duration;
 using Millis = std::chrono::milliseconds;
 
-inline double secondsOf(Duration d) { return std::chrono::duration<double>(d).count(); }
+inline double secondsOf(Duration d) {
+    return std::chrono::duration<double>(d).count();
+}
 
 }  // namespace nq::server

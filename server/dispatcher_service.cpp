@@ -16,9 +16,13 @@ constexpr int64_t kStaleAfterSeconds = 15;
 
 }  // namespace
 
-DispatcherService::DispatcherService(Store& store, const DispatcherConfig& config, Logger& log, LocalLoad localLoad,
-                                     HostFor hostFor)
-    : store_(store), config_(config), log_(log), localLoad_(std::move(localLoad)), hostFor_(std::move(hostFor)) {
+DispatcherService::DispatcherService(Store& store, const DispatcherConfig& config, Logger& log,
+                                     LocalLoad localLoad, HostFor hostFor)
+    : store_(store),
+      config_(config),
+      log_(log),
+      localLoad_(std::move(localLoad)),
+      hostFor_(std::move(hostFor)) {
     minimumCode_ = versionCodeOf(config_.minimumVersion).value_or(256);
     loads_.resize(config_.targets.size());
     sentSinceRefresh_.resize(config_.targets.size());
@@ -53,15 +57,17 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     const auto name = fields.next();
     const auto digest = fields.next();
     if (!name || !digest) {
-        NQ_LOG(log_, Info, "dispatcher dropped a login from %s without name and digest", from.toString().c_str());
+        NQ_LOG(log_, Info, "dispatcher dropped a login from %s without name and digest",
+               from.toString().c_str());
         return;
     }
     const std::string who = gbk::toUtf8(*name);
     // The version comes first: an old client may not even speak today's login.
     if (f.header.code < minimumCode_) {
-        NQ_LOG(log_, Info, "%s at %s has version %s, below %s: update ordered", who.c_str(), from.toString().c_str(),
-               versionTextOf(f.header.code).c_str(), config_.minimumVersion.c_str());
-        const std::string& target = config_.updateTarget.empty() ? config_.minimumVersion : config_.updateTarget;
+        NQ_LOG(log_, Info, "%s at %s has version %s, below %s: update ordered", who.c_str(),
+               from.toString().c_str(), versionTextOf(f.header.code).c_str(), config_.minimumVersion.c_str());
+        const std::string& target =
+            config_.updateTarget.empty() ? config_.minimumVersion : config_.updateTarget;
         reply(from, 4, updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target));
         return;
     }
@@ -80,8 +86,8 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     const ChatTarget& t = config_.targets[i];
     const std::string host = t.host.empty() ? hostFor_(from) : t.host;
     ++sentSinceRefresh_[i];
-    NQ_LOG(log_, Info, "dispatcher sends %s at %s to %s:%u", who.c_str(), from.toString().c_str(), host.c_str(),
-           t.port);
+    NQ_LOG(log_, Info, "dispatcher sends %s at %s to %s:%u", who.c_str(), from.toString().c_str(),
+           host.c_str(), t.port);
     reply(from, 1, joinFields({host, std::to_string(t.port)}));
 }
 

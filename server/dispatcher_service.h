@@ -20,7 +20,9 @@ struct ChatTarget {
     std::string host;  // empty: the address at which the client reached this dispatcher
     uint16_t port = 0;
 
-    std::string key(const std::string& resolvedHost) const { return resolvedHost + ":" + std::to_string(port); }
+    std::string key(const std::string& resolvedHost) const {
+        return resolvedHost + ":" + std::to_string(port);
+    }
 };
 
 struct DispatcherConfig {
@@ -30,7 +32,7 @@ struct DispatcherConfig {
 };
 
 class DispatcherService {
-public:
+  public:
     // Sessions of a chat server running in this process, which the store may not know yet.
     using LocalLoad = std::function<std::optional<int>(const ChatTarget&)>;
     // The host to name for a target without one, as seen from this client.
@@ -46,7 +48,7 @@ public:
     // order on a tie; round robin when none reports.
     size_t chooseTarget(Time now);
 
-private:
+  private:
     void login(const Endpoint& from, const Frame& frame, Time now);
     void reply(const Endpoint& to, uint16_t code, const Bytes& body);
     void refreshLoads(Time now);

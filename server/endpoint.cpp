@@ -18,7 +18,9 @@ Endpoint Endpoint::fromSockaddr(const sockaddr_in& sa) {
     return Endpoint{ntohl(sa.sin_addr.s_addr), ntohs(sa.sin_port)};
 }
 
-std::string Endpoint::toString() const { return formatIpv4(address) + ":" + std::to_string(port); }
+std::string Endpoint::toString() const {
+    return formatIpv4(address) + ":" + std::to_string(port);
+}
 
 std::optional<uint32_t> parseIpv4(std::string_view text) {
     if (text == "localhost") return 0x7F000001u;

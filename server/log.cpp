@@ -27,7 +27,9 @@ void Logger::log(LogLevel level, const char* format, ...) {
     emit(kTags[static_cast<int>(level)], std::string_view(text, size));
 }
 
-void Logger::trace(std::string_view text) { emit("trace", text); }
+void Logger::trace(std::string_view text) {
+    emit("trace", text);
+}
 
 void Logger::emit(std::string_view tag, std::string_view text) {
     timeval tv{};

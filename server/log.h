@@ -13,7 +13,7 @@ namespace nq::server {
 enum class LogLevel { Debug = 0, Info = 1, Warn = 2, Error = 3 };
 
 class Logger {
-public:
+  public:
     using Sink = std::function<void(std::string_view line)>;
 
     Logger();
@@ -31,7 +31,7 @@ public:
     // Frame traces bypass the level: --trace asks for them explicitly.
     void trace(std::string_view text);
 
-private:
+  private:
     void emit(std::string_view tag, std::string_view text);
 
     LogLevel level_ = LogLevel::Info;
@@ -39,10 +39,10 @@ private:
     Sink sink_;
 };
 
-#define NQ_LOG(logger, lvl, ...)                                                                  \
-    do {                                                                                          \
-        if ((logger).enabled(::nq::server::LogLevel::lvl))                                        \
-            (logger).log(::nq::server::LogLevel::lvl, __VA_ARGS__);                               \
+#define NQ_LOG(logger, lvl, ...)                                    \
+    do {                                                            \
+        if ((logger).enabled(::nq::server::LogLevel::lvl))          \
+            (logger).log(::nq::server::LogLevel::lvl, __VA_ARGS__); \
     } while (0)
 
 std::optional<LogLevel> parseLogLevel(std::string_view text);

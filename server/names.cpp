@@ -11,7 +11,9 @@ namespace {
 constexpr std::string_view kIniSpecial = "[]=;";
 constexpr std::string_view kPathSpecial = "\\/:*?\"<>|$";
 
-bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
 
 bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
@@ -34,7 +36,8 @@ std::optional<std::string> commonProblem(std::string_view name, std::string_view
         if (kIniSpecial.find(static_cast<char>(c)) != std::string_view::npos)
             return w + " holds one of [ ] = ; which the client's INI files cannot keep";
     }
-    if (contains(name, gbk::fromUtf8("其验证信息"))) return w + " holds \"其验证信息\", a key of the client's files";
+    if (contains(name, gbk::fromUtf8("其验证信息")))
+        return w + " holds \"其验证信息\", a key of the client's files";
     if (endsWith(name, gbk::fromUtf8("(庄主)"))) return w + " ends in \"(庄主)\", the client's owner mark";
     if (cutGbk(name, name.size()).size() != name.size()) return w + " ends in half a character";
     return std::nullopt;
@@ -52,7 +55,9 @@ std::optional<std::string> accountProblem(std::string_view account) {
     return std::nullopt;
 }
 
-std::optional<std::string> nickProblem(std::string_view nick) { return commonProblem(nick, "nick"); }
+std::optional<std::string> nickProblem(std::string_view nick) {
+    return commonProblem(nick, "nick");
+}
 
 bool isHeadCode(std::string_view code) {
     if (code.size() == 2 && code[0] == 'm') return code[1] >= '0' && code[1] <= '9';

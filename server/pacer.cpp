@@ -49,7 +49,8 @@ void ClientPacer::release(Time now, std::vector<OutFrame>& out) {
         OutFrame& f = held_.front();
         if ((f.flags & kTrigger) && triggerBlocked(now)) break;
         if (unreadBytes_ + f.bytes.size() > config_->ringBudget && unreadBytes_ > 0) break;
-        unread_.push_back({now, static_cast<uint16_t>(std::min<size_t>(f.bytes.size(), UINT16_MAX)), f.flags});
+        unread_.push_back(
+            {now, static_cast<uint16_t>(std::min<size_t>(f.bytes.size(), UINT16_MAX)), f.flags});
         // Datagrams more than a stretched tick apart cannot fall between the same two ticks, so
         // each such one brings a tick of its own that reads two frames.
         if (!lastSecondReadSent_ || now - *lastSecondReadSent_ > config_->readPeriod()) {
@@ -110,6 +111,8 @@ std::optional<Time> ClientPacer::nextChance(Time now) {
     return when.value_or(now);
 }
 
-std::deque<OutFrame> ClientPacer::takeHeld() { return std::exchange(held_, {}); }
+std::deque<OutFrame> ClientPacer::takeHeld() {
+    return std::exchange(held_, {});
+}
 
 }  // namespace nq::server

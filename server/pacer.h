@@ -30,16 +30,14 @@ struct PacingConfig {
     double tickStretch = 1.1;       // its timer runs late when a tick has work to do
     size_t ringBudget = 48 * 1024;  // bytes allowed to stand unread in a ring of 65,408
 
-    Duration readPeriod() const {
-        return std::chrono::duration_cast<Duration>(tick * tickStretch);
-    }
+    Duration readPeriod() const { return std::chrono::duration_cast<Duration>(tick * tickStretch); }
     Duration triggerGap() const { return tick * 2; }
 };
 
 enum FrameFlag : uint8_t {
-    kTrigger = 1,      // the client answers it at once, outside its send gate
-    kStallsReader = 2, // a modal box: reading stops until the user closes it
-    kChatMessage = 4,  // a relayed (2,1): goes back to the store if it never leaves
+    kTrigger = 1,       // the client answers it at once, outside its send gate
+    kStallsReader = 2,  // a modal box: reading stops until the user closes it
+    kChatMessage = 4,   // a relayed (2,1): goes back to the store if it never leaves
 };
 
 struct OutFrame {
@@ -49,7 +47,7 @@ struct OutFrame {
 };
 
 class ClientPacer {
-public:
+  public:
     explicit ClientPacer(const PacingConfig& config) : config_(&config) {}
 
     // Queues a frame behind those already held; frames leave in the order they were queued.
@@ -80,7 +78,7 @@ public:
     // Takes the frames not yet sent, for a session that ends.
     std::deque<OutFrame> takeHeld();
 
-private:
+  private:
     struct Unread {
         Time sentAt;
         uint16_t length;

@@ -11,13 +11,19 @@ namespace nq::server {
 namespace {
 
 // The client reads these fields into 16-bit integers; anything wider would abandon the leaf.
-std::string int16Text(int64_t v) { return std::to_string(std::clamp<int64_t>(v, -32768, 32767)); }
+std::string int16Text(int64_t v) {
+    return std::to_string(std::clamp<int64_t>(v, -32768, 32767));
+}
 
 }  // namespace
 
-size_t rosterEntrySize(const Contact& c) { return c.account.size() + c.head.size() + c.nick.size() + 3; }
+size_t rosterEntrySize(const Contact& c) {
+    return c.account.size() + c.head.size() + c.nick.size() + 3;
+}
 
-size_t blacklistEntrySize(const Contact& c) { return c.nick.size() + c.head.size() + 2; }
+size_t blacklistEntrySize(const Contact& c) {
+    return c.nick.size() + c.head.size() + 2;
+}
 
 Bytes friendRoster(std::span<const Contact> friends) {
     Bytes body;
@@ -58,10 +64,10 @@ Bytes profileRecord(const Account& a) {
     const std::string age = int16Text(a.age);
     const std::string sex = int16Text(a.sex);
     const std::string setting = int16Text(a.setting);
-    fields = {a.name,     level,     title,    coins,    a.nick,   a.head,      a.signature,
-              age,        sex,       a.country, a.province, a.city, a.email,     a.address,
-              a.postcode, a.phone,   a.mobile, a.realName, a.school, a.work,     a.zodiacAnimal,
-              a.bloodType, a.starSign, setting, "0"};
+    fields = {a.name,      level,      title,     coins,      a.nick,   a.head,  a.signature,
+              age,         sex,        a.country, a.province, a.city,   a.email, a.address,
+              a.postcode,  a.phone,    a.mobile,  a.realName, a.school, a.work,  a.zodiacAnimal,
+              a.bloodType, a.starSign, setting,   "0"};
     // Free texts, which may be shortened; the rest identifies the person and stays whole. The
     // longest text gives way first, down to the length of the next longest, so that several
     // long texts end up shortened alike rather than one of them vanishing.
@@ -97,17 +103,21 @@ Bytes chatBody(std::string_view sender, std::string_view receiver, std::string_v
     return joinFields({sender, receiver, cutGbk(text, room)});
 }
 
-Bytes updateOrder(std::string_view minimumVersion, int minimumCode, int clientCode, std::string_view updateTarget) {
+Bytes updateOrder(std::string_view minimumVersion, int minimumCode, int clientCode,
+                  std::string_view updateTarget) {
     const std::string code = std::to_string(minimumCode);
     const std::string client = versionTextOf(clientCode);
     return joinFields({minimumVersion, code, client, "", "", "", "", updateTarget});
 }
 
 std::optional<int> versionCodeOf(std::string_view v) {
-    if (v.size() != 3 || v[1] != '.' || v[0] < '0' || v[0] > '9' || v[2] < '0' || v[2] > '9') return std::nullopt;
+    if (v.size() != 3 || v[1] != '.' || v[0] < '0' || v[0] > '9' || v[2] < '0' || v[2] > '9')
+        return std::nullopt;
     return (v[0] - '0') * 256 + (v[2] - '0');
 }
 
-std::string versionTextOf(int code) { return std::to_string(code / 256) + "." + std::to_string(code % 256); }
+std::string versionTextOf(int code) {
+    return std::to_string(code / 256) + "." + std::to_string(code % 256);
+}
 
 }  // namespace nq::server

@@ -34,7 +34,8 @@ Bytes profileRecord(const Account& a);
 Bytes chatBody(std::string_view sender, std::string_view receiver, std::string_view text);
 
 // (1,1) code 4 from the dispatcher: eight fields; the client hands field 8 to its updater.
-Bytes updateOrder(std::string_view minimumVersion, int minimumCode, int clientCode, std::string_view updateTarget);
+Bytes updateOrder(std::string_view minimumVersion, int minimumCode, int clientCode,
+                  std::string_view updateTarget);
 
 // "1.0" -> 256, as the client puts its version in the login's Code; nothing for other forms.
 std::optional<int> versionCodeOf(std::string_view version);

@@ -43,8 +43,9 @@ std::string routeLocalAddress(const Endpoint& client) {
 }
 
 class Loop {
-public:
-    Loop(const ServeOptions& o, const std::string& dbPath, Logger& log) : options_(o), log_(log), store_(dbPath) {
+  public:
+    Loop(const ServeOptions& o, const std::string& dbPath, Logger& log)
+        : options_(o), log_(log), store_(dbPath) {
         const uint32_t address = *parseIpv4(o.address);
         const bool anyAddress = address == 0;
         const std::string boundHost = anyAddress ? std::string() : o.address;
@@ -56,7 +57,8 @@ public:
             chatConfig_.pacing.tick =
                 std::chrono::duration_cast<Duration>(std::chrono::duration<double, std::milli>(o.paceTickMs));
             chatConfig_.pacing.ringBudget = o.ringBudget;
-            chatConfig_.serverId = (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
+            chatConfig_.serverId =
+                (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
             chatSocket_ = std::make_unique<UdpSocket>(address, o.chatPort);
             chat_ = std::make_unique<ChatService>(store_, chatConfig_, log_);
             chat_->restoreSessions(Clock::now());
@@ -68,7 +70,8 @@ public:
             d.targets = o.chatServers;
             if (d.targets.empty()) d.targets.push_back({ownHost_, o.chatPort});
             auto localLoad = [this](const ChatTarget& t) -> std::optional<int> {
-                if (!chat_ || t.port != options_.chatPort || (!t.host.empty() && t.host != ownHost_)) return std::nullopt;
+                if (!chat_ || t.port != options_.chatPort || (!t.host.empty() && t.host != ownHost_))
+                    return std::nullopt;
                 return static_cast<int>(chat_->sessionCount());
             };
             auto hostFor = [this](const Endpoint& client) {
@@ -89,14 +92,16 @@ public:
         sigprocmask(SIG_BLOCK, &stopSignals, nullptr);
         const int signalFd = signalfd(-1, &stopSignals, SFD_NONBLOCK | SFD_CLOEXEC);
         epoll_ = epoll_create1(EPOLL_CLOEXEC);
-        if (signalFd < 0 || epoll_ < 0) throw std::runtime_error(std::string("cannot set up epoll: ") + std::strerror(errno));
+        if (signalFd < 0 || epoll_ < 0)
+            throw std::runtime_error(std::string("cannot set up epoll: ") + std::strerror(errno));
         watch(signalFd, EPOLLIN);
         if (chatSocket_) watch(chatSocket_->fd(), EPOLLIN);
         if (dispatcherSocket_) watch(dispatcherSocket_->fd(), EPOLLIN);
 
         std::string roles;
         if (dispatcherSocket_) roles += "dispatcher " + dispatcherSocket_->local().toString();
-        if (chatSocket_) roles += (roles.empty() ? "" : ", ") + std::string("chat ") + chatSocket_->local().toString();
+        if (chatSocket_)
+            roles += (roles.empty() ? "" : ", ") + std::string("chat ") + chatSocket_->local().toString();
         NQ_LOG(log_, Info, "nqserver ready: %s", roles.c_str());
 
         bool stopping = false;
@@ -109,7 +114,8 @@ public:
                 timeoutMs = static_cast<int>(std::clamp<int64_t>(wait, 0, 1000));
             }
             const int n = epoll_wait(epoll_, events, 8, timeoutMs);
-            if (n < 0 && errno != EINTR) throw std::runtime_error(std::string("epoll: ") + std::strerror(errno));
+            if (n < 0 && errno != EINTR)
+                throw std::runtime_error(std::string("epoll: ") + std::strerror(errno));
             for (int i = 0; i < n; ++i) {
                 const int fd = events[i].data.fd;
                 if (fd == signalFd) {
@@ -137,7 +143,7 @@ public:
         return 0;
     }
 
-private:
+  private:
     void watch(int fd, uint32_t events) {
         epoll_event ev{};
         ev.events = events;
@@ -159,14 +165,15 @@ private:
     void drainChat() {
         for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
             const Time now = Clock::now();
-            const int n = chatSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
-                if (truncated) {
-                    NQ_LOG(log_, Warn, "dropped a datagram from %s longer than %zu bytes", from.toString().c_str(),
-                           UdpSocket::kSlot);
-                    return;
-                }
-                chat_->onDatagram(from, data, now);
-            });
+            const int n =
+                chatSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
+                    if (truncated) {
+                        NQ_LOG(log_, Warn, "dropped a datagram from %s longer than %zu bytes",
+                               from.toString().c_str(), UdpSocket::kSlot);
+                        return;
+                    }
+                    chat_->onDatagram(from, data, now);
+                });
             take(chat_->output(), chatQueue_);
             flush();
             if (n < UdpSocket::kBatch) break;
@@ -176,9 +183,10 @@ private:
     void drainDispatcher() {
         for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
             const Time now = Clock::now();
-            const int n = dispatcherSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
-                if (!truncated) dispatcher_->onDatagram(from, data, now);
-            });
+            const int n =
+                dispatcherSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
+                    if (!truncated) dispatcher_->onDatagram(from, data, now);
+                });
             take(dispatcher_->output(), dispatcherQueue_);
             flush();
             if (n < UdpSocket::kBatch) break;

@@ -117,7 +117,7 @@ constexpr const char* kMigrations[] = {
 }  // namespace
 
 class SqliteStore::Statement {
-public:
+  public:
     Statement(sqlite3* db, const char* sql) : db_(db) {
         if (sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr) != SQLITE_OK)
             throw StoreError(std::string("database statement failed: ") + sqlite3_errmsg(db));
@@ -175,7 +175,7 @@ public:
         using StoreError::StoreError;
     };
 
-private:
+  private:
     sqlite3* db_;
     sqlite3_stmt* stmt_ = nullptr;
 };
@@ -273,8 +273,9 @@ std::optional<Account> SqliteStore::accountWhere(const char* sql, const Bytes& k
     a.signature = s.columnGbk(c++);
     a.age = static_cast<int>(s.columnInt(c++));
     a.sex = static_cast<int>(s.columnInt(c++));
-    for (Bytes* field : {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
-                         &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
+    for (Bytes* field :
+         {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
+          &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
         *field = s.columnGbk(c++);
     a.setting = static_cast<int>(s.columnInt(c++));
     s.reset();
@@ -305,9 +306,9 @@ void SqliteStore::createAccount(const Account& a) {
     s.gbkText(c++, a.signature);
     s.integer(c++, a.age);
     s.integer(c++, a.sex);
-    for (const Bytes* field : {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone,
-                               &a.mobile, &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType,
-                               &a.starSign})
+    for (const Bytes* field :
+         {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
+          &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
         s.gbkText(c++, *field);
     s.integer(c++, a.setting);
     s.integer(c++, static_cast<int64_t>(std::time(nullptr)));
@@ -357,7 +358,10 @@ bool SqliteStore::addFriend(const Bytes& owner, const Bytes& friendName) {
     exec("BEGIN IMMEDIATE");
     try {
         // A friend is never blacklisted as well: the client would ask about it mid-roster.
-        prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?").gbkText(1, owner).gbkText(2, friendName).run();
+        prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?")
+            .gbkText(1, owner)
+            .gbkText(2, friendName)
+            .run();
         prepare("INSERT OR IGNORE INTO friends (owner, friend) VALUES (?, ?)")
             .gbkText(1, owner)
             .gbkText(2, friendName)
@@ -372,7 +376,10 @@ bool SqliteStore::addFriend(const Bytes& owner, const Bytes& friendName) {
 }
 
 bool SqliteStore::removeFriend(const Bytes& owner, const Bytes& friendName) {
-    prepare("DELETE FROM friends WHERE owner = ? AND friend = ?").gbkText(1, owner).gbkText(2, friendName).run();
+    prepare("DELETE FROM friends WHERE owner = ? AND friend = ?")
+        .gbkText(1, owner)
+        .gbkText(2, friendName)
+        .run();
     return sqlite3_changes(db_) > 0;
 }
 
@@ -397,7 +404,10 @@ bool SqliteStore::isBlacklisted(const Bytes& owner, const Bytes& target) {
 bool SqliteStore::addToBlacklist(const Bytes& owner, const Bytes& target) {
     exec("BEGIN IMMEDIATE");
     try {
-        prepare("DELETE FROM friends WHERE owner = ? AND friend = ?").gbkText(1, owner).gbkText(2, target).run();
+        prepare("DELETE FROM friends WHERE owner = ? AND friend = ?")
+            .gbkText(1, owner)
+            .gbkText(2, target)
+            .run();
         prepare("INSERT OR IGNORE INTO blacklist (owner, target) VALUES (?, ?)")
             .gbkText(1, owner)
             .gbkText(2, target)
@@ -412,7 +422,10 @@ bool SqliteStore::addToBlacklist(const Bytes& owner, const Bytes& target) {
 }
 
 bool SqliteStore::removeFromBlacklist(const Bytes& owner, const Bytes& target) {
-    prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?").gbkText(1, owner).gbkText(2, target).run();
+    prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?")
+        .gbkText(1, owner)
+        .gbkText(2, target)
+        .run();
     return sqlite3_changes(db_) > 0;
 }
 
@@ -427,7 +440,8 @@ int64_t SqliteStore::storeMessage(const Bytes& receiver, const Bytes& body) {
 
 std::vector<WaitingMessage> SqliteStore::waitingMessages(const Bytes& receiver, int64_t afterId, int limit) {
     std::vector<WaitingMessage> out;
-    auto& s = prepare("SELECT id, body FROM waiting_messages WHERE receiver = ? AND id > ? ORDER BY id LIMIT ?");
+    auto& s =
+        prepare("SELECT id, body FROM waiting_messages WHERE receiver = ? AND id > ? ORDER BY id LIMIT ?");
     s.gbkText(1, receiver).integer(2, afterId).integer(3, limit);
     while (s.step()) out.push_back({s.columnInt(0), s.columnBlob(1)});
     return out;
@@ -462,7 +476,8 @@ std::vector<Notice> SqliteStore::noticesAfter(int64_t id) {
     auto& s = prepare("SELECT id, kind, text FROM notices WHERE id > ? ORDER BY id");
     s.integer(1, id);
     while (s.step())
-        out.push_back({s.columnInt(0), s.columnInt(1) == 1 ? NoticeKind::Box : NoticeKind::Toast, s.columnGbk(2)});
+        out.push_back(
+            {s.columnInt(0), s.columnInt(1) == 1 ? NoticeKind::Box : NoticeKind::Toast, s.columnGbk(2)});
     return out;
 }
 
@@ -529,8 +544,9 @@ std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server
             "WHERE server = ? AND kept_at >= ? ORDER BY number");
         s.text(1, server).integer(2, now - maxAgeSeconds);
         while (s.step())
-            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1), static_cast<uint32_t>(s.columnInt(2)),
-                           static_cast<uint16_t>(s.columnInt(3)), s.columnInt(4) != 0});
+            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1),
+                           static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
+                           s.columnInt(4) != 0});
         prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
         exec("COMMIT");
     } catch (...) {
@@ -585,7 +601,8 @@ Store::BusRead SqliteStore::eventsAfter(int64_t id, const std::string& exceptOri
     BusRead read;
     read.lastId = std::max(id, lastEventId());
     auto& s = prepare(
-        "SELECT id, origin, kind, account, code, target FROM bus WHERE id > ? AND id <= ? AND origin != ? ORDER BY id");
+        "SELECT id, origin, kind, account, code, target FROM bus WHERE id > ? AND id <= ? AND origin != ? "
+        "ORDER BY id");
     s.integer(1, id).integer(2, read.lastId).text(3, exceptOrigin);
     while (s.step()) {
         BusEvent e;

@@ -14,7 +14,7 @@ struct sqlite3_stmt;
 namespace nq::server {
 
 class SqliteStore : public Store {
-public:
+  public:
     // Opens or creates the database and brings its schema up to date. Throws StoreError with a
     // readable reason when the file cannot be opened or belongs to a newer server.
     explicit SqliteStore(const std::string& path);
@@ -66,7 +66,7 @@ public:
     int64_t lastEventId() override;
     void pruneEvents(int64_t olderThanSeconds) override;
 
-private:
+  private:
     class Statement;
     Statement& prepare(const char* sql);
     void exec(const char* sql);

@@ -96,12 +96,12 @@ struct BusEvent {
 
 // A refused change (a duplicate account, an unknown name): the message is for the user.
 class StoreError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 class Store {
-public:
+  public:
     virtual ~Store() = default;
 
     // Accounts. Names and nicks match exactly, byte for byte.
@@ -113,7 +113,7 @@ public:
 
     // Friend lists are one-way: owner lists friend. Blacklists are kept apart from them.
     virtual std::vector<Contact> friends(const Bytes& owner) = 0;
-    virtual std::vector<Bytes> ownersListing(const Bytes& friendName) = 0;  // who has him as a friend
+    virtual std::vector<Bytes> ownersListing(const Bytes& friendName) = 0;    // who has him as a friend
     virtual bool addFriend(const Bytes& owner, const Bytes& friendName) = 0;  // false: already there
     virtual bool removeFriend(const Bytes& owner, const Bytes& friendName) = 0;
     virtual std::vector<Contact> blacklist(const Bytes& owner) = 0;

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <deque>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -17,7 +17,7 @@
 namespace nq::server {
 
 class UdpSocket {
-public:
+  public:
     static constexpr int kBatch = 64;
     // Client datagrams are small, but a long chat line may exceed one frame; 8 KB leaves room.
     static constexpr size_t kSlot = 8192;
@@ -48,7 +48,7 @@ public:
     bool send(std::deque<Datagram>& queue);
     uint64_t refusedCount() const { return refused_; }
 
-private:
+  private:
     int receiveBatch();
 
     int fd_ = -1;

@@ -93,8 +93,8 @@ TEST(NqserverCommandLine, DemoIsIdempotentAndListsItsAccounts) {
 
 TEST_F(ServerTest, NewAccountsAndPasswordsWorkOnARunningServer) {
     auto& s = launch("127.0.0.55");
-    ASSERT_EQ(s.admin({"user", "add", "小明", "secret", "--nick", "明明", "--head", "m7", "--level", "3", "--coins",
-                       "42"})
+    ASSERT_EQ(s.admin({"user", "add", "小明", "secret", "--nick", "明明", "--head", "m7", "--level", "3",
+                       "--coins", "42"})
                   .status,
               0);
     auto c = client();
@@ -116,10 +116,10 @@ TEST_F(ServerTest, NewAccountsAndPasswordsWorkOnARunningServer) {
 TEST_F(ServerTest, DispatcherSpreadsLoginsOverChatServersInOtherProcesses) {
     // This process is the dispatcher only; two chat servers run beside it on its database and
     // report their session counts there.
-    auto& s = launch("127.0.0.56", {"--role", "dispatcher", "--chat-server", "127.0.0.56:8001", "--chat-server",
-                                    "127.0.0.56:8002"});
-    const std::vector<std::string> chatArgs{"--role", "chat", "--public-host", "127.0.0.56", "--session-timeout",
-                                            "30", "--chat-port"};
+    auto& s = launch("127.0.0.56", {"--role", "dispatcher", "--chat-server", "127.0.0.56:8001",
+                                    "--chat-server", "127.0.0.56:8002"});
+    const std::vector<std::string> chatArgs{
+        "--role", "chat", "--public-host", "127.0.0.56", "--session-timeout", "30", "--chat-port"};
     auto withPort = [&](const char* port) {
         auto args = chatArgs;
         args.push_back(port);
@@ -143,7 +143,8 @@ TEST_F(ServerTest, DispatcherSpreadsLoginsOverChatServersInOtherProcesses) {
             if (l.server == "127.0.0.56:8001") return l.sessions;
         return -1;
     };
-    while (reportedOnA() != 3 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(50ms);
+    while (reportedOnA() != 3 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(50ms);
     ASSERT_EQ(reportedOnA(), 3);
     std::this_thread::sleep_for(1200ms);
 
@@ -163,12 +164,14 @@ TEST_F(ServerTest, DispatcherSpreadsLoginsOverChatServersInOtherProcesses) {
 TEST_F(ServerTest, ChatServersSharingADatabaseActAsOne) {
     // Two chat servers on one database, no dispatcher needed for the test.
     auto& a = launch("127.0.0.57", {"--role", "chat", "--chat-port", "8001", "--session-timeout", "30"});
-    ServerProcess b("127.0.0.57", {"--role", "chat", "--chat-port", "8002", "--session-timeout", "30"}, a.db());
+    ServerProcess b("127.0.0.57", {"--role", "chat", "--chat-port", "8002", "--session-timeout", "30"},
+                    a.db());
     b.start();
     // Each learns of the other from its first load report.
     server::SqliteStore shared(a.db());
     const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (shared.loads().size() < 2 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(50ms);
+    while (shared.loads().size() < 2 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(50ms);
     std::this_thread::sleep_for(1100ms);
 
     auto bob = client();

@@ -21,7 +21,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-Bytes g(std::string_view utf8) { return gbk::fromUtf8(utf8); }
+Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
 
 struct Got {
     FrameHeader header;
@@ -36,7 +38,7 @@ struct Got {
 };
 
 class ChatServiceTest : public ::testing::Test {
-protected:
+  protected:
     ChatServiceTest() {
         char pattern[] = "/tmp/nqserver-chat-XXXXXX";
         folder_ = mkdtemp(pattern);
@@ -69,7 +71,8 @@ protected:
         }
         chat().output().clear();
     }
-    void send(const Endpoint& from, uint16_t type, uint16_t sub, uint16_t code, uint32_t session, const Bytes& body) {
+    void send(const Endpoint& from, uint16_t type, uint16_t sub, uint16_t code, uint32_t session,
+              const Bytes& body) {
         chat().onDatagram(from, encodeFrame({1, type, sub, session, code}, body), now_);
         collect();
     }
@@ -148,7 +151,8 @@ TEST_F(ChatServiceTest, ANoticeBoxOnTheScreenDoesNotCostTheSession) {
 
 TEST_F(ChatServiceTest, ALiveMessageQueuesBehindTheWaitingOnes) {
     const Endpoint alice = client(1), dave = client(4);
-    for (int i = 0; i < 150; ++i) store_->storeMessage("dave", chatBody("bob", "dave", "old " + std::to_string(i)));
+    for (int i = 0; i < 150; ++i)
+        store_->storeMessage("dave", chatBody("bob", "dave", "old " + std::to_string(i)));
     const uint32_t aliceSession = enter(alice, "alice");
     enter(dave, "dave");
     // More wait than one slice from the store: the new line must not overtake them.
@@ -168,7 +172,8 @@ TEST_F(ChatServiceTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
     const uint32_t aliceSession = enter(alice, "alice");
     const uint32_t daveSession = enter(dave, "dave");
     for (int i = 0; i < 20; ++i)
-        send(alice, 2, 1, 0, aliceSession, joinFields({"alice", "dave", std::to_string(i) + std::string(900, '.')}));
+        send(alice, 2, 1, 0, aliceSession,
+             joinFields({"alice", "dave", std::to_string(i) + std::string(900, '.')}));
     const size_t before = messagesTo(dave).size();
     EXPECT_LT(before, 20u);  // the rest are held back for dave's ring
     chat().shutdown(now_);
@@ -217,7 +222,8 @@ TEST_P(RealClientRing, ABacklogNeverOverflowsIt) {
     const Endpoint dave = client(4);
     constexpr int kWaiting = 300;
     for (int i = 0; i < kWaiting; ++i)
-        store_->storeMessage("dave", chatBody("bob", "dave", std::to_string(i) + "#" + std::string(980, '.')));
+        store_->storeMessage("dave",
+                             chatBody("bob", "dave", std::to_string(i) + "#" + std::string(980, '.')));
     const uint32_t session = login(dave, "dave");
     send(dave, 3, 4, 0, session, joinFields({"dave"}));
 

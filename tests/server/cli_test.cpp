@@ -5,7 +5,9 @@
 namespace nq::server {
 namespace {
 
-CommandLine parse(std::initializer_list<std::string_view> args) { return parseCommandLine(std::vector(args)); }
+CommandLine parse(std::initializer_list<std::string_view> args) {
+    return parseCommandLine(std::vector(args));
+}
 
 TEST(CommandLine, ServingIsTheDefaultWithTheDocumentedValues) {
     for (auto line : {parse({}), parse({"serve"})}) {
@@ -25,11 +27,35 @@ TEST(CommandLine, ServingIsTheDefaultWithTheDocumentedValues) {
 }
 
 TEST(CommandLine, EveryServeOptionIsRead) {
-    const auto line = parse({"--address", "127.0.0.5", "--dispatcher-port", "4100", "--chat-port", "8100", "--role",
-                             "dispatcher", "--chat-server", "10.0.0.1:8000", "--chat-server", "chat.example:8001",
-                             "--public-host", "nq.example", "--min-version", "1.2", "--update-target", "pkg",
-                             "--session-timeout", "1.5", "--pace-tick", "20", "--ring-budget", "30000", "--trace",
-                             "--log-level", "debug", "--db", "/tmp/x.db"});
+    const auto line = parse({"--address",
+                             "127.0.0.5",
+                             "--dispatcher-port",
+                             "4100",
+                             "--chat-port",
+                             "8100",
+                             "--role",
+                             "dispatcher",
+                             "--chat-server",
+                             "10.0.0.1:8000",
+                             "--chat-server",
+                             "chat.example:8001",
+                             "--public-host",
+                             "nq.example",
+                             "--min-version",
+                             "1.2",
+                             "--update-target",
+                             "pkg",
+                             "--session-timeout",
+                             "1.5",
+                             "--pace-tick",
+                             "20",
+                             "--ring-budget",
+                             "30000",
+                             "--trace",
+                             "--log-level",
+                             "debug",
+                             "--db",
+                             "/tmp/x.db"});
     EXPECT_EQ(line.db, "/tmp/x.db");
     const auto& o = std::get<ServeOptions>(line.command);
     EXPECT_EQ(o.address, "127.0.0.5");
@@ -50,7 +76,8 @@ TEST(CommandLine, EveryServeOptionIsRead) {
 }
 
 TEST(CommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
-    auto add = parse({"user", "add", "bob", "pw", "--db", "a.db", "--head", "w10", "--level", "4", "--coins", "7"});
+    auto add =
+        parse({"user", "add", "bob", "pw", "--db", "a.db", "--head", "w10", "--level", "4", "--coins", "7"});
     EXPECT_EQ(add.db, "a.db");
     const auto& u = std::get<UserAdd>(add.command);
     EXPECT_EQ(u.name, "bob");
@@ -59,7 +86,8 @@ TEST(CommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
     EXPECT_EQ(u.level, 4);
     EXPECT_EQ(u.coins, 7);
 
-    EXPECT_EQ(std::get<UserPasswd>(parse({"--db", "b.db", "user", "passwd", "bob", "x"}).command).password, "x");
+    EXPECT_EQ(std::get<UserPasswd>(parse({"--db", "b.db", "user", "passwd", "bob", "x"}).command).password,
+              "x");
     EXPECT_TRUE(std::holds_alternative<UserList>(parse({"user", "list"}).command));
     EXPECT_EQ(std::get<MakeFriends>(parse({"friend", "a", "b"}).command).second, "b");
     const auto n = std::get<SendNotice>(parse({"notice", "--box", "hello there"}).command);

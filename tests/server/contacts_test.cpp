@@ -30,10 +30,12 @@ TEST_F(ServerTest, LoginSequenceComesInTheOrderTheClientNeeds) {
     const auto frames = alice->enter(s.chat(), "alice");
     std::vector<std::string> kinds;
     for (const Received& r : frames) kinds.push_back(r.kind());
-    EXPECT_EQ(kinds, (std::vector<std::string>{"(3,4) code 1", "(3,6) code 1", "(3,5) code 2", "(3,4) code 3"}));
+    EXPECT_EQ(kinds,
+              (std::vector<std::string>{"(3,4) code 1", "(3,6) code 1", "(3,5) code 2", "(3,4) code 3"}));
     ASSERT_EQ(frames.size(), 4u);
     // Bare triples, no count in front; the client derives the count from the NULs.
-    EXPECT_EQ(frames[0].fields, fieldsOf({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"}));
+    EXPECT_EQ(frames[0].fields,
+              fieldsOf({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"}));
     EXPECT_EQ(frames[1].fields, fieldsOf({"艾琳", "w1"}));
     EXPECT_TRUE(frames[2].body.empty());
     EXPECT_EQ(frames[3].fields, fieldsOf({"bob", "m2"}));
@@ -166,19 +168,17 @@ TEST_F(ServerTest, ProfileRecordHasTwentyFiveFields) {
     auto& s = launch("127.0.0.34");
     auto alice = client();
     alice->enter(s.chat(), "alice");
-    const std::vector<Bytes> carol = fieldsOf({"carol", "2", "初级会员", "300", "卡罗尔", "w7", "", "22", "0",
-                                               "中华人民共和国", "广东", "广州", "", "", "", "", "", "", "", "",
-                                               "", "", "天秤座", "0", "0"});
+    const std::vector<Bytes> carol = fieldsOf(
+        {"carol", "2", "初级会员", "300", "卡罗尔", "w7", "", "22", "0", "中华人民共和国", "广东", "广州", "",
+         "",      "",  "",         "",    "",       "",   "", "",   "",  "天秤座",         "0",    "0"});
     struct Case {
         const char* what;
         uint16_t code;
         std::string name;
     };
     const Case cases[] = {
-        {"code 1 names an account", 1, "carol"},
-        {"code 3 names an account", 3, "carol"},
-        {"code 4 names a nick", 4, "卡罗尔"},
-        {"code 4 falls back to an account", 4, "carol"},
+        {"code 1 names an account", 1, "carol"},      {"code 3 names an account", 3, "carol"},
+        {"code 4 names a nick", 4, "卡罗尔"},         {"code 4 falls back to an account", 4, "carol"},
         {"code 3 falls back to a nick", 3, "卡罗尔"},
     };
     for (const Case& k : cases) {

@@ -19,8 +19,8 @@ TEST_F(ServerTest, DispatcherAnswersEachLoginByVersionAndPassword) {
         uint16_t code;
     };
     const Case cases[] = {
-        {"a version below the minimum is ordered to update, before the password is looked at", "alice", "wrong",
-         256 + 1, 4},
+        {"a version below the minimum is ordered to update, before the password is looked at", "alice",
+         "wrong", 256 + 1, 4},
         {"version 1.2 with the right password is sent on", "alice", "123456", 256 + 2, 1},
         {"a newer version is sent on as well", "bob", "123456", 2 * 256, 1},
         {"a wrong password is refused", "alice", "654321", 256 + 2, 2},
@@ -52,7 +52,8 @@ TEST_F(ServerTest, DispatcherRedirectLeadsToAWorkingChatLogin) {
     const Received redirect = c->askDispatcher(s.dispatcher(), "alice", "123456");
     ASSERT_EQ(redirect.header.code, 1);
     ASSERT_EQ(redirect.fields.size(), 2u);
-    const Endpoint chat{*server::parseIpv4(redirect.fields[0]), static_cast<uint16_t>(std::stoi(redirect.fields[1]))};
+    const Endpoint chat{*server::parseIpv4(redirect.fields[0]),
+                        static_cast<uint16_t>(std::stoi(redirect.fields[1]))};
     EXPECT_EQ(chat.port, 8123);
 
     const Received login = c->loginChat(chat, "alice");

@@ -7,7 +7,9 @@
 namespace nq::test {
 namespace {
 
-Bytes record(const std::string& time, const std::string& text) { return g("宋体/10/255/" + time + "/" + text); }
+Bytes record(const std::string& time, const std::string& text) {
+    return g("宋体/10/255/" + time + "/" + text);
+}
 
 TEST_F(ServerTest, MessageIsRelayedWithSenderReceiverAndText) {
     auto& s = launch("127.0.0.40");
@@ -71,7 +73,8 @@ TEST_F(ServerTest, WaitingMessagesSurviveARestartAndComeInOrder) {
     s.restart();
     auto dave = client();
     dave->enter(s.chat(), "dave");
-    for (const Bytes& text : sent) EXPECT_EQ(dave->waitFor(2, 1).fields, (std::vector<Bytes>{"alice", "dave", text}));
+    for (const Bytes& text : sent)
+        EXPECT_EQ(dave->waitFor(2, 1).fields, (std::vector<Bytes>{"alice", "dave", text}));
 
     // Delivered means gone: the next login finds nothing waiting.
     dave->send(1, 5, 0, {});

@@ -17,10 +17,12 @@ OutFrame frame(size_t size, int number, uint8_t flags = 0) {
     f.flags = flags;
     return f;
 }
-int numberOf(const OutFrame& f) { return std::stoi(f.bytes.substr(0, f.bytes.find(':'))); }
+int numberOf(const OutFrame& f) {
+    return std::stoi(f.bytes.substr(0, f.bytes.find(':')));
+}
 
 class PacerTest : public ::testing::Test {
-protected:
+  protected:
     std::vector<int> releaseAt(int ms) {
         std::vector<OutFrame> out;
         pacer.release(t0 + milliseconds(ms), out);
@@ -49,10 +51,10 @@ TEST_F(PacerTest, HeldFramesLeaveAsFastAsTheClientIsBelievedToRead) {
         std::vector<int> released;
     };
     const Step steps[] = {
-        {549, {}},          // nothing read yet
-        {550, {48, 49}},    // a tick reads one frame, and one more after our datagrams arrived
+        {549, {}},        // nothing read yet
+        {550, {48, 49}},  // a tick reads one frame, and one more after our datagrams arrived
         {1099, {}},
-        {1100, {50}},       // 48 and 49 came only one tick after the last: no second read sure
+        {1100, {50}},              // 48 and 49 came only one tick after the last: no second read sure
         {2750, {51, 52, 53, 54}},  // a late wake makes up for the frames read meanwhile
     };
     for (const Step& s : steps) {

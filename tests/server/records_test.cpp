@@ -12,7 +12,9 @@
 namespace nq::server {
 namespace {
 
-Bytes g(std::string_view utf8) { return gbk::fromUtf8(utf8); }
+Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
 
 std::vector<Bytes> fieldsOf(std::string_view body) {
     std::vector<Bytes> out;
@@ -24,7 +26,8 @@ std::vector<Bytes> fieldsOf(std::string_view body) {
 
 TEST(Rosters, StopBeforeTheEntryThatWouldNotFitOneFrame) {
     std::vector<Contact> many;
-    for (int i = 0; i < 40; ++i) many.push_back({"friend" + std::to_string(i), g("好友名字很长的人") + std::to_string(i), "w10"});
+    for (int i = 0; i < 40; ++i)
+        many.push_back({"friend" + std::to_string(i), g("好友名字很长的人") + std::to_string(i), "w10"});
     const Bytes roster = friendRoster(many);
     EXPECT_LE(roster.size(), kMaxBody);
     const auto fields = fieldsOf(roster);
@@ -140,9 +143,9 @@ TEST(Names, AccountsAndNicksThatTheClientCanKeep) {
         {"张三(庄主)", false, false},
         {"(庄主)张三", true, true},
         {"", false, false},
-        {"abcdefghijklmnopqrstuvwx", true, true},    // 24 bytes
-        {"abcdefghijklmnopqrstuvwxy", false, false}, // 25
-        {"一二三四五六七八九十一二", true, true},    // 24 bytes in GBK
+        {"abcdefghijklmnopqrstuvwx", true, true},     // 24 bytes
+        {"abcdefghijklmnopqrstuvwxy", false, false},  // 25
+        {"一二三四五六七八九十一二", true, true},     // 24 bytes in GBK
     };
     for (const Case& c : cases) {
         const Bytes name = g(c.utf8);
@@ -156,7 +159,8 @@ TEST(Names, AccountsAndNicksThatTheClientCanKeep) {
 
 TEST(Names, HeadCodesAreTheTwentyPicturesTheClientHas) {
     for (const char* ok : {"m0", "m5", "m9", "w1", "w9", "w10"}) EXPECT_TRUE(isHeadCode(ok)) << ok;
-    for (const char* bad : {"", "m", "w0", "w11", "w12", "m10", "x3", "M3", "m03", "w1 "}) EXPECT_FALSE(isHeadCode(bad)) << bad;
+    for (const char* bad : {"", "m", "w0", "w11", "w12", "m10", "x3", "M3", "m03", "w1 "})
+        EXPECT_FALSE(isHeadCode(bad)) << bad;
 }
 
 TEST(Credentials, SealedDigestMatchesOnlyTheRightLogin) {
@@ -167,7 +171,8 @@ TEST(Credentials, SealedDigestMatchesOnlyTheRightLogin) {
     EXPECT_FALSE(digestMatches(sealed, ""));
     EXPECT_EQ(sealed.find(digest), std::string::npos);
     EXPECT_NE(sealDigest(digest), sealed);  // a fresh salt each time
-    for (const char* junk : {"", "s1$", "s1$salt", digest.c_str(), "s2$salt$abc"}) EXPECT_FALSE(digestMatches(junk, digest));
+    for (const char* junk : {"", "s1$", "s1$salt", digest.c_str(), "s2$salt$abc"})
+        EXPECT_FALSE(digestMatches(junk, digest));
 }
 
 TEST(Versions, CodeIsFirstDigitTimes256PlusLastDigit) {

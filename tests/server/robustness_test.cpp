@@ -19,7 +19,8 @@ TEST_F(ServerTest, FramesFromAnotherAddressOrAStaleSessionAreDropped) {
 
     // alice's session number from another address: neither answered nor acted on.
     mallory->sendFrame(s.chat(), 9, 0, 0, alice->session(), gbkFields({"alice"}));
-    mallory->sendFrame(s.chat(), 2, 1, 0, alice->session(), gbkFields({"alice", "bob", "宋体/10/0/1:00/假的"}));
+    mallory->sendFrame(s.chat(), 2, 1, 0, alice->session(),
+                       gbkFields({"alice", "bob", "宋体/10/0/1:00/假的"}));
     mallory->sendFrame(s.chat(), 1, 5, 0, alice->session(), gbkFields({"alice"}));
     mallory->expectSilence(200ms);
     bob->expectSilence(200ms);

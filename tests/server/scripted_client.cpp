@@ -17,7 +17,9 @@ std::string Received::kind() const {
            std::to_string(header.code);
 }
 
-std::string wireDigest(const std::string& password) { return *passwordDigest(password); }
+std::string wireDigest(const std::string& password) {
+    return *passwordDigest(password);
+}
 
 Bytes gbkFields(std::initializer_list<std::string_view> utf8Fields) {
     Bytes body;
@@ -62,7 +64,8 @@ void ScriptedClient::send(uint16_t type, uint16_t sub, uint16_t code,
 std::optional<Received> ScriptedClient::next(Millis timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (pending_.empty()) {
-        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now()).count();
+        const auto left =
+            std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now()).count();
         if (left <= 0) return std::nullopt;
         pollfd p{fd_, POLLIN, 0};
         if (::poll(&p, 1, static_cast<int>(left)) <= 0) continue;
@@ -94,8 +97,8 @@ Received ScriptedClient::expect(uint16_t type, uint16_t sub, Millis timeout) {
         throw std::runtime_error("expected (" + std::to_string(type) + "," + std::to_string(sub) +
                                  ") but nothing came");
     if (r->header.type != type || r->header.sub != sub)
-        throw std::runtime_error("expected (" + std::to_string(type) + "," + std::to_string(sub) + ") but got " +
-                                 r->kind());
+        throw std::runtime_error("expected (" + std::to_string(type) + "," + std::to_string(sub) +
+                                 ") but got " + r->kind());
     return *r;
 }
 
@@ -105,7 +108,8 @@ Received ScriptedClient::waitFor(uint16_t type, uint16_t sub, Millis timeout) {
         const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
         auto r = next(std::max(left, Millis(0)));
         if (!r)
-            throw std::runtime_error("waited in vain for (" + std::to_string(type) + "," + std::to_string(sub) + ")");
+            throw std::runtime_error("waited in vain for (" + std::to_string(type) + "," +
+                                     std::to_string(sub) + ")");
         if (r->header.type == type && r->header.sub == sub) return *r;
     }
 }

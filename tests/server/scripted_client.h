@@ -30,7 +30,7 @@ struct Received {
 };
 
 class ScriptedClient {
-public:
+  public:
     // Binds an ephemeral port on address (127.0.0.N of the test).
     explicit ScriptedClient(const std::string& address);
     ~ScriptedClient();
@@ -45,7 +45,8 @@ public:
     void sendFrame(const server::Endpoint& to, uint16_t type, uint16_t sub, uint16_t code, uint32_t session,
                    const Bytes& body);
     // A frame to the chat server of the last login, with its session and the own name in front.
-    void send(uint16_t type, uint16_t sub, uint16_t code, std::initializer_list<std::string_view> fieldsAfterOwn);
+    void send(uint16_t type, uint16_t sub, uint16_t code,
+              std::initializer_list<std::string_view> fieldsAfterOwn);
     void keepAlive() { send(9, 0, 0, {}); }
 
     std::optional<Received> next(Millis timeout = 2s);
@@ -57,15 +58,16 @@ public:
     void expectSilence(Millis window, std::optional<std::pair<uint16_t, uint16_t>> kind = std::nullopt);
 
     // Through the dispatcher: the (1,1) reply from port 4000, whatever its code.
-    Received askDispatcher(const server::Endpoint& dispatcher, const std::string& name, const std::string& password,
-                           uint16_t versionCode = 256);
+    Received askDispatcher(const server::Endpoint& dispatcher, const std::string& name,
+                           const std::string& password, uint16_t versionCode = 256);
     // Logs in at the chat server; on success remembers the session. Returns the reply.
-    Received loginChat(const server::Endpoint& chat, const std::string& name, const std::string& password = "123456");
+    Received loginChat(const server::Endpoint& chat, const std::string& name,
+                       const std::string& password = "123456");
     // Login, then the roster exchange up to and including (2,6). Returns the frames before (2,6).
     std::vector<Received> enter(const server::Endpoint& chat, const std::string& name,
                                 const std::string& password = "123456");
 
-private:
+  private:
     int fd_ = -1;
     server::Endpoint local_;
     server::Endpoint chat_;
@@ -79,6 +81,8 @@ private:
 std::string wireDigest(const std::string& password);
 // Joins fields, each closed by a NUL; the texts are UTF-8 and go out in GBK.
 Bytes gbkFields(std::initializer_list<std::string_view> utf8Fields);
-inline Bytes g(std::string_view utf8) { return gbk::fromUtf8(utf8); }
+inline Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
 
 }  // namespace nq::test

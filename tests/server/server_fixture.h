@@ -13,7 +13,7 @@
 namespace nq::test {
 
 class ServerTest : public ::testing::Test {
-protected:
+  protected:
     ServerProcess& launch(const std::string& address, std::vector<std::string> extraArgs = {}) {
         address_ = address;
         server_ = std::make_unique<ServerProcess>(address, std::move(extraArgs));

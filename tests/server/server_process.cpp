@@ -28,8 +28,10 @@ std::string readFile(const std::string& path) {
 pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_CREAT | O_APPEND,
+                                     0644);
     std::vector<char*> argv;
     for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
@@ -136,9 +138,15 @@ void ServerProcess::demo() const {
     if (r.status != 0) throw std::runtime_error("nqserver demo failed: " + r.err);
 }
 
-server::Endpoint ServerProcess::dispatcher() const { return {*server::parseIpv4(address_), 4000}; }
-server::Endpoint ServerProcess::chat() const { return {*server::parseIpv4(address_), chatPort_}; }
+server::Endpoint ServerProcess::dispatcher() const {
+    return {*server::parseIpv4(address_), 4000};
+}
+server::Endpoint ServerProcess::chat() const {
+    return {*server::parseIpv4(address_), chatPort_};
+}
 
-std::string ServerProcess::log() const { return readFile(logPath_); }
+std::string ServerProcess::log() const {
+    return readFile(logPath_);
+}
 
 }  // namespace nq::test

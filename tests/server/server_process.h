@@ -21,10 +21,11 @@ struct AdminResult {
 };
 
 class ServerProcess {
-public:
+  public:
     // address: 127.0.0.N, unique to the test. extraArgs go after the defaults and so win.
     // sharedDb: another process's database, for servers that work together; a fresh one if empty.
-    explicit ServerProcess(std::string address, std::vector<std::string> extraArgs = {}, std::string sharedDb = {});
+    explicit ServerProcess(std::string address, std::vector<std::string> extraArgs = {},
+                           std::string sharedDb = {});
     ~ServerProcess();
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
@@ -53,7 +54,7 @@ public:
     static constexpr double kSessionTimeout = 1.0;
     static constexpr double kPaceTickMs = 20;
 
-private:
+  private:
     std::string address_;
     std::vector<std::string> extraArgs_;
     std::string folder_;

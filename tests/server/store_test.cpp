@@ -9,7 +9,9 @@
 namespace nq::server {
 namespace {
 
-Bytes g(std::string_view utf8) { return gbk::fromUtf8(utf8); }
+Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
 
 Account person(const char* name, const char* nick, const char* head = "m1") {
     Account a;
@@ -21,13 +23,14 @@ Account person(const char* name, const char* nick, const char* head = "m1") {
 }
 
 class StoreTest : public ::testing::Test {
-protected:
+  protected:
     StoreTest() {
         char pattern[] = "/tmp/nqserver-store-XXXXXX";
         folder_ = mkdtemp(pattern);
         path_ = folder_ + "/store.db";
         store_ = std::make_unique<SqliteStore>(path_);
-        for (auto [n, k] : {std::pair{"alice", "爱丽丝"}, {"bob", "鲍勃"}, {"carol", "卡罗尔"}, {"dave", "戴夫"}})
+        for (auto [n, k] :
+             {std::pair{"alice", "爱丽丝"}, {"bob", "鲍勃"}, {"carol", "卡罗尔"}, {"dave", "戴夫"}})
             store_->createAccount(person(n, k));
     }
     ~StoreTest() override {
@@ -57,8 +60,9 @@ TEST_F(StoreTest, AccountKeepsEveryProfileFieldInGbk) {
     a.signature = g("签名/带斜杠");
     a.age = 33;
     a.sex = 0;
-    Bytes* texts[] = {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone,
-                      &a.mobile, &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign};
+    Bytes* texts[] = {&a.country,  &a.province,     &a.city,      &a.email,    &a.address,
+                      &a.postcode, &a.phone,        &a.mobile,    &a.realName, &a.school,
+                      &a.work,     &a.zodiacAnimal, &a.bloodType, &a.starSign};
     int i = 0;
     for (Bytes* t : texts) *t = g("字段" + std::to_string(i++));
     a.setting = 2;
