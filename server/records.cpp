@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <vector>
 
 #include "server/names.h"
 #include "session/fields.h"
@@ -15,45 +16,51 @@ std::string int16Text(int64_t v) {
     return std::to_string(std::clamp<int64_t>(v, -32768, 32767));
 }
 
+// The fields one contact takes in each roster.
+using RosterFields = std::vector<std::string_view> (*)(const Contact&);
+std::vector<std::string_view> friendFields(const Contact& c) {
+    return {c.account, c.head, c.nick};
+}
+std::vector<std::string_view> onlineFields(const Contact& c) {
+    return {c.account, c.head};
+}
+std::vector<std::string_view> blacklistFields(const Contact& c) {
+    return {c.nick, c.head};
+}
+
+size_t entrySize(const Contact& c, RosterFields fieldsOf) {
+    size_t n = 0;
+    for (auto f : fieldsOf(c)) n += f.size() + 1;
+    return n;
+}
+
+// As many whole entries as one frame carries, in order.
+Bytes roster(std::span<const Contact> contacts, RosterFields fieldsOf) {
+    Bytes body;
+    for (const Contact& c : contacts) {
+        if (body.size() + entrySize(c, fieldsOf) > kMaxBody) break;
+        for (auto f : fieldsOf(c)) appendField(body, f);
+    }
+    return body;
+}
+
 }  // namespace
 
 size_t rosterEntrySize(const Contact& c) {
-    return c.account.size() + c.head.size() + c.nick.size() + 3;
+    return entrySize(c, friendFields);
 }
-
 size_t blacklistEntrySize(const Contact& c) {
-    return c.nick.size() + c.head.size() + 2;
+    return entrySize(c, blacklistFields);
 }
 
 Bytes friendRoster(std::span<const Contact> friends) {
-    Bytes body;
-    for (const Contact& c : friends) {
-        if (body.size() + rosterEntrySize(c) > kMaxBody) break;
-        appendField(body, c.account);
-        appendField(body, c.head);
-        appendField(body, c.nick);
-    }
-    return body;
+    return roster(friends, friendFields);
 }
-
 Bytes onlineRoster(std::span<const Contact> online) {
-    Bytes body;
-    for (const Contact& c : online) {
-        if (body.size() + c.account.size() + c.head.size() + 2 > kMaxBody) break;
-        appendField(body, c.account);
-        appendField(body, c.head);
-    }
-    return body;
+    return roster(online, onlineFields);
 }
-
 Bytes blacklistRoster(std::span<const Contact> entries) {
-    Bytes body;
-    for (const Contact& c : entries) {
-        if (body.size() + blacklistEntrySize(c) > kMaxBody) break;
-        appendField(body, c.nick);
-        appendField(body, c.head);
-    }
-    return body;
+    return roster(entries, blacklistFields);
 }
 
 Bytes profileRecord(const Account& a) {

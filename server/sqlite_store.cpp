@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <type_traits>
 #include <unordered_map>
 
 namespace nq::server {
@@ -222,6 +223,25 @@ void SqliteStore::exec(const char* sql) {
     }
 }
 
+// Runs body between BEGIN IMMEDIATE and COMMIT; anything it throws rolls back.
+template <typename Body>
+auto SqliteStore::transaction(Body&& body) {
+    exec("BEGIN IMMEDIATE");
+    try {
+        if constexpr (std::is_void_v<decltype(body())>) {
+            body();
+            exec("COMMIT");
+        } else {
+            auto result = body();
+            exec("COMMIT");
+            return result;
+        }
+    } catch (...) {
+        exec("ROLLBACK");
+        throw;
+    }
+}
+
 SqliteStore::Statement& SqliteStore::prepare(const char* sql) {
     auto& slot = cache_->statements[sql];
     if (!slot) slot = std::make_unique<Statement>(db_, sql);
@@ -244,15 +264,10 @@ void SqliteStore::migrate() {
         throw StoreError("schema version " + std::to_string(have) + " is newer than this server's " +
                          std::to_string(want));
     for (int v = have; v < want; ++v) {
-        exec("BEGIN IMMEDIATE");
-        try {
+        transaction([&] {
             exec(kMigrations[v]);
             exec(("PRAGMA user_version=" + std::to_string(v + 1)).c_str());
-            exec("COMMIT");
-        } catch (...) {
-            exec("ROLLBACK");
-            throw;
-        }
+        });
     }
 }
 
@@ -355,24 +370,9 @@ std::vector<Bytes> SqliteStore::ownersListing(const Bytes& friendName) {
 }
 
 bool SqliteStore::addFriend(const Bytes& owner, const Bytes& friendName) {
-    exec("BEGIN IMMEDIATE");
-    try {
-        // A friend is never blacklisted as well: the client would ask about it mid-roster.
-        prepare("DELETE FROM blacklist WHERE owner = ? AND target = ?")
-            .gbkText(1, owner)
-            .gbkText(2, friendName)
-            .run();
-        prepare("INSERT OR IGNORE INTO friends (owner, friend) VALUES (?, ?)")
-            .gbkText(1, owner)
-            .gbkText(2, friendName)
-            .run();
-        const bool added = sqlite3_changes(db_) > 0;
-        exec("COMMIT");
-        return added;
-    } catch (...) {
-        exec("ROLLBACK");
-        throw;
-    }
+    // A friend is never blacklisted as well: the client would ask about it mid-roster.
+    return putOnList(owner, friendName, "DELETE FROM blacklist WHERE owner = ? AND target = ?",
+                     "INSERT OR IGNORE INTO friends (owner, friend) VALUES (?, ?)");
 }
 
 bool SqliteStore::removeFriend(const Bytes& owner, const Bytes& friendName) {
@@ -402,23 +402,16 @@ bool SqliteStore::isBlacklisted(const Bytes& owner, const Bytes& target) {
 }
 
 bool SqliteStore::addToBlacklist(const Bytes& owner, const Bytes& target) {
-    exec("BEGIN IMMEDIATE");
-    try {
-        prepare("DELETE FROM friends WHERE owner = ? AND friend = ?")
-            .gbkText(1, owner)
-            .gbkText(2, target)
-            .run();
-        prepare("INSERT OR IGNORE INTO blacklist (owner, target) VALUES (?, ?)")
-            .gbkText(1, owner)
-            .gbkText(2, target)
-            .run();
-        const bool added = sqlite3_changes(db_) > 0;
-        exec("COMMIT");
-        return added;
-    } catch (...) {
-        exec("ROLLBACK");
-        throw;
-    }
+    return putOnList(owner, target, "DELETE FROM friends WHERE owner = ? AND friend = ?",
+                     "INSERT OR IGNORE INTO blacklist (owner, target) VALUES (?, ?)");
+}
+
+bool SqliteStore::putOnList(const Bytes& owner, const Bytes& other, const char* takeOff, const char* putOn) {
+    return transaction([&] {
+        prepare(takeOff).gbkText(1, owner).gbkText(2, other).run();
+        prepare(putOn).gbkText(1, owner).gbkText(2, other).run();
+        return sqlite3_changes(db_) > 0;
+    });
 }
 
 bool SqliteStore::removeFromBlacklist(const Bytes& owner, const Bytes& target) {
@@ -449,14 +442,9 @@ std::vector<WaitingMessage> SqliteStore::waitingMessages(const Bytes& receiver, 
 
 void SqliteStore::deleteMessages(std::span<const int64_t> ids) {
     if (ids.empty()) return;
-    exec("BEGIN IMMEDIATE");
-    try {
+    transaction([&] {
         for (int64_t id : ids) prepare("DELETE FROM waiting_messages WHERE id = ?").integer(1, id).run();
-        exec("COMMIT");
-    } catch (...) {
-        exec("ROLLBACK");
-        throw;
-    }
+    });
 }
 
 int64_t SqliteStore::queueNotice(NoticeKind kind, const Bytes& text) {
@@ -511,8 +499,7 @@ std::vector<ServerLoad> SqliteStore::loads() {
 
 void SqliteStore::keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) {
     const auto now = static_cast<int64_t>(std::time(nullptr));
-    exec("BEGIN IMMEDIATE");
-    try {
+    transaction([&] {
         prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
         for (const KeptSession& k : sessions) {
             auto& s = prepare(
@@ -527,18 +514,13 @@ void SqliteStore::keepSessions(const std::string& server, const std::vector<Kept
             s.integer(7, now);
             s.run();
         }
-        exec("COMMIT");
-    } catch (...) {
-        exec("ROLLBACK");
-        throw;
-    }
+    });
 }
 
 std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) {
     const auto now = static_cast<int64_t>(std::time(nullptr));
     std::vector<KeptSession> out;
-    exec("BEGIN IMMEDIATE");
-    try {
+    transaction([&] {
         auto& s = prepare(
             "SELECT number, account, address, port, ready FROM kept_sessions "
             "WHERE server = ? AND kept_at >= ? ORDER BY number");
@@ -548,11 +530,7 @@ std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server
                            static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
                            s.columnInt(4) != 0});
         prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
-        exec("COMMIT");
-    } catch (...) {
-        exec("ROLLBACK");
-        throw;
-    }
+    });
     return out;
 }
 

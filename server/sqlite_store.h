@@ -71,6 +71,9 @@ class SqliteStore : public Store {
     Statement& prepare(const char* sql);
     void exec(const char* sql);
     void migrate();
+    template <typename Body>
+    auto transaction(Body&& body);
+    bool putOnList(const Bytes& owner, const Bytes& other, const char* takeOff, const char* putOn);
     std::optional<Account> accountWhere(const char* sql, const Bytes& key);
 
     sqlite3* db_ = nullptr;
