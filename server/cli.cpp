@@ -47,9 +47,12 @@ double positive(const std::string& text, std::string_view option) {
     return v;
 }
 
+// Texts that travel in a frame to the client: well within one frame's 999 bytes.
+constexpr size_t kMaxTextOption = 200;
+
 ChatTarget chatTarget(const std::string& text) {
     const size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon == 0)
+    if (colon == std::string::npos || colon == 0 || colon > kMaxTextOption)
         throw UsageError("--chat-server wants HOST:PORT, not \"" + text + "\"");
     ChatTarget t;
     t.host = text.substr(0, colon);
@@ -84,6 +87,8 @@ ServeOptions parseServe(Args& a) {
         } else if (opt == "--public-host") {
             o.publicHost = a.value(opt);
             if (o.publicHost.empty()) throw UsageError("--public-host is empty");
+            if (o.publicHost.size() > kMaxTextOption)
+                throw UsageError("--public-host is longer than " + std::to_string(kMaxTextOption) + " bytes");
         } else if (opt == "--min-version") {
             o.minVersion = a.value(opt);
             if (!versionCodeOf(o.minVersion))
@@ -91,6 +96,9 @@ ServeOptions parseServe(Args& a) {
                                  o.minVersion + "\"");
         } else if (opt == "--update-target") {
             o.updateTarget = a.value(opt);
+            if (o.updateTarget.size() > kMaxTextOption)
+                throw UsageError("--update-target is longer than " + std::to_string(kMaxTextOption) +
+                                 " bytes");
         } else if (opt == "--session-timeout") {
             o.sessionTimeoutSeconds = positive(a.value(opt), opt);
         } else if (opt == "--pace-tick") {

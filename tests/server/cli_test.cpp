@@ -98,6 +98,8 @@ TEST(CommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
 }
 
 TEST(CommandLine, ContradictionsAreRefused) {
+    // Texts that would travel to the client in a frame must leave room in it.
+    static const std::string kLongText(201, 'h');
     const std::vector<std::vector<std::string_view>> bad = {
         {"--role", "both", "--chat-port", "4000"},
         {"--ring-budget", "100"},
@@ -106,6 +108,8 @@ TEST(CommandLine, ContradictionsAreRefused) {
         {"--session-timeout", "abc"},
         {"--chat-server", "host:0"},
         {"--public-host", ""},
+        {"--public-host", std::string_view(kLongText)},
+        {"--update-target", std::string_view(kLongText)},
         {"user", "list", "extra"},
         {"demo", "now"},
         {"friend", "a", "--nick", "b"},
