@@ -9,7 +9,7 @@ CommandLine parse(std::initializer_list<std::string_view> args) {
     return parseCommandLine(std::vector(args));
 }
 
-TEST(CommandLine, ServingIsTheDefaultWithTheDocumentedValues) {
+TEST(ServeCommandLine, ServingIsTheDefaultWithTheDocumentedValues) {
     for (auto line : {parse({}), parse({"serve"})}) {
         EXPECT_EQ(line.db, "nqserver.db");
         const auto& o = std::get<ServeOptions>(line.command);
@@ -26,7 +26,7 @@ TEST(CommandLine, ServingIsTheDefaultWithTheDocumentedValues) {
     }
 }
 
-TEST(CommandLine, EveryServeOptionIsRead) {
+TEST(ServeCommandLine, EveryServeOptionIsRead) {
     const auto line = parse({"--address",
                              "127.0.0.5",
                              "--dispatcher-port",
@@ -75,7 +75,7 @@ TEST(CommandLine, EveryServeOptionIsRead) {
     EXPECT_EQ(o.logLevel, LogLevel::Debug);
 }
 
-TEST(CommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
+TEST(ServeCommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
     auto add =
         parse({"user", "add", "bob", "pw", "--db", "a.db", "--head", "w10", "--level", "4", "--coins", "7"});
     EXPECT_EQ(add.db, "a.db");
@@ -97,7 +97,7 @@ TEST(CommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
     EXPECT_TRUE(std::holds_alternative<ShowHelp>(parse({"user", "--help"}).command));
 }
 
-TEST(CommandLine, ContradictionsAreRefused) {
+TEST(ServeCommandLine, ContradictionsAreRefused) {
     // Texts that would travel to the client in a frame must leave room in it.
     static const std::string kLongText(201, 'h');
     const std::vector<std::vector<std::string_view>> bad = {

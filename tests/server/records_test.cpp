@@ -24,7 +24,7 @@ std::vector<Bytes> fieldsOf(std::string_view body) {
     return out;
 }
 
-TEST(Rosters, StopBeforeTheEntryThatWouldNotFitOneFrame) {
+TEST(RosterBodies, StopBeforeTheEntryThatWouldNotFitOneFrame) {
     std::vector<Contact> many;
     for (int i = 0; i < 40; ++i)
         many.push_back({"friend" + std::to_string(i), g("好友名字很长的人") + std::to_string(i), "w10"});
@@ -119,7 +119,7 @@ TEST(CutGbk, NeverSplitsACharacterNorLeavesAHalfOne) {
     for (const Case& c : cases) EXPECT_EQ(cutGbk(c.text, c.max), c.expected) << c.max;
 }
 
-TEST(Names, AccountsAndNicksThatTheClientCanKeep) {
+TEST(NameRules, AccountsAndNicksThatTheClientCanKeep) {
     struct Case {
         const char* utf8;
         bool account;
@@ -157,7 +157,7 @@ TEST(Names, AccountsAndNicksThatTheClientCanKeep) {
     EXPECT_EQ(gbkExactly("问?"), g("问?"));
 }
 
-TEST(Names, HeadCodesAreTheTwentyPicturesTheClientHas) {
+TEST(NameRules, HeadCodesAreTheTwentyPicturesTheClientHas) {
     for (const char* ok : {"m0", "m5", "m9", "w1", "w9", "w10"}) EXPECT_TRUE(isHeadCode(ok)) << ok;
     for (const char* bad : {"", "m", "w0", "w11", "w12", "m10", "x3", "M3", "m03", "w1 "})
         EXPECT_FALSE(isHeadCode(bad)) << bad;
@@ -175,7 +175,7 @@ TEST(Credentials, SealedDigestMatchesOnlyTheRightLogin) {
         EXPECT_FALSE(digestMatches(junk, digest));
 }
 
-TEST(Versions, CodeIsFirstDigitTimes256PlusLastDigit) {
+TEST(VersionCodes, CodeIsFirstDigitTimes256PlusLastDigit) {
     EXPECT_EQ(versionCodeOf("1.0"), 256);
     EXPECT_EQ(versionCodeOf("2.3"), 2 * 256 + 3);
     for (const char* bad : {"", "1", "1.", "1.10", "a.b", "1,0"}) EXPECT_FALSE(versionCodeOf(bad)) << bad;

@@ -22,9 +22,9 @@ Account person(const char* name, const char* nick, const char* head = "m1") {
     return a;
 }
 
-class StoreTest : public ::testing::Test {
+class SqliteStoreTest : public ::testing::Test {
   protected:
-    StoreTest() {
+    SqliteStoreTest() {
         char pattern[] = "/tmp/nqserver-store-XXXXXX";
         folder_ = mkdtemp(pattern);
         path_ = folder_ + "/store.db";
@@ -33,7 +33,7 @@ class StoreTest : public ::testing::Test {
              {std::pair{"alice", "爱丽丝"}, {"bob", "鲍勃"}, {"carol", "卡罗尔"}, {"dave", "戴夫"}})
             store_->createAccount(person(n, k));
     }
-    ~StoreTest() override {
+    ~SqliteStoreTest() override {
         store_.reset();
         std::system(("rm -rf '" + folder_ + "'").c_str());
     }
@@ -52,7 +52,7 @@ class StoreTest : public ::testing::Test {
     std::unique_ptr<SqliteStore> store_;
 };
 
-TEST_F(StoreTest, AccountKeepsEveryProfileFieldInGbk) {
+TEST_F(SqliteStoreTest, AccountKeepsEveryProfileFieldInGbk) {
     Account a = person("小明", "明明", "w10");
     a.name = g("小明");
     a.level = 7;
@@ -86,7 +86,7 @@ TEST_F(StoreTest, AccountKeepsEveryProfileFieldInGbk) {
     EXPECT_FALSE(store_->account(g("明明")));             // a nick is not an account
 }
 
-TEST_F(StoreTest, NamesAndNicksAreUnique) {
+TEST_F(SqliteStoreTest, NamesAndNicksAreUnique) {
     try {
         store_->createAccount(person("alice", "另一个"));
         FAIL() << "a second alice was made";
@@ -102,7 +102,7 @@ TEST_F(StoreTest, NamesAndNicksAreUnique) {
     EXPECT_THROW(store_->setDigest("nobody", "x"), StoreError);
 }
 
-TEST_F(StoreTest, FriendListsAreOneWayAndKeepTheirOrder) {
+TEST_F(SqliteStoreTest, FriendListsAreOneWayAndKeepTheirOrder) {
     EXPECT_TRUE(store_->addFriend("alice", "dave"));
     EXPECT_TRUE(store_->addFriend("alice", "bob"));
     EXPECT_TRUE(store_->addFriend("alice", "carol"));
@@ -120,7 +120,7 @@ TEST_F(StoreTest, FriendListsAreOneWayAndKeepTheirOrder) {
     EXPECT_EQ(friendNames("alice"), (std::vector<Bytes>{"dave", "carol"}));
 }
 
-TEST_F(StoreTest, FriendsAndBlacklistExcludeEachOther) {
+TEST_F(SqliteStoreTest, FriendsAndBlacklistExcludeEachOther) {
     store_->addFriend("alice", "bob");
     EXPECT_TRUE(store_->addToBlacklist("alice", "bob"));
     EXPECT_TRUE(friendNames("alice").empty());
@@ -134,7 +134,7 @@ TEST_F(StoreTest, FriendsAndBlacklistExcludeEachOther) {
     EXPECT_FALSE(store_->removeFromBlacklist("alice", "bob"));
 }
 
-TEST_F(StoreTest, WaitingMessagesComeOldestFirstInSlicesAndSurviveReopening) {
+TEST_F(SqliteStoreTest, WaitingMessagesComeOldestFirstInSlicesAndSurviveReopening) {
     std::vector<int64_t> ids;
     for (int i = 0; i < 5; ++i) ids.push_back(store_->storeMessage("bob", "m" + std::to_string(i)));
     store_->storeMessage("carol", "other");
@@ -155,7 +155,7 @@ TEST_F(StoreTest, WaitingMessagesComeOldestFirstInSlicesAndSurviveReopening) {
     EXPECT_EQ(store_->waitingMessages("carol", 0, 10).size(), 1u);
 }
 
-TEST_F(StoreTest, NoticesAndLoadsAreSharedThroughTheFile) {
+TEST_F(SqliteStoreTest, NoticesAndLoadsAreSharedThroughTheFile) {
     const int64_t before = store_->lastNoticeId();
     const int64_t id = store_->queueNotice(NoticeKind::Box, g("维护"));
     SqliteStore other(path_);  // another process, as the admin command is
@@ -177,7 +177,7 @@ TEST_F(StoreTest, NoticesAndLoadsAreSharedThroughTheFile) {
     EXPECT_EQ(other.loads().size(), 1u);
 }
 
-TEST_F(StoreTest, SchemaIsVersionedAndANewerOneIsRefused) {
+TEST_F(SqliteStoreTest, SchemaIsVersionedAndANewerOneIsRefused) {
     EXPECT_EQ(store_->schemaVersion(), SqliteStore::kSchemaVersion);
     store_.reset();
     sqlite3* db = nullptr;
