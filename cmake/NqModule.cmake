@@ -13,7 +13,6 @@ function(nq_add_test)
   cmake_parse_arguments(T "" "NAME" "SOURCES;DEPS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE nq::test_support ${T_DEPS})
-  gtest_discover_tests(${T_NAME}
-    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;NQ_BIN_DIR=${PROJECT_BINARY_DIR}"
-    DISCOVERY_TIMEOUT 30)
+  # The shared main sets QT_QPA_PLATFORM and NQ_BIN_DIR, so a test runs the same from ctest or by hand.
+  gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 30)
 endfunction()

@@ -54,7 +54,9 @@ size_t rosterSize(Store& store, const Bytes& owner) {
 
 // Makes a and b friends of each other, within what one roster frame carries.
 void befriend(Store& store, const Account& a, const Account& b) {
-    for (auto [owner, other] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
+    for (const auto& pair : {std::pair{&a, &b}, std::pair{&b, &a}}) {
+        const Account* owner = pair.first;
+        const Account* other = pair.second;
         const auto friends = store.friends(owner->name);
         const bool already = std::any_of(friends.begin(), friends.end(),
                                          [&](const Contact& c) { return c.account == other->name; });

@@ -1,6 +1,7 @@
 // nqchat's own command line, run as a process: what a user sees for help and for mistakes, and
 // the exit status scripts rely on.
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 #include <QProcess>
@@ -17,7 +18,7 @@ struct Outcome {
 Outcome nqchat(const QStringList& args, const QProcessEnvironment& env) {
     QProcess p;
     p.setProcessEnvironment(env);
-    p.start(QString::fromUtf8(NQ_BUILD_BIN_DIR) + "/src/app/nqchat", args);
+    p.start(QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR")) + "/src/app/nqchat", args);
     Outcome r;
     if (!p.waitForFinished(10000)) {
         p.kill();

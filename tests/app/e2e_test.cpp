@@ -23,11 +23,8 @@ constexpr int kTickMs = 50;
 // md5hex(md5hex("123456")), what User.ini keeps for a remembered password.
 constexpr const char* kDigest = "14e1b600b1fd579f47433b88e8d85291";
 
-// NQ_BIN_DIR from the test's environment, else the build tree this test was built in.
-QString binDir() {
-    if (const char* dir = std::getenv("NQ_BIN_DIR"); dir && *dir) return QString::fromLocal8Bit(dir);
-    return QString::fromUtf8(NQ_BUILD_BIN_DIR);
-}
+// The build tree: the shared test main sets NQ_BIN_DIR unless the caller points elsewhere.
+QString binDir() { return QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR")); }
 
 // A child process whose stderr is collected as it comes.
 class Child {

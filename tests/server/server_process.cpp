@@ -50,13 +50,7 @@ std::string makeFolder() {
 
 }  // namespace
 
-std::string nqserverPath() {
-    if (const char* dir = std::getenv("NQ_BIN_DIR")) {
-        const std::string path = std::string(dir) + "/server/nqserver";
-        if (access(path.c_str(), X_OK) == 0) return path;
-    }
-    return NQSERVER_PATH;
-}
+std::string nqserverPath() { return std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver"; }
 
 AdminResult runNqserver(const std::vector<std::string>& args) {
     static const std::string folder = makeFolder();

@@ -198,6 +198,17 @@ TEST(ParsePacket, FrameEndingExactlyAtTheRingEndIsClosedThere) {
     EXPECT_EQ(w.Buf_head, 0);
 }
 
+TEST(ParsePacket, HeaderOnlyFrameInTheLastBytesHasNoBody) {
+    // An empty frame whose header fills the ring's last 22 bytes ends where its header ends;
+    // it must not read the whole ring round as its body.
+    WireState w;
+    placeAt(w, kRingSize - 22, encodeFrame({.seq = 5, .type = 9}, ""));
+    ParsePacket(w);
+    EXPECT_EQ(w.head.Type, 9.0f);
+    EXPECT_TRUE(w.msgBody.empty());
+    EXPECT_EQ(w.Buf_head, 0);
+}
+
 TEST(ParsePacket, TrailByteBelow0x10IsPartOfTheCharacter) {
     WireState w;
     placeAt(w, 0, encodeFrame({.seq = 1, .type = 8, .sub = 2}, Bytes("\x81\x05" "A", 3)));
