@@ -181,6 +181,13 @@ void Session::registerSessionLeaves() {
             s.onLoggedInElsewhere();
         }
     });
+    // The roster's arrival ends the login: the contact pages replace the login panel. The
+    // contact model registers its own leaf over this one, which also fills the lists.
+    handlers.on(3, 4, [](Session& s) {
+        if (s.head.Code != 1.0f && s.head.Code != 2.0f) return;
+        s.view().setStatus(2, "状态：在线");
+        s.view().showMainFrame();
+    });
     handlers.on(1, 2, [](Session&) {});
     handlers.on(1, 3, [](Session&) {});
     handlers.on(8, 1, [](Session& s) {

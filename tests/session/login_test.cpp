@@ -73,6 +73,15 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     EXPECT_EQ(roster.header.session, 0x00ABCDEFu);
     EXPECT_EQ(roster.header.seq, 10) << "numbering follows the server's 9";
     EXPECT_EQ(roster.body, joinFields({"alice"}));
+    EXPECT_EQ(h.view.frame, "loginFrame") << "the login panel stays up until the roster arrives";
+
+    h.fromChat({.seq = 10, .type = 3, .sub = 4, .session = 0x00ABCDEF, .code = 3}, joinFields({"bob", "m1"}));
+    h.tick();
+    EXPECT_EQ(h.view.frame, "loginFrame") << "the online list is no roster";
+    h.fromChat({.seq = 11, .type = 3, .sub = 4, .session = 0x00ABCDEF, .code = 2}, "");
+    h.tick();
+    EXPECT_EQ(h.view.frame, "mainframe");
+    EXPECT_EQ(h.view.status[2], "状态：在线");
 }
 
 TEST(Login, RefusedByDispatcherOrByChatServer) {
