@@ -188,6 +188,10 @@ void Session::registerSessionLeaves() {
         s.view().setStatus(2, "状态：在线");
         s.view().showMainFrame();
     });
+    // The end of the group roster asks for what follows the rosters, without the gate.
+    handlers.on(3, 5, [](Session& s) {
+        if (s.head.Code != 1.0f) s.queueFrame(2, 6, 0, s.ownNameBody());
+    });
     handlers.on(1, 2, [](Session&) {});
     handlers.on(1, 3, [](Session&) {});
     handlers.on(8, 1, [](Session& s) {

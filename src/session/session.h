@@ -126,8 +126,10 @@ public:
     // Timing of timer_Peng in ms; end-to-end tests compress time with a shorter tick.
     static constexpr int kTickMs = 500;
 
-private:
+    // The smallest client body: own login name, NUL.
     Bytes ownNameBody() const;
+
+private:
     void trace(const char* direction, const char* channel, const Bytes& datagram) const;
     bool bindUpdateSocket(const std::string& host);
     void startLogin(const Bytes& name, const Bytes& body, const std::string& ver, const std::string& server);

@@ -82,6 +82,13 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     h.tick();
     EXPECT_EQ(h.view.frame, "mainframe");
     EXPECT_EQ(h.view.status[2], "状态：在线");
+
+    h.fromChat({.seq = 12, .type = 3, .sub = 5, .session = 0x00ABCDEF, .code = 2}, "");
+    h.tick(2);  // queued by the leaf, which restarts sendIdle: it leaves with the next tick
+    const auto more = h.expect(h.chat);
+    EXPECT_EQ(more.header.type, 2);
+    EXPECT_EQ(more.header.sub, 6);
+    EXPECT_EQ(more.body, joinFields({"alice"}));
 }
 
 TEST(Login, RefusedByDispatcherOrByChatServer) {
