@@ -581,6 +581,19 @@ Bytes CIniFile::GetIniKey1(std::string_view section, std::string_view key) const
     return out;
 }
 
+namespace {
+// Removes the marked lines and rebuilds the section index over what is left.
+void dropLines(Document& doc, const std::vector<bool>& drop) {
+    std::vector<Line> kept;
+    kept.reserve(doc.lines.size());
+    for (size_t i = 0; i < doc.lines.size(); ++i) {
+        if (!drop[i]) kept.push_back(std::move(doc.lines[i]));
+    }
+    doc.lines = std::move(kept);
+    doc.reindex();
+}
+}  // namespace
+
 bool CIniFile::DelIniKey(std::string_view section, std::string_view key) {
     const Names n = lookupNames(section, key);
     if (n.section.empty() || n.key.empty()) return true;
@@ -597,13 +610,7 @@ bool CIniFile::DelIniKey(std::string_view section, std::string_view key) {
             }
         }
         if (!any) return false;
-        std::vector<Line> kept;
-        kept.reserve(doc.lines.size());
-        for (size_t i = 0; i < doc.lines.size(); ++i) {
-            if (!drop[i]) kept.push_back(std::move(doc.lines[i]));
-        }
-        doc.lines = std::move(kept);
-        doc.reindex();
+        dropLines(doc, drop);
         return true;
     });
 }
@@ -621,13 +628,7 @@ bool CIniFile::DelIniSec(std::string_view section) {
             any = true;
         }
         if (!any) return false;
-        std::vector<Line> kept;
-        kept.reserve(doc.lines.size());
-        for (size_t i = 0; i < doc.lines.size(); ++i) {
-            if (!drop[i]) kept.push_back(std::move(doc.lines[i]));
-        }
-        doc.lines = std::move(kept);
-        doc.reindex();
+        dropLines(doc, drop);
         return true;
     });
 }

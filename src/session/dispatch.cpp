@@ -4,7 +4,9 @@
 
 namespace nq {
 
-void DispatchTable::on(int type, int sub, Handler handler) { leaves_[{type, sub}] = std::move(handler); }
+void DispatchTable::on(int type, int sub, Handler handler) {
+    leaves_[{type, sub}] = std::move(handler);
+}
 
 bool DispatchTable::dispatch(Session& session, float type, float sub) const {
     if (type != std::floor(type) || sub != std::floor(sub)) return false;

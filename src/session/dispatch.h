@@ -14,7 +14,7 @@ class Session;
 using Handler = std::function<void(Session&)>;
 
 class DispatchTable {
-public:
+  public:
     // Registers a leaf for a frame kind. kAnySub covers every sub of a family that does not
     // look at its sub (keep-alive answers, direct-link set-up). A later registration replaces.
     static constexpr int kAnySub = -1;
@@ -26,7 +26,7 @@ public:
 
     bool has(int type, int sub) const { return leaves_.count({type, sub}) != 0; }
 
-private:
+  private:
     std::map<std::pair<int, int>, Handler> leaves_;
 };
 

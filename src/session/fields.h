@@ -18,12 +18,12 @@ std::optional<Bytes> cutField(Bytes& body);
 
 // Reads fields one after another without copying. The body must outlive the reader.
 class FieldReader {
-public:
+  public:
     explicit FieldReader(std::string_view body) : rest_(body) {}
     std::optional<std::string_view> next();
     std::string_view rest() const { return rest_; }
 
-private:
+  private:
     std::string_view rest_;
 };
 

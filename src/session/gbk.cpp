@@ -1,7 +1,7 @@
 #include "session/gbk.h"
 
-#include <cerrno>
 #include <iconv.h>
+#include <cerrno>
 
 namespace nq {
 namespace {
@@ -9,7 +9,7 @@ namespace {
 // iconv handles carry shift state and are not thread-safe; one pair per thread is cheap
 // and keeps the server's worker threads (if any) and the fuzzers independent.
 class Converter {
-public:
+  public:
     Converter(const char* to, const char* from) : cd_(iconv_open(to, from)) {}
     ~Converter() {
         if (cd_ != reinterpret_cast<iconv_t>(-1)) iconv_close(cd_);
@@ -30,7 +30,7 @@ public:
         return true;
     }
 
-private:
+  private:
     iconv_t cd_;
 };
 

@@ -114,7 +114,8 @@ bool Session::bindUpdateSocket(const std::string& host) {
     return false;
 }
 
-void Session::startLogin(const Bytes& name, const Bytes& body, const std::string& ver, const std::string& server) {
+void Session::startLogin(const Bytes& name, const Bytes& body, const std::string& ver,
+                         const std::string& server) {
     if (!bindUpdateSocket(server)) return;
     loginBody = body;
     viaDispatcher = true;

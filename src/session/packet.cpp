@@ -20,7 +20,9 @@ inline void put32(uint8_t* p, uint32_t v) {
     p[3] = static_cast<uint8_t>(v);
 }
 
-inline int floatToInt(float f) { return static_cast<int>(std::lrint(f)); }
+inline int floatToInt(float f) {
+    return static_cast<int>(std::lrint(f));
+}
 
 inline uint32_t sessionBytes(double session) {
     if (!(session >= 0) || session > 4294967295.0) return 0;
@@ -72,7 +74,9 @@ inline uint64_t load64(const uint8_t* p) {
 }
 
 // 0x80 in every byte of x that is zero, nothing elsewhere (no carries between bytes).
-inline uint64_t zeroBytes(uint64_t x) { return ~(((x & kLow7Bits) + kLow7Bits) | x | kLow7Bits); }
+inline uint64_t zeroBytes(uint64_t x) {
+    return ~(((x & kLow7Bits) + kLow7Bits) | x | kLow7Bits);
+}
 
 // Number of bytes of 0x80 and up that directly precede end, looking no further back than
 // begin. Such a run starts on a character border (the byte before it, below 0x80, always

@@ -17,7 +17,7 @@ enum class BoxIcon { None, Critical, Exclamation, Information, Question };
 enum class BoxAnswer { Ok, Cancel };
 
 class PlatformServices {
-public:
+  public:
     virtual ~PlatformServices() = default;
 
     // A modal message box. It holds the caller (and so the pump) until answered.

@@ -13,7 +13,7 @@ namespace nq {
 
 class QtUdpSocket : public QObject, public DatagramSocket {
     Q_OBJECT
-public:
+  public:
     explicit QtUdpSocket(QObject* parent = nullptr);
     void close() override;
     int bind(uint16_t localPort) override;
@@ -22,7 +22,7 @@ public:
 
     uint16_t localPort() const { return socket_.localPort(); }
 
-private:
+  private:
     void readAll();
     void flushPending();
 
@@ -36,12 +36,12 @@ private:
 };
 
 class QtTimer : public Timer {
-public:
+  public:
     QtTimer(int intervalMs, std::function<void()> onTick);
     void setEnabled(bool on) override;
     bool enabled() const override { return timer_.isActive(); }
 
-private:
+  private:
     QTimer timer_;
 };
 

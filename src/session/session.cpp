@@ -28,10 +28,18 @@ Session::Session(std::string programFolder, PlatformServices& services, SessionV
     registerSessionLeaves();
 }
 
-std::string Session::sysIni() const { return programFolder_ + "/Sys.ini"; }
-std::string Session::userIni() const { return programFolder_ + "/User.ini"; }
-std::string Session::soundPath(const std::string& file) const { return programFolder_ + "/sound/" + file; }
-std::string Session::updaterPath() const { return programFolder_ + "/update"; }
+std::string Session::sysIni() const {
+    return programFolder_ + "/Sys.ini";
+}
+std::string Session::userIni() const {
+    return programFolder_ + "/User.ini";
+}
+std::string Session::soundPath(const std::string& file) const {
+    return programFolder_ + "/sound/" + file;
+}
+std::string Session::updaterPath() const {
+    return programFolder_ + "/update";
+}
 
 std::string Session::userFolder() const {
     // The folder carries the account's name as typed; on Linux file names are UTF-8, and a
@@ -54,7 +62,9 @@ void Session::InitGlobals() {
     localPort = static_cast<uint16_t>(7000 + rng_() % 1000);
 }
 
-Bytes Session::ownNameBody() const { return joinFields({myName}); }
+Bytes Session::ownNameBody() const {
+    return joinFields({myName});
+}
 
 void Session::queueFrame(float type, float sub, float code, const Bytes& body) {
     PacketHead h;
@@ -91,8 +101,12 @@ void Session::writeSetting(const std::string& file, const char* key, const Bytes
     ini.WriteIniKey(kSetting, key, value);
 }
 
-void Session::remPwdClicked(bool checked) { writeSetting(userIni(), "isrempwd", checked ? "1" : "0"); }
-void Session::autoRunClicked(bool checked) { writeSetting(userIni(), "OutoRun", checked ? "1" : "0"); }
+void Session::remPwdClicked(bool checked) {
+    writeSetting(userIni(), "isrempwd", checked ? "1" : "0");
+}
+void Session::autoRunClicked(bool checked) {
+    writeSetting(userIni(), "OutoRun", checked ? "1" : "0");
+}
 
 void Session::ensureUserFolder() {
     std::error_code ec;

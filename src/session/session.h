@@ -19,16 +19,16 @@ namespace nq {
 
 // Hooks through which later subsystems join the session's fixed sequences. Each is optional.
 struct SessionHooks {
-    std::function<void()> loadFromfile;   // after login: fill the lists from the cache, ask for the roster
-    std::function<void()> applyHotkey;    // after login: register the stored hotkey
-    std::function<void()> unreadScan;     // every tick: blink while messages wait
-    std::function<void()> saveQuit;       // at exit while online
-    std::function<bool()> inPublicRoom;   // at exit: whether sendQuitRoom is due
-    std::function<void()> afterLogout;    // 注销: subsystems forget the session's windows and lists
+    std::function<void()> loadFromfile;  // after login: fill the lists from the cache, ask for the roster
+    std::function<void()> applyHotkey;   // after login: register the stored hotkey
+    std::function<void()> unreadScan;    // every tick: blink while messages wait
+    std::function<void()> saveQuit;      // at exit while online
+    std::function<bool()> inPublicRoom;  // at exit: whether sendQuitRoom is due
+    std::function<void()> afterLogout;   // 注销: subsystems forget the session's windows and lists
 };
 
 class Session : public WireState {
-public:
+  public:
     static constexpr const char* kPasswordPlaceholder = "31415926";
     static constexpr int kDispatcherPort = 4000;
     static constexpr int kChatPortOffset = 321;
@@ -129,7 +129,7 @@ public:
     // The smallest client body: own login name, NUL.
     Bytes ownNameBody() const;
 
-private:
+  private:
     void trace(const char* direction, const char* channel, const Bytes& datagram) const;
     bool bindUpdateSocket(const std::string& host);
     void startLogin(const Bytes& name, const Bytes& body, const std::string& ver, const std::string& server);

@@ -9,7 +9,7 @@ namespace nq {
 enum class InfoColor { Black, Red };
 
 class SessionView {
-public:
+  public:
     virtual ~SessionView() = default;
 
     // The login boxes txtName and txtPassword.
@@ -26,10 +26,10 @@ public:
     virtual void setRememberChecked(bool checked) = 0;  // cb_remPwd
     virtual void setAutoRunChecked(bool checked) = 0;   // cb_autoRun
 
-    virtual void setLoginEnabled(bool enabled) = 0;   // com_login
-    virtual void setCancelEnabled(bool enabled) = 0;  // com_cancle
+    virtual void setLoginEnabled(bool enabled) = 0;                      // com_login
+    virtual void setCancelEnabled(bool enabled) = 0;                     // com_cancle
     virtual void setInfo(const std::string& text, InfoColor color) = 0;  // lbInfo
-    virtual void setStatus(int panel, const std::string& text) = 0;     // status bar panels 1 and 2
+    virtual void setStatus(int panel, const std::string& text) = 0;      // status bar panels 1 and 2
 
     virtual void showLoginFrame() = 0;  // loginFrame on top, shown
     virtual void showMainFrame() = 0;   // the contact pages replace the login panel

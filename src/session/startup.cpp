@@ -45,7 +45,8 @@ AppOptions parseAppOptions(const std::vector<std::string>& args) {
     return o;
 }
 
-std::string resolveProgramFolder(const std::string& homeOption, const char* envHome, const std::string& exeDir) {
+std::string resolveProgramFolder(const std::string& homeOption, const char* envHome,
+                                 const std::string& exeDir) {
     if (!homeOption.empty()) return homeOption;
     if (envHome && *envHome) return envHome;
     return exeDir;
@@ -75,7 +76,8 @@ std::optional<TwipsPosition> parsePosition(std::string_view value) {
     const size_t c2 = value.find(',', c1 + 1);
     TwipsPosition p;
     p.left = toNumber(value.substr(0, c1));
-    p.top = toNumber(value.substr(c1 + 1, c2 == std::string_view::npos ? std::string_view::npos : c2 - c1 - 1));
+    p.top =
+        toNumber(value.substr(c1 + 1, c2 == std::string_view::npos ? std::string_view::npos : c2 - c1 - 1));
     if (!(p.left > 0)) return std::nullopt;
     return p;
 }

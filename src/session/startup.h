@@ -12,17 +12,18 @@ namespace nq {
 // Our own options come off the command line first; what remains is the line the game hall
 // passes ("name$digest$mode$"), joined with blanks.
 struct AppOptions {
-    std::string home;       // --home DIR
-    bool trace = false;     // --trace
-    int tickMs = 500;       // --tick-ms N, for time-compressed end-to-end runs
-    std::string rest;       // the hall's command line, untrimmed
-    std::string error;      // non-empty when the options were bad
+    std::string home;    // --home DIR
+    bool trace = false;  // --trace
+    int tickMs = 500;    // --tick-ms N, for time-compressed end-to-end runs
+    std::string rest;    // the hall's command line, untrimmed
+    std::string error;   // non-empty when the options were bad
     bool help = false;
 };
 AppOptions parseAppOptions(const std::vector<std::string>& args);
 
 // The program folder: --home, else $NQCHAT_HOME, else the executable's folder.
-std::string resolveProgramFolder(const std::string& homeOption, const char* envHome, const std::string& exeDir);
+std::string resolveProgramFolder(const std::string& homeOption, const char* envHome,
+                                 const std::string& exeDir);
 
 // Three fields cut off the trimmed line, each closed by "$": name, digest, hall command.
 // A missing "$" leaves the field empty. An empty line is no hall start.

@@ -18,7 +18,7 @@ inline constexpr int kErrOther = 1;
 // A datagram socket with a settable remote end, like the socket controls the login logic
 // expects: bind to a local port, set where datagrams go, send, hear what arrives.
 class DatagramSocket {
-public:
+  public:
     virtual ~DatagramSocket() = default;
     virtual void close() = 0;
     // 0 on success, kErrAddressInUse when the port is taken, another number otherwise.
@@ -31,7 +31,7 @@ public:
 };
 
 class Timer {
-public:
+  public:
     virtual ~Timer() = default;
     virtual void setEnabled(bool on) = 0;
     virtual bool enabled() const = 0;

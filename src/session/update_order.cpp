@@ -12,8 +12,8 @@ void Session::startUpdater() {
 
     // One "$"-closed line: what the dispatcher put last, two empty places, where we live,
     // and the fixed values the updater expects.
-    std::string line = gbk::toUtf8(fields[7]) + "$$$" + programFolder_ + "$NQChatUpdate.exe$1$0$" +
-                       kUpdateHost + "$1080$";
+    std::string line =
+        gbk::toUtf8(fields[7]) + "$$$" + programFolder_ + "$NQChatUpdate.exe$1$0$" + kUpdateHost + "$1080$";
     if (!services_.startDetached(updaterPath(), {line})) return;
     view_.unloadMainForm();
 }

@@ -99,13 +99,7 @@ class FormRig {
 
     ScriptedPeer& dispatcher() { return *dispatcher_; }
     ScriptedPeer& chatServer() { return *chat_; }
-    OwnedFrame expect(ScriptedPeer& peer) {
-        auto r = peer.receive(2000);
-        if (!r) throw std::runtime_error("no datagram arrived at the peer");
-        auto f = firstFrame(r->data);
-        if (!f) throw std::runtime_error("the datagram holds no frame");
-        return *f;
-    }
+    OwnedFrame expect(ScriptedPeer& peer) { return expectFrame(peer); }
 
     // Through the login panel as a user: type, click, then the dispatcher redirects and the
     // chat server accepts. Ends online with the roster request taken off the wire.

@@ -9,7 +9,9 @@
 namespace nq::test {
 namespace {
 
-Bytes loginBodyOf(const std::string& name, const std::string& digest) { return joinFields({name, digest}); }
+Bytes loginBodyOf(const std::string& name, const std::string& digest) {
+    return joinFields({name, digest});
+}
 
 TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     SessionHarness h("127.0.0.6");
@@ -272,7 +274,8 @@ TEST(Login, UpdateOrderStartsTheUpdaterAndUnloads) {
     EXPECT_EQ(h.view.mainFormUnloads, 1);
 
     h.fromDispatcher(4, joinFields({"a", "b"}));
-    EXPECT_EQ(h.services.starts[2].args[0].substr(0, 3), "$$$") << "a short order leaves the first place empty";
+    EXPECT_EQ(h.services.starts[2].args[0].substr(0, 3), "$$$")
+        << "a short order leaves the first place empty";
 }
 
 TEST(Login, LogoutSendsTheQuitFrameAtOnce) {

@@ -68,7 +68,10 @@ TEST(SendPacket, ACharacterWithAThreeDigitValueStoresNothing) {
     // A lead byte followed by a trail below 0x10 formed a three-hex-digit value, which the
     // builder skipped while the length still counted it: the frame ends in zero padding.
     WireState w;
-    const Bytes frame = sendOne(w, kind(2, 1), Bytes("\x81\x05" "A", 3));
+    const Bytes frame = sendOne(w, kind(2, 1),
+                                Bytes("\x81\x05"
+                                      "A",
+                                      3));
     ASSERT_EQ(frame.size(), 25u);
     EXPECT_EQ(frame.substr(22), Bytes("A\0\0", 3));
 }
@@ -111,7 +114,8 @@ TEST(Sequence, KeepAliveIsNumberedLikeAnyFrame) {
     w.seqCounter = 9;
     w.sessionId = 5;
     const Bytes frame = buildKeepAlive(w, "bob");
-    EXPECT_EQ(frame, hexBytes({0, 10, 0, 26, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 'b', 'o', 'b', 0}));
+    EXPECT_EQ(frame, hexBytes({0, 10, 0, 26, 0, 9, 0, 0, 0, 0,   0,   0,   0,
+                               0, 0,  0, 0,  0, 0, 5, 0, 0, 'b', 'o', 'b', 0}));
     EXPECT_FALSE(w.sendPending) << "the keep-alive bypasses the send ring";
 }
 
@@ -211,9 +215,14 @@ TEST(ParsePacket, HeaderOnlyFrameInTheLastBytesHasNoBody) {
 
 TEST(ParsePacket, TrailByteBelow0x10IsPartOfTheCharacter) {
     WireState w;
-    placeAt(w, 0, encodeFrame({.seq = 1, .type = 8, .sub = 2}, Bytes("\x81\x05" "A", 3)));
+    placeAt(w, 0,
+            encodeFrame({.seq = 1, .type = 8, .sub = 2}, Bytes("\x81\x05"
+                                                               "A",
+                                                               3)));
     ParsePacket(w);
-    EXPECT_EQ(w.msgBody, Bytes("\x81\x05" "A", 3));
+    EXPECT_EQ(w.msgBody, Bytes("\x81\x05"
+                               "A",
+                               3));
 }
 
 TEST(ParsePacket, OneDatagramWithTwoFramesParsesOneAtATime) {

@@ -35,7 +35,9 @@ TEST(Gbk, CharactersOutsideGbkBecomeQuestionMarks) {
     EXPECT_EQ(gbk::fromUtf8("a😀b"), "a?b");
     EXPECT_EQ(gbk::fromUtf8("€"), "?");
     EXPECT_EQ(gbk::fromUtf8("\xE4\xB8"), "?");  // cut UTF-8 sequence
-    EXPECT_EQ(gbk::toUtf8("\xFF\xFF" "a"), "?a");
+    EXPECT_EQ(gbk::toUtf8("\xFF\xFF"
+                          "a"),
+              "?a");
     EXPECT_EQ(gbk::toUtf8("ab\x81"), "ab?");
 }
 
@@ -76,7 +78,8 @@ TEST(Fields, JunkNumbersReadAsZero) {
     struct Case {
         const char* text;
         double value;
-    } cases[] = {{"12", 12}, {" 7", 7}, {"-3", -3}, {"12abc", 12}, {"abc", 0}, {"", 0}, {"2.5", 2.5}, {"+4", 4}};
+    } cases[] = {{"12", 12}, {" 7", 7}, {"-3", -3},   {"12abc", 12},
+                 {"abc", 0}, {"", 0},   {"2.5", 2.5}, {"+4", 4}};
     for (const auto& c : cases) EXPECT_DOUBLE_EQ(toNumber(c.text), c.value) << c.text;
 }
 
@@ -95,8 +98,8 @@ TEST(HeadCode, OnlineAndOfflineIndices) {
         int online;
         int offline;
     } cases[] = {
-        {"m0", 1, 21}, {"m3", 4, 24}, {"m9", 10, 30}, {"w1", 11, 31},  {"w10", 20, 40},
-        {"m12", 13, 33}, {"w5", 15, 35}, {"", 10, 30},  {"m", 1, 21}, {"mx", 1, 21},
+        {"m0", 1, 21},   {"m3", 4, 24},  {"m9", 10, 30}, {"w1", 11, 31}, {"w10", 20, 40},
+        {"m12", 13, 33}, {"w5", 15, 35}, {"", 10, 30},   {"m", 1, 21},   {"mx", 1, 21},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(headOnlineIndex(c.code), c.online) << c.code;

@@ -30,7 +30,7 @@ struct RecordedStart {
 };
 
 class RecordingServices : public PlatformServices {
-public:
+  public:
     BoxAnswer messageBox(const std::string& text, const std::string& title, BoxButtons buttons,
                          BoxIcon icon) override {
         boxes.push_back({text, title, buttons, icon});

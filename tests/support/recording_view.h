@@ -9,13 +9,16 @@
 namespace nq::test {
 
 class RecordingView : public SessionView {
-public:
+  public:
     std::string nameText() const override { return name; }
     void setNameText(const std::string& t) override { name = t; }
     std::string passwordText() const override { return password; }
     void setPasswordText(const std::string& t) override { password = t; }
     void setInputsEnabled(bool e) override { inputsEnabled = e; }
-    void selectNameText() override { focus = "txtName"; ++nameSelections; }
+    void selectNameText() override {
+        focus = "txtName";
+        ++nameSelections;
+    }
     void focusName() override { focus = "txtName"; }
     void selectPasswordText() override { focus = "txtPassword"; }
     void focusPassword() override { focus = "txtPassword"; }
@@ -45,11 +48,11 @@ public:
 };
 
 class FakeTimer : public Timer {
-public:
+  public:
     void setEnabled(bool on) override { on_ = on; }
     bool enabled() const override { return on_; }
 
-private:
+  private:
     bool on_ = false;
 };
 

@@ -22,7 +22,7 @@ struct Received {
 };
 
 class ScriptedPeer {
-public:
+  public:
     ScriptedPeer(const std::string& ip, uint16_t port) {
         fd_ = ::socket(AF_INET, SOCK_DGRAM, 0);
         sockaddr_in a{};
@@ -57,7 +57,7 @@ public:
         ::sendto(fd_, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     }
 
-private:
+  private:
     int fd_ = -1;
     sockaddr_in last_{};
 };

@@ -43,11 +43,21 @@ inline std::optional<OwnedFrame> firstFrame(const Bytes& datagram) {
     return OwnedFrame{f->header, f->len, Bytes(f->body), datagram};
 }
 
+// The first frame of the next datagram at the peer; a test that waits in vain fails loudly.
+inline OwnedFrame expectFrame(ScriptedPeer& peer) {
+    auto r = peer.receive(2000);
+    if (!r) throw std::runtime_error("no datagram arrived at the peer");
+    auto f = firstFrame(r->data);
+    if (!f) throw std::runtime_error("the datagram holds no frame");
+    return *f;
+}
+
 class SessionHarness {
-public:
+  public:
     static constexpr uint16_t kChatPort = 8000;
 
-    explicit SessionHarness(const std::string& ip) : ip(ip), dispatcher(ip, Session::kDispatcherPort), chat(ip, kChatPort) {
+    explicit SessionHarness(const std::string& ip)
+        : ip(ip), dispatcher(ip, Session::kDispatcherPort), chat(ip, kChatPort) {
         home = dir.path().toStdString();
         writeIni("Sys.ini", "Server", ip);
         session = std::make_unique<Session>(home, services, view, updateSocket, chatSocket, timer);
@@ -81,19 +91,14 @@ public:
         }
     }
 
-    OwnedFrame expect(ScriptedPeer& peer) {
-        auto r = peer.receive(2000);
-        if (!r) throw std::runtime_error("no datagram arrived at the peer");
-        auto f = firstFrame(r->data);
-        if (!f) throw std::runtime_error("the datagram holds no frame");
-        return *f;
-    }
+    OwnedFrame expect(ScriptedPeer& peer) { return expectFrame(peer); }
     bool nothingAt(ScriptedPeer& peer, int ms = 30) { return !peer.receive(ms); }
 
     void fromDispatcher(uint16_t code, const Bytes& body, uint16_t type = 1) {
         const int before = dispatcherArrivals;
         dispatcher.reply(encodeFrame({.seq = 1, .type = type, .sub = 1, .code = code}, body));
-        if (!waitFor([&] { return dispatcherArrivals > before; })) throw std::runtime_error("dispatcher reply lost");
+        if (!waitFor([&] { return dispatcherArrivals > before; }))
+            throw std::runtime_error("dispatcher reply lost");
     }
     void fromChat(const Bytes& datagram) {
         const int before = chatArrivals;
