@@ -310,7 +310,7 @@ void writeRaw(const std::string& path, const Bytes& bytes) {
 }
 
 TEST(Login, JunkSettingsFilesFallBackToDefaults) {
-    SessionHarness h("127.0.0.29");
+    SessionHarness h("127.0.0.69");
     Bytes junk;
     uint32_t x = 99;
     for (int i = 0; i < 4000; ++i) {

@@ -57,7 +57,7 @@ TEST(Pump, AnEmptyRetryHostSendsNowhereAndTheScheduleGoesOn) {
 }
 
 TEST(Pump, KeepAliveEvery21TicksAndSessionLossAfter16Unanswered) {
-    SessionHarness h("127.0.0.20");
+    SessionHarness h("127.0.0.70");
     Session& s = *h.session;
     h.login();
 
@@ -116,7 +116,7 @@ TEST(Pump, KeepAliveEvery21TicksAndSessionLossAfter16Unanswered) {
 }
 
 TEST(Pump, AnsweredKeepAlivesHoldTheSessionAndDoubleAnswersGiveGrace) {
-    SessionHarness h("127.0.0.21");
+    SessionHarness h("127.0.0.61");
     Session& s = *h.session;
     h.login();
     for (int i = 0; i < 21 * 20; ++i) {
@@ -134,7 +134,7 @@ TEST(Pump, AnsweredKeepAlivesHoldTheSessionAndDoubleAnswersGiveGrace) {
 }
 
 TEST(Pump, SecondLossSkipsTheToastAndResendsFirstAt40) {
-    SessionHarness h("127.0.0.22");
+    SessionHarness h("127.0.0.62");
     Session& s = *h.session;
     h.login();
     s.pengMissed = 16;
@@ -163,7 +163,7 @@ TEST(Pump, SecondLossSkipsTheToastAndResendsFirstAt40) {
 }
 
 TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrains) {
-    SessionHarness h("127.0.0.23");
+    SessionHarness h("127.0.0.63");
     Session& s = *h.session;
     h.login();
     int handled = 0;
@@ -190,7 +190,7 @@ TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrains) {
 }
 
 TEST(Pump, GatedSenderLosesItsRequestSilently) {
-    SessionHarness h("127.0.0.24");
+    SessionHarness h("127.0.0.64");
     Session& s = *h.session;
     h.login();
     EXPECT_TRUE(s.queueFrameGated(3, 1, 1, joinFields({"alice", "bob"})));
@@ -202,7 +202,7 @@ TEST(Pump, GatedSenderLosesItsRequestSilently) {
 }
 
 TEST(Pump, ReplyWaitTimesOutWithTheLongerLimitAfterLogin) {
-    SessionHarness h("127.0.0.25");
+    SessionHarness h("127.0.0.65");
     Session& s = *h.session;
     h.login();
     const int carried = s.waitTicks;
@@ -223,7 +223,7 @@ TEST(Pump, ReplyWaitTimesOutWithTheLongerLimitAfterLogin) {
 }
 
 TEST(Dispatch, SystemNoticesKeepAliveAndDirectLinkLeaves) {
-    SessionHarness h("127.0.0.26");
+    SessionHarness h("127.0.0.66");
     Session& s = *h.session;
     h.login();
     const FrameHeader notice{.seq = 2, .type = 8, .sub = 1, .session = kSession};
@@ -261,7 +261,7 @@ TEST(Dispatch, SystemNoticesKeepAliveAndDirectLinkLeaves) {
 }
 
 TEST(Dispatch, PoisonedFrameRunsThePreviousLeafAgain) {
-    SessionHarness h("127.0.0.27");
+    SessionHarness h("127.0.0.67");
     Session& s = *h.session;
     h.login();
     int runs = 0;
@@ -279,7 +279,7 @@ TEST(Dispatch, PoisonedFrameRunsThePreviousLeafAgain) {
 }
 
 TEST(Dispatch, GarbageFromTheServerNeverStopsThePump) {
-    SessionHarness h("127.0.0.28");
+    SessionHarness h("127.0.0.68");
     Session& s = *h.session;
     h.login();
     uint32_t x = 7;
