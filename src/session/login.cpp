@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "contacts/ini_file.h"
 #include "session/digest.h"
 #include "session/fields.h"
 #include "session/head_code.h"
@@ -58,11 +57,7 @@ void Session::restoreLoginPanel(const std::string& commandLine) {
     timer_.setEnabled(true);
     view_.setNameText(gbk::toUtf8(hall->name));
     view_.setPasswordText(kPasswordPlaceholder);
-    std::string ver = readSetting(sysIni(), "Ver");
-    if (ver.empty()) ver = "1.0";
-    std::string server = readSetting(sysIni(), "Server");
-    if (server.empty()) server = kDefaultServer;
-    startLogin(hall->name, joinFields({hall->name, hall->digest}), ver, server);
+    startLogin(hall->name, joinFields({hall->name, hall->digest}));
 }
 
 void Session::comLoginClick() {
@@ -82,10 +77,6 @@ void Session::comLoginClick() {
     view_.setLoginEnabled(false);
     view_.setCancelEnabled(true);
 
-    std::string ver = readSetting(sysIni(), "Ver");
-    if (ver.empty()) ver = "1.0";
-    std::string server = readSetting(sysIni(), "Server");
-    if (server.empty()) server = kDefaultServer;
     const Bytes stored = readSetting(userIni(), "Password");
 
     Bytes body;
@@ -99,7 +90,7 @@ void Session::comLoginClick() {
         body = stored.empty() ? loginBody : joinFields({name, stored});
     }
     timer_.setEnabled(true);
-    startLogin(name, body, ver, server);
+    startLogin(name, body);
 }
 
 bool Session::bindUpdateSocket(const std::string& host) {
@@ -114,33 +105,38 @@ bool Session::bindUpdateSocket(const std::string& host) {
     return false;
 }
 
-void Session::startLogin(const Bytes& name, const Bytes& body, const std::string& ver,
-                         const std::string& server) {
+std::string Session::clientVersion() {
+    const std::string ver = readSetting(sysIni(), "Ver");
+    return ver.empty() ? "1.0" : ver;
+}
+
+void Session::showAwaitingVerification(const std::string& name) {
+    view_.setInfo("正在等待服务器验证，请稍侯。。。", InfoColor::Black);
+    view_.setStatus(1, "用户:" + name);
+    view_.setStatus(2, "状态：等待验证");
+    view_.setInputsEnabled(false);
+}
+
+void Session::startLogin(const Bytes& name, const Bytes& body) {
+    std::string server = readSetting(sysIni(), "Server");
+    if (server.empty()) server = kDefaultServer;
     if (!bindUpdateSocket(server)) return;
     loginBody = body;
     viaDispatcher = true;
-    queueFrame(1, 1, static_cast<float>(versionCode(ver)), body);
-    view_.setInfo("正在等待服务器验证，请稍侯。。。", InfoColor::Black);
-    view_.setStatus(1, "用户:" + gbk::toUtf8(name));
-    view_.setStatus(2, "状态：等待验证");
-    view_.setInputsEnabled(false);
+    queueFrame(1, 1, static_cast<float>(versionCode(clientVersion())), body);
+    showAwaitingVerification(gbk::toUtf8(name));
     waitDispatcher = true;
 }
 
 void Session::retryDispatcher(const char* serverKey) {
-    std::string ver = readSetting(sysIni(), "Ver");
-    if (ver.empty()) ver = "1.0";
     const std::string host = readSetting(sysIni(), serverKey);
     // The retry binds the next port up, so a lingering reply to the first port is not read.
     update_.close();
     update_.setRemote(host, kDispatcherPort);
     if (update_.bind(static_cast<uint16_t>(localPort + 1)) != 0) return;
     viaDispatcher = true;
-    queueFrame(1, 1, static_cast<float>(versionCode(ver)), loginBody);
-    view_.setInfo("正在等待服务器验证，请稍侯。。。", InfoColor::Black);
-    view_.setStatus(1, "用户:" + view_.nameText());
-    view_.setStatus(2, "状态：等待验证");
-    view_.setInputsEnabled(false);
+    queueFrame(1, 1, static_cast<float>(versionCode(clientVersion())), loginBody);
+    showAwaitingVerification(view_.nameText());
 }
 
 void Session::updateDataArrival(const Bytes& datagram) {
@@ -239,16 +235,18 @@ void Session::comCancleClick() {
 void Session::sendQuit() {
     if (!online) return;
     useStamp = false;
-    queueFrame(1, 5, 0, ownNameBody());
-    sendPending = false;
-    sendNow(takeFromSendRing(*this, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize)));
+    sendAtOnce(1, 5, 0, ownNameBody());
     online = false;
 }
 
 void Session::sendQuitRoom() {
-    queueFrame(2, 7, 4, ownNameBody());
+    sendAtOnce(2, 7, 4, ownNameBody());
+}
+
+void Session::sendAtOnce(float type, float sub, float code, const Bytes& body) {
+    queueFrame(type, sub, code, body);
     sendPending = false;
-    sendNow(takeFromSendRing(*this, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize)));
+    sendNow(pullQueuedFrame());
 }
 
 void Session::logout() {

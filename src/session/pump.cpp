@@ -45,7 +45,7 @@ void Session::HandleServerMessage() {
 
 void Session::transmitPending() {
     sendQueueFree = false;
-    const Bytes datagram = takeFromSendRing(*this, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize));
+    const Bytes datagram = pullQueuedFrame();
     sendDone = false;
     if (viaDispatcher) {
         viaDispatcher = false;

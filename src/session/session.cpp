@@ -57,8 +57,7 @@ void Session::InitGlobals() {
     reverifyTicks = dispatchTicks = waitTicks = blinkTicks = 0;
     sendDone = viaDispatcher = online = reverifying = waitDispatcher = waitReply = waitLogin = false;
     queueActive = false;
-    const auto ticks = services_.now().time_since_epoch().count();
-    rng_.seed(static_cast<uint32_t>(ticks ^ (ticks >> 32)));
+    reseed();
     localPort = static_cast<uint16_t>(7000 + rng_() % 1000);
 }
 
@@ -79,6 +78,11 @@ bool Session::queueFrameGated(float type, float sub, float code, const Bytes& bo
     if (!sendQueueFree) return false;
     queueFrame(type, sub, code, body);
     return true;
+}
+
+Bytes Session::pullQueuedFrame() {
+    // sendBody gives the length; the blacklist move pads it to cover both of its frames.
+    return takeFromSendRing(*this, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize));
 }
 
 void Session::sendNow(const Bytes& datagram) {

@@ -132,7 +132,11 @@ class Session : public WireState {
   private:
     void trace(const char* direction, const char* channel, const Bytes& datagram) const;
     bool bindUpdateSocket(const std::string& host);
-    void startLogin(const Bytes& name, const Bytes& body, const std::string& ver, const std::string& server);
+    void startLogin(const Bytes& name, const Bytes& body);
+    std::string clientVersion();  // Sys.ini "Ver", "1.0" when empty
+    void showAwaitingVerification(const std::string& name);
+    void sendAtOnce(float type, float sub, float code, const Bytes& body);  // past the tick
+    Bytes pullQueuedFrame();  // what one transmission takes out of the send ring
     void retryDispatcher(const char* serverKey);
     void giveUpDispatcher();
     void keepAliveStep();
