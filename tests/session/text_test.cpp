@@ -83,10 +83,39 @@ TEST(Fields, JunkNumbersReadAsZero) {
     for (const auto& c : cases) EXPECT_DOUBLE_EQ(toNumber(c.text), c.value) << c.text;
 }
 
-TEST(Digest, Md5VectorsAndTheDoubleDigest) {
-    EXPECT_EQ(Md5Hex(""), "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_EQ(Md5Hex("abc"), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_EQ(Md5Hex("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
+TEST(Digest, Md5MatchesTheReferenceVectors) {
+    // RFC 1321's suite, then lengths either side of where padding spills into a second block.
+    struct Case {
+        std::string input;
+        const char* hex;
+    } cases[] = {
+        {"", "d41d8cd98f00b204e9800998ecf8427e"},
+        {"a", "0cc175b9c0f1b6a831c399e269772661"},
+        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+         "57edf4a22be3c955ac49da2e2107b67a"},
+        {std::string(55, 'a'), "ef1772b6dff9a122358552954ad0df65"},
+        {std::string(56, 'a'), "3b0c8ac703f828b04c6c197006d17218"},
+        {std::string(57, 'a'), "652b906d60af96844ebd21b674f35e93"},
+        {std::string(63, 'a'), "b06521f39153d618550606be297466d5"},
+        {std::string(64, 'a'), "014842d480b571495a4a0363793f7367"},
+        {std::string(65, 'a'), "c743a45e0d2e6a95cb859adae0248435"},
+        {std::string(119, 'a'), "8a7bd0732ed6a28ce75f6dabc90e1613"},
+        {std::string(120, 'a'), "5f61c0ccad4cac44c75ff505e1f1e537"},
+        {std::string(128, 'a'), "e510683b3f5ffe4093d021808bc6ff70"},
+        {std::string(1000000, 'a'), "7707d6ae4e027c70eea2a935c2296f21"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(Md5Hex(c.input), c.hex) << c.input.size() << " bytes";
+
+    std::string allBytes;
+    for (int i = 0; i < 256; ++i) allBytes += static_cast<char>(i);
+    EXPECT_EQ(Md5Hex(allBytes), "e2c865db4162bed963bfaa9ef6ac18f0");
+}
+
+TEST(Digest, PasswordDigestIsTheDoubleMd5OfSingleBytes) {
     EXPECT_EQ(passwordDigest("abc"), Md5Hex("900150983cd24fb0d6963f7d28e17f72"));
     EXPECT_EQ(passwordDigest(""), Md5Hex("d41d8cd98f00b204e9800998ecf8427e"));
     EXPECT_EQ(passwordDigest(gbk::fromUtf8("密码")), std::nullopt);
