@@ -1,24 +1,21 @@
 #include "desktop/qt_platform_services.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
+#include <QLibrary>
 #include <QMessageBox>
 #include <QProcess>
-#include <QSoundEffect>
 #include <QStringList>
-#include <QTimer>
 #include <QUrl>
 
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 #include "desktop/show_popup.h"
 
 namespace nq {
 
 namespace {
-
-constexpr int kSoundLifetimeMs = 30000;
 
 QString fromUtf8(const std::string& text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -61,35 +58,22 @@ BoxAnswer QtPlatformServices::messageBox(const std::string& text, const std::str
 
 void QtPlatformServices::playSound(const std::string& path) {
     if (path.empty()) return;
+    if (!soundLoaded_) {
+        soundLoaded_ = true;
+        const QString folder = soundModuleFolder_.isEmpty() ? QCoreApplication::applicationDirPath() : soundModuleFolder_;
+        QLibrary module(folder + QLatin1Char('/') + QLatin1String(kSoundModuleName));
+        play_ = reinterpret_cast<PlaySoundFunction>(module.resolve(kPlaySoundSymbol));
+        // Without the module the program stays silent; saying so once is enough.
+        if (!play_) std::fprintf(stderr, "nqchat: no sound: %s\n", qPrintable(module.errorString()));
+    }
+    if (!play_) return;
     QString file = fromUtf8(path);
     file.replace(QLatin1Char('\\'), QLatin1Char('/'));
-    auto* effect = new QSoundEffect(sounds_);
-    // The effect loads in the background; it plays when ready and goes away when done.
-    QObject::connect(effect, &QSoundEffect::statusChanged, effect, [effect] {
-        switch (effect->status()) {
-            case QSoundEffect::Ready:
-                if (!effect->isPlaying()) effect->play();
-                break;
-            case QSoundEffect::Error:
-                effect->deleteLater();
-                break;
-            default:
-                break;
-        }
-    });
-    QObject::connect(effect, &QSoundEffect::playingChanged, effect, [effect] {
-        if (!effect->isPlaying()) effect->deleteLater();
-    });
-    // Without a sound device an effect may neither finish nor fail; it is dropped after a
-    // time no notification sound reaches.
-    QTimer::singleShot(kSoundLifetimeMs, effect, &QObject::deleteLater);
-    effect->setSource(QUrl::fromLocalFile(file));
+    play_(sounds_, file);
 }
 
 int QtPlatformServices::soundsPlaying() const {
-    int count = 0;
-    for (QObject* child : sounds_->children()) count += qobject_cast<QSoundEffect*>(child) != nullptr;
-    return count;
+    return static_cast<int>(sounds_->children().size());
 }
 
 bool QtPlatformServices::startDetached(const std::string& program, const std::vector<std::string>& args) {
@@ -107,8 +91,6 @@ std::chrono::system_clock::time_point QtPlatformServices::now() {
 }
 
 void QtPlatformServices::exitProcess(int code) {
-    std::cout.flush();
-    std::cerr.flush();
     std::fflush(stdout);
     std::fflush(stderr);
     std::_Exit(code);

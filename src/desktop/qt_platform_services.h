@@ -4,8 +4,10 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QString>
 #include <QWidget>
 
+#include "desktop/sound_module.h"
 #include "session/platform_services.h"
 
 namespace nq {
@@ -24,7 +26,8 @@ class QtPlatformServices : public PlatformServices {
     BoxAnswer messageBox(const std::string& text, const std::string& title, BoxButtons buttons,
                          BoxIcon icon) override;
     // Plays the file once through a sound effect that lives until it has finished or failed.
-    // Windows-style "\" separators are accepted. An empty path plays nothing.
+    // Windows-style "\" separators are accepted. An empty path plays nothing. The sound
+    // module is loaded at the first call.
     void playSound(const std::string& path) override;
     bool startDetached(const std::string& program, const std::vector<std::string>& args) override;
     void openUrl(const std::string& url) override;
@@ -35,10 +38,15 @@ class QtPlatformServices : public PlatformServices {
 
     // Sounds started and not yet finished or failed.
     int soundsPlaying() const;
+    // Where the sound module is; the executable's folder unless set.
+    void setSoundModuleFolder(const QString& folder) { soundModuleFolder_ = folder; }
 
   private:
     QPointer<QWidget> mainWindow_;
     QObject* sounds_;  // parent of the live sound effects
+    QString soundModuleFolder_;
+    bool soundLoaded_ = false;
+    PlaySoundFunction play_ = nullptr;
 };
 
 }  // namespace nq

@@ -72,12 +72,21 @@ TEST(QtServices, MessageBoxesShowTitleTextIconAndButtonsAndReturnTheAnswer) {
 
 TEST(QtServices, SoundsThatCannotPlayGoAwayQuietly) {
     QtPlatformServices services;
+    services.setSoundModuleFolder(NQ_SOUND_MODULE_DIR);
     services.playSound("");
     EXPECT_EQ(services.soundsPlaying(), 0);
     services.playSound("/nonexistent/sound/SysMsg.wav");
     services.playSound("\\nonexistent\\sound\\online.wav");
     EXPECT_EQ(services.soundsPlaying(), 2);  // started without waiting for anything
     EXPECT_TRUE(eventually([&] { return services.soundsPlaying() == 0; }));
+}
+
+TEST(QtServices, WithoutTheSoundModuleTheProgramIsSilentNotBroken) {
+    QtPlatformServices services;
+    services.setSoundModuleFolder("/nonexistent");
+    services.playSound("/nonexistent/sound/SysMsg.wav");
+    services.playSound("/nonexistent/sound/online.wav");
+    EXPECT_EQ(services.soundsPlaying(), 0);
 }
 
 TEST(QtServices, DetachedProcessesReportWhetherTheyStarted) {
