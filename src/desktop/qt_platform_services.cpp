@@ -60,7 +60,8 @@ void QtPlatformServices::playSound(const std::string& path) {
     if (path.empty()) return;
     if (!soundLoaded_) {
         soundLoaded_ = true;
-        const QString folder = soundModuleFolder_.isEmpty() ? QCoreApplication::applicationDirPath() : soundModuleFolder_;
+        const QString folder =
+            soundModuleFolder_.isEmpty() ? QCoreApplication::applicationDirPath() : soundModuleFolder_;
         QLibrary module(folder + QLatin1Char('/') + QLatin1String(kSoundModuleName));
         play_ = reinterpret_cast<PlaySoundFunction>(module.resolve(kPlaySoundSymbol));
         // Without the module the program stays silent; saying so once is enough.

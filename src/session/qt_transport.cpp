@@ -101,7 +101,8 @@ void QtUdpSocket::setRemote(const std::string& host, uint16_t port) {
         if (!lookup->owner) return;
         // Queued to the socket's thread; Qt drops the call if the socket is gone by then.
         QMetaObject::invokeMethod(
-            lookup->owner, [owner = lookup->owner, which = lookup.get(), address] { owner->lookupDone(which, address); },
+            lookup->owner,
+            [owner = lookup->owner, which = lookup.get(), address] { owner->lookupDone(which, address); },
             Qt::QueuedConnection);
     }).detach();
 }
@@ -140,8 +141,8 @@ void QtUdpSocket::sendNow(const Bytes& datagram) {
     to.sin_port = htons(remotePort_);
     // A full buffer or an earlier refusal loses this datagram, as UDP may; the refusal itself
     // arrives through the error queue and is reported from there.
-    [[maybe_unused]] const ssize_t sent =
-        ::sendto(fd_, datagram.data(), datagram.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    [[maybe_unused]] const ssize_t sent = ::sendto(fd_, datagram.data(), datagram.size(), MSG_NOSIGNAL,
+                                                   reinterpret_cast<const sockaddr*>(&to), sizeof to);
 }
 
 void QtUdpSocket::readAll() {
