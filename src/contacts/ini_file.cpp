@@ -1,6 +1,7 @@
 #include "contacts/ini_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -8,12 +9,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -284,6 +287,7 @@ std::unordered_map<std::string, CacheEntry> gCache;
 uint64_t gUseClock = 0;
 std::atomic<uint64_t> gParseCount{0};
 std::atomic<uint64_t> gTempCounter{0};
+std::unordered_set<std::string> gSweptFolders;
 
 void remember(const std::string& path, const Stamp& stamp, std::shared_ptr<const Document> doc,
               int64_t capturedAt, std::string bytes) {
@@ -388,6 +392,30 @@ bool writeAllFd(int fd, std::string_view data) {
     return true;
 }
 
+// A writer killed between creating its temporary and renaming it leaves ".NAME.tmp<pid>-<n>"
+// behind. The first write into a folder removes those whose process is gone; a live one, or a
+// pid now reused, keeps its file. Must be called with gMutex held.
+void sweepStaleTemporaries(const fs::path& dir) {
+    if (!gSweptFolders.insert(dir.string()).second) return;
+    std::error_code ec;
+    for (auto it = fs::directory_iterator(dir, ec); !ec && it != fs::directory_iterator(); it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        const size_t mark = name.rfind(".tmp");
+        if (name.size() < 2 || name[0] != '.' || mark == std::string::npos || mark == 0) continue;
+        const char* digits = name.c_str() + mark + 4;
+        char* end = nullptr;
+        errno = 0;
+        const long pid = std::strtol(digits, &end, 10);
+        if (end == digits || *end != '-' || errno != 0 || pid <= 0 || pid > INT32_MAX) continue;
+        const char* counter = end + 1;
+        if (*counter == '\0' ||
+            std::string_view(counter).find_first_not_of("0123456789") != std::string_view::npos)
+            continue;
+        if (pid == ::getpid() || ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH) continue;
+        ::unlink(it->path().c_str());
+    }
+}
+
 // Writes the new content beside the file and renames it over the file, so that whatever
 // happens to the process, the file is either the old one or the new one, never a part.
 // Must be called with gMutex held.
@@ -402,6 +430,7 @@ bool replaceFile(const std::string& path, const Document& doc, const std::option
         }
     }
     const fs::path dir = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    sweepStaleTemporaries(dir);
     std::string tmp;
     int fd = -1;
     for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {

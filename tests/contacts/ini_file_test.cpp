@@ -418,6 +418,25 @@ TEST_F(IniFileTest, KilledWriterLeavesEitherTheOldOrTheNewFile) {
     EXPECT_EQ(ini.GetIniKey("Big", "key2999"), "value number 2999");
 }
 
+TEST_F(IniFileTest, OnlyTemporariesOfGoneProcessesAreSwept) {
+    // Far above any pid_max, so no process has it.
+    const std::string gone = ".NQUser.nq.tmp2147483000-4";
+    const std::string kept[] = {
+        ".NQUser.nq.tmp1-0",                                   // a live process (init)
+        ".NQUser.nq.tmp" + std::to_string(::getpid()) + "-9",  // this process, perhaps mid-write
+        ".NQUser.nq.tmp2147483000-",                           // not the writers' pattern
+        ".NQUser.nq.tmpabc-1",
+        "NQUser.nq.tmp2147483000-4",  // not hidden: somebody's own file
+        "notes.txt",
+    };
+    writeBytes(dir.file(gone), "partial");
+    for (const std::string& name : kept) writeBytes(dir.file(name), "x");
+
+    EXPECT_TRUE(ini.WriteIniKey("S", "k", "v"));
+    EXPECT_FALSE(std::filesystem::exists(dir.file(gone)));
+    for (const std::string& name : kept) EXPECT_TRUE(std::filesystem::exists(dir.file(name))) << name;
+}
+
 TEST_F(IniFileTest, UnchangedFileIsParsedOnceAndOwnWritesNeedNoReread) {
     external(crlfFile({"[S]", "k=1"}));
     CIniFile::dropCache();
