@@ -149,8 +149,7 @@ void QtUdpSocket::readAll() {
     static thread_local char buffer[kMaxDatagram];
     // A handler may close or rebind this socket; the descriptor is checked at every turn.
     while (fd_ >= 0) {
-        const int fd = fd_;
-        const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+        const ssize_t n = ::recv(fd_, buffer, sizeof buffer, 0);
         if (n >= 0) {
             if (onData) onData(Bytes(buffer, static_cast<size_t>(n)));
             continue;
