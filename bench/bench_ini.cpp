@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "contacts/ini_file.h"
-#include "contacts/store_keys.h"
-#include "session/gbk.h"
+#include "store/ini_file.h"
+#include "store/store_keys.h"
+#include "wire/gbk.h"
 
 namespace nq {
 namespace {

@@ -35,9 +35,9 @@
 #include "server/credentials.h"
 #include "server/endpoint.h"
 #include "server/sqlite_store.h"
-#include "session/digest.h"
-#include "session/fields.h"
-#include "session/packet.h"
+#include "wire/digest.h"
+#include "wire/fields.h"
+#include "wire/packet.h"
 
 extern char** environ;
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
-#include "session/fields.h"
-#include "session/gbk.h"
-#include "session/packet.h"
+#include "wire/fields.h"
+#include "wire/gbk.h"
+#include "wire/packet.h"
 
 namespace nq {
 namespace {

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "session/frame_trace.h"
-#include "session/packet.h"
+#include "wire/frame_trace.h"
+#include "wire/packet.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <string>
 
-#include "contacts/ini_file.h"
+#include "store/ini_file.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "session/packet.h"
+#include "wire/packet.h"
 
 namespace {
 

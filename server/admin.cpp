@@ -6,7 +6,7 @@
 #include "server/credentials.h"
 #include "server/names.h"
 #include "server/records.h"
-#include "session/digest.h"
+#include "wire/digest.h"
 
 namespace nq::server {
 namespace {

@@ -6,8 +6,8 @@
 #include "server/credentials.h"
 #include "server/names.h"
 #include "server/records.h"
-#include "session/fields.h"
-#include "session/frame_trace.h"
+#include "wire/fields.h"
+#include "wire/frame_trace.h"
 
 namespace nq::server {
 namespace {

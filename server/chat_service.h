@@ -15,7 +15,7 @@
 #include "server/log.h"
 #include "server/pacer.h"
 #include "server/store.h"
-#include "session/packet.h"
+#include "wire/packet.h"
 
 namespace nq::server {
 

@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "session/digest.h"
+#include "wire/digest.h"
 
 namespace nq::server {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "server/endpoint.h"
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq::server {
 

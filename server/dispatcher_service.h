@@ -12,7 +12,7 @@
 #include "server/datagram.h"
 #include "server/log.h"
 #include "server/store.h"
-#include "session/packet.h"
+#include "wire/packet.h"
 
 namespace nq::server {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq::server {
 

@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "server/clock.h"
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq::server {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "server/names.h"
-#include "session/fields.h"
+#include "wire/fields.h"
 
 namespace nq::server {
 namespace {

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "server/store.h"
-#include "session/gbk.h"
-#include "session/packet.h"
+#include "wire/gbk.h"
+#include "wire/packet.h"
 
 namespace nq::server {
 

@@ -186,12 +186,12 @@ int frmMsnStyle::fullHeightTwips() const {
 }
 
 void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
-    // 1. A slot: the fifth toast takes the first place without looking whether it is free.
+    // A slot: the fifth toast takes the first place without looking whether it is free.
     ++ToastSlot;
     if (ToastSlot > kSlots) ToastSlot = 1;
     slot_ = ToastSlot;
 
-    // 2. Text and display time. A negative time is refused and leaves the design interval.
+    // Text and display time. A negative time is refused and leaves the design interval.
     // The text area ends above the Ok button when there is one; a text that does not fit is
     // cut at the bottom of its area, and the window keeps its size.
     lblAlert->setText(text);
@@ -200,12 +200,12 @@ void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
     lblAlert->setAlignment(Qt::AlignHCenter | (overflows ? Qt::AlignTop : Qt::AlignVCenter));
     if (time >= 0) tmrAlert->setInterval(time);
 
-    // 3. and 4. The screen and the extras of a frame, if the window had one.
+    // The screen, and the extras of a frame if the window has one (twips).
     screen_ = fullScreenClientArea();
     widthExtra_ = (frameGeometry().width() - geometry().width()) * kTwipsPerPixel;
     heightExtra_ = (frameGeometry().height() - geometry().height()) * kTwipsPerPixel;
 
-    // 5. to 7. A thin strip below the bottom right corner; each slot a full toast higher.
+    // A thin strip below the bottom right corner; each slot a full toast higher.
     height_ = kStartHeight;
     width_ = kBackgroundWidthPx * kTwipsPerPixel + widthExtra_;
     left_ = kTwipsPerPixel * (screen_.x() + screen_.width()) - width_ - kScreenMargin;
@@ -213,7 +213,6 @@ void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
         kTwipsPerPixel * (screen_.y() + screen_.height()) - fullHeightTwips() * (slot_ - 1) + kScreenMargin;
     applyGeometry();
 
-    // 8. to 10.
     show();
     services_.playSound(sound.toStdString());
     gradient_.setAngle(kGradientAngle);
@@ -221,13 +220,12 @@ void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
     gradient_.setColor2(kGradientColour2);
     gradient_.Draw(picBackground);
 
-    // 11. A toast without a time waits for its Ok.
+    // A toast without a time waits for its Ok.
     if (time == 0) {
         cmdOk->setEnabled(true);
         cmdOk->show();
     }
 
-    // 12.
     phase_ = Phase::SlidingIn;
     if (height_ >= fullHeightTwips()) {
         finishSlideIn();

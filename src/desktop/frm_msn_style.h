@@ -59,8 +59,8 @@ class frmMsnStyle : public QWidget {
     // file and starts the slide-in. A time of 0 ms keeps the toast up until a click.
     void Alert(const QString& text, int time, const QString& sound);
 
-    // The window whose "MsgBack" the Ok button calls. As in the original, where the caller was
-    // handed over only after the slide-in loop returned, it takes effect once the slide-in ends.
+    // The window whose "MsgBack" the Ok button calls. It takes effect once the slide-in ends, so a
+    // caller set while the toast is still rising is not called back by a click during the rise.
     void setCaller(QWidget* caller);
     QWidget* caller() const { return caller_; }
 

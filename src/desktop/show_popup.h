@@ -1,10 +1,9 @@
 #pragma once
 // ShowPopup, the one way the program opens a toast.
 //
-// In the original design it is an operation of the CGradient singleton. Here it is a free
-// function of the desktop library: the widget kit (CGradient) must not depend on the desktop
-// library that holds the toast window, and the toast needs the platform services to play its
-// sound.
+// A free function of the desktop library rather than a member of CGradient: the widget kit must
+// not depend on the desktop library that holds the toast window, and the toast needs the
+// platform services to play its sound.
 
 #include <QString>
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 // Resources of a static library are registered by hand before first use.
 static void initDesktopResources() {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "session/fields.h"
+#include "wire/fields.h"
 
 namespace nq {
 

@@ -6,6 +6,8 @@
 #include <map>
 #include <utility>
 
+#include "wire/frame_kinds.h"
+
 namespace nq {
 
 class Session;
@@ -19,12 +21,14 @@ class DispatchTable {
     // look at its sub (keep-alive answers, direct-link set-up). A later registration replaces.
     static constexpr int kAnySub = -1;
     void on(int type, int sub, Handler handler);
+    void on(FrameKind kind, Handler handler) { on(kind.type, kind.sub, std::move(handler)); }
 
     // Runs the leaf for (type, sub), falling back to the family's kAnySub leaf. The fields are
     // floats that hold whole numbers; anything else matches no leaf. Returns whether one ran.
     bool dispatch(Session& session, float type, float sub) const;
 
     bool has(int type, int sub) const { return leaves_.count({type, sub}) != 0; }
+    bool has(FrameKind kind) const { return has(kind.type, kind.sub); }
 
   private:
     std::map<std::pair<int, int>, Handler> leaves_;

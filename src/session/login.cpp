@@ -2,16 +2,16 @@
 
 #include <filesystem>
 
-#include "session/digest.h"
-#include "session/fields.h"
-#include "session/head_code.h"
+#include "wire/digest.h"
+#include "wire/fields.h"
+#include "wire/head_code.h"
 #include "session/session.h"
 #include "session/startup.h"
 
 namespace nq {
 
 namespace {
-// Bounds the port walk on address-in-use, which the original repeated without limit.
+// Bounds the port walk on address-in-use: a machine with every port taken must not hang the login.
 constexpr int kMaxBindAttempts = 256;
 
 uint16_t nextPort(uint16_t port) {

@@ -5,7 +5,7 @@
 
 #include "session/session.h"
 
-#include "session/fields.h"
+#include "wire/fields.h"
 
 namespace nq {
 

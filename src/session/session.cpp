@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "session/fields.h"
-#include "session/frame_trace.h"
+#include "wire/fields.h"
+#include "wire/frame_trace.h"
 
 namespace nq {
 

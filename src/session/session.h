@@ -8,9 +8,9 @@
 #include <random>
 #include <string>
 
-#include "contacts/ini_file.h"
+#include "store/ini_file.h"
 #include "session/dispatch.h"
-#include "session/packet.h"
+#include "wire/packet.h"
 #include "session/platform_services.h"
 #include "session/session_view.h"
 #include "session/transport.h"

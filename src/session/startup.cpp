@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "session/fields.h"
+#include "wire/fields.h"
 
 namespace nq {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq {
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq {
 

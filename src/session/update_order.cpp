@@ -1,6 +1,6 @@
 // The dispatcher's update order: hand over to the updater beside the program, then end.
 
-#include "session/fields.h"
+#include "wire/fields.h"
 #include "session/session.h"
 
 namespace nq {

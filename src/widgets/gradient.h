@@ -2,9 +2,8 @@
 // CGradient: the two-colour linear gradient at any angle that the program paints on window
 // backgrounds (the toast, the button kit).
 //
-// The toast's public entry point ShowPopup does not live here, although it belongs to this
-// singleton in the original design: the widget kit must not depend on the desktop library, so
-// ShowPopup is the free function nq::ShowPopup in desktop/show_popup.h.
+// The toast's entry point is nq::ShowPopup in desktop/show_popup.h, not a member here: the widget
+// kit must not depend on the desktop library that holds the toast window.
 
 #include <QColor>
 #include <QPointF>

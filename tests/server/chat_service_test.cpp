@@ -13,8 +13,8 @@
 #include "server/admin.h"
 #include "server/records.h"
 #include "server/sqlite_store.h"
-#include "session/digest.h"
-#include "session/fields.h"
+#include "wire/digest.h"
+#include "wire/fields.h"
 
 namespace nq::server {
 namespace {

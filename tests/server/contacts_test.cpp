@@ -2,7 +2,7 @@
 // Loopback addresses 127.0.0.30 to 127.0.0.39.
 
 #include "server_fixture.h"
-#include "session/fields.h"
+#include "wire/fields.h"
 
 namespace nq::test {
 namespace {

@@ -6,8 +6,8 @@
 
 #include "server/credentials.h"
 #include "server/names.h"
-#include "session/digest.h"
-#include "session/fields.h"
+#include "wire/digest.h"
+#include "wire/fields.h"
 
 namespace nq::server {
 namespace {

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "session/digest.h"
-#include "session/fields.h"
+#include "wire/digest.h"
+#include "wire/fields.h"
 
 namespace nq::test {
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "server/endpoint.h"
-#include "session/gbk.h"
-#include "session/packet.h"
+#include "wire/gbk.h"
+#include "wire/packet.h"
 
 namespace nq::test {
 

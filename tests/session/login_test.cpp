@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "session/digest.h"
+#include "wire/digest.h"
 #include "support/session_harness.h"
 
 namespace nq::test {

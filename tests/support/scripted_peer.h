@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq::test {
 

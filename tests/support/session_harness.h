@@ -8,9 +8,9 @@
 #include <QTemporaryDir>
 #include <memory>
 
-#include "contacts/ini_file.h"
-#include "session/fields.h"
-#include "session/packet.h"
+#include "store/ini_file.h"
+#include "wire/fields.h"
+#include "wire/packet.h"
 #include "session/qt_transport.h"
 #include "session/session.h"
 #include "support/recording_services.h"

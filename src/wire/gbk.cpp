@@ -1,4 +1,4 @@
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 #include <iconv.h>
 #include <cerrno>

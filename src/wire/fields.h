@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq {
 

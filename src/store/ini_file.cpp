@@ -1,4 +1,4 @@
-#include "contacts/ini_file.h"
+#include "store/ini_file.h"
 
 #include <fcntl.h>
 #include <signal.h>

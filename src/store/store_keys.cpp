@@ -1,4 +1,4 @@
-#include "contacts/store_keys.h"
+#include "store/store_keys.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "session/fields.h"
+#include "wire/fields.h"
 
 #include <cstring>
 

@@ -1,8 +1,9 @@
-#include "session/frame_trace.h"
+#include "wire/frame_trace.h"
 
 #include <cstdio>
 
-#include "session/fields.h"
+#include "wire/fields.h"
+#include "wire/frame_kinds.h"
 
 namespace nq {
 namespace {
@@ -29,6 +30,10 @@ std::string describeFrame(std::string_view direction, std::string_view channel, 
                   channel.data(), f.header.seq, f.header.type, f.header.sub, f.header.code, f.header.session,
                   f.len);
     std::string out = head;
+    if (auto name = frameKindName({f.header.type, f.header.sub})) {
+        out += ' ';
+        out += *name;
+    }
     FieldReader reader(f.body);
     while (auto field = reader.next()) {
         out += " | ";

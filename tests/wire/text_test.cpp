@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "session/digest.h"
-#include "session/fields.h"
-#include "session/gbk.h"
-#include "session/head_code.h"
+#include "wire/digest.h"
+#include "wire/fields.h"
+#include "wire/gbk.h"
+#include "wire/head_code.h"
 
 namespace nq {
 namespace {

@@ -1,4 +1,4 @@
-#include "session/digest.h"
+#include "wire/digest.h"
 
 #include <algorithm>
 #include <array>

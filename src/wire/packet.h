@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq {
 

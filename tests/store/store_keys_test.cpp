@@ -3,8 +3,8 @@
 #include <set>
 #include <string>
 
-#include "contacts/store_keys.h"
-#include "session/gbk.h"
+#include "store/store_keys.h"
+#include "wire/gbk.h"
 
 namespace nq::store {
 namespace {

@@ -1,6 +1,6 @@
-#include "session/head_code.h"
+#include "wire/head_code.h"
 
-#include "session/fields.h"
+#include "wire/fields.h"
 
 namespace nq {
 

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "session/fields.h"
-#include "session/packet.h"
+#include "wire/fields.h"
+#include "wire/packet.h"
 
 namespace nq {
 namespace {

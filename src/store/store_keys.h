@@ -8,7 +8,7 @@
 #include <array>
 #include <string_view>
 
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq::store {
 

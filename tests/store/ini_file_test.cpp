@@ -11,9 +11,9 @@
 #include <random>
 #include <string>
 
-#include "contacts/ini_file.h"
+#include "store/ini_file.h"
 #include "ini_test_util.h"
-#include "session/gbk.h"
+#include "wire/gbk.h"
 
 namespace nq {
 namespace {

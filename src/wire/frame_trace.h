@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "session/packet.h"
+#include "wire/packet.h"
 
 namespace nq {
 

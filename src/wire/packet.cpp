@@ -1,4 +1,4 @@
-#include "session/packet.h"
+#include "wire/packet.h"
 
 #include <algorithm>
 #include <cmath>
