@@ -1,0 +1,26 @@
+#pragma once
+// Every file the asset maker writes, as a table: a new picture or sound is one more row.
+
+#include <QByteArray>
+#include <QImage>
+#include <QString>
+
+#include <functional>
+#include <vector>
+
+namespace nq::assets {
+
+struct Asset {
+    const char* path;  // under the output folder, as it sits under assets/
+    std::function<QByteArray()> make;
+};
+
+const std::vector<Asset>& catalogue();
+
+// PNG bytes that depend only on the pixels (no resolution taken from the screen, no time).
+QByteArray png(const QImage& picture);
+
+// Writes every asset under outDir, creating folders. Returns false and sets *error on failure.
+[[nodiscard]] bool writeAll(const QString& outDir, QString* error);
+
+}  // namespace nq::assets
