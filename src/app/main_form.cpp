@@ -312,6 +312,7 @@ void Mainform::unload() {
                               formatPosition(at.x() * kTwipsPerPixel, at.y() * kTwipsPerPixel));
     desktop_->trayRemove();
     unloadOtherForms();
+    session_->finishUnload();
     emit unloaded();
 }
 

@@ -4,10 +4,6 @@
 
 namespace nq {
 
-void DispatchTable::on(int type, int sub, Handler handler) {
-    leaves_[{type, sub}] = std::move(handler);
-}
-
 bool DispatchTable::dispatch(Session& session, float type, float sub) const {
     if (type != std::floor(type) || sub != std::floor(sub)) return false;
     auto it = leaves_.find({static_cast<int>(type), static_cast<int>(sub)});

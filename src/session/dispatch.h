@@ -1,7 +1,8 @@
 #pragma once
 // The server message handler as a table: each subsystem registers the leaves it owns under
-// (type, sub), and HandleServerMessage runs the one that matches the last parsed frame.
+// their frame kind, and HandleServerMessage runs the one that matches the last parsed frame.
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <utility>
@@ -17,20 +18,20 @@ using Handler = std::function<void(Session&)>;
 
 class DispatchTable {
   public:
-    // Registers a leaf for a frame kind. kAnySub covers every sub of a family that does not
-    // look at its sub (keep-alive answers, direct-link set-up). A later registration replaces.
-    static constexpr int kAnySub = -1;
-    void on(int type, int sub, Handler handler);
-    void on(FrameKind kind, Handler handler) { on(kind.type, kind.sub, std::move(handler)); }
+    // Registers the leaf of a frame kind. A later registration replaces.
+    void on(FrameKind kind, Handler handler) { leaves_[{kind.type, kind.sub}] = std::move(handler); }
+    // Registers the leaf of a family whose sub is not looked at (keep-alive answers, direct-link
+    // set-up); a leaf registered for one of its kinds comes first.
+    void onFamily(uint16_t type, Handler handler) { leaves_[{type, kAnySub}] = std::move(handler); }
 
-    // Runs the leaf for (type, sub), falling back to the family's kAnySub leaf. The fields are
-    // floats that hold whole numbers; anything else matches no leaf. Returns whether one ran.
+    // Runs the leaf for (type, sub), falling back to the family's leaf. The fields are floats
+    // that hold whole numbers; anything else matches no leaf. Returns whether one ran.
     bool dispatch(Session& session, float type, float sub) const;
 
-    bool has(int type, int sub) const { return leaves_.count({type, sub}) != 0; }
-    bool has(FrameKind kind) const { return has(kind.type, kind.sub); }
+    [[nodiscard]] bool has(FrameKind kind) const { return leaves_.count({kind.type, kind.sub}) != 0; }
 
   private:
+    static constexpr int kAnySub = -1;
     std::map<std::pair<int, int>, Handler> leaves_;
 };
 

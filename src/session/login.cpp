@@ -2,21 +2,24 @@
 
 #include <filesystem>
 
+#include "session/session.h"
+#include "session/startup.h"
+#include "store/store_keys.h"
 #include "wire/digest.h"
 #include "wire/fields.h"
 #include "wire/head_code.h"
-#include "session/session.h"
-#include "session/startup.h"
 
 namespace nq {
+
+namespace keys = store::settings;
 
 namespace {
 // Bounds the port walk on address-in-use: a machine with every port taken must not hang the login.
 constexpr int kMaxBindAttempts = 256;
-
 uint16_t nextPort(uint16_t port) {
     const int p = port + Session::kPortStepOnConflict;
-    return static_cast<uint16_t>(p > 65535 - Session::kChatPortOffset ? 7000 + p % 1000 : p);
+    return static_cast<uint16_t>(
+        p > 65535 - Session::kChatPortOffset ? Session::kFirstLocalPort + p % Session::kLocalPortBand : p);
 }
 }  // namespace
 
@@ -33,14 +36,14 @@ std::string Session::noticeText(const Bytes& body) {
 
 void Session::restoreLoginPanel(const std::string& commandLine) {
     if (fileExists(userIni())) {
-        view_.setNameText(gbk::toUtf8(readSetting(userIni(), "UserName")));
-        if (toNumber(readSetting(userIni(), "isrempwd")) == 1) {
+        view_.setNameText(gbk::toUtf8(readSetting(userIni(), keys::kUserName)));
+        if (toNumber(readSetting(userIni(), keys::kRememberPassword)) == 1) {
             view_.setRememberChecked(true);
             if (!view_.nameText().empty()) view_.setPasswordText(kPasswordPlaceholder);
         }
     }
     if (!view_.nameText().empty() && !view_.passwordText().empty() &&
-        readSetting(userIni(), "OutoRun") == "1") {
+        readSetting(userIni(), keys::kAutoRun) == "1") {
         view_.setAutoRunChecked(true);
         comLoginClick();
     } else {
@@ -48,16 +51,17 @@ void Session::restoreLoginPanel(const std::string& commandLine) {
     }
 
     hallStart = false;
-    const auto hall = parseHallLine(gbk::fromUtf8(commandLine));
-    if (!hall) return;
-    hallStart = true;
-    hallCommand = hall->command;
-    view_.setLoginEnabled(false);
-    view_.setCancelEnabled(true);
-    timer_.setEnabled(true);
-    view_.setNameText(gbk::toUtf8(hall->name));
-    view_.setPasswordText(kPasswordPlaceholder);
-    startLogin(hall->name, joinFields({hall->name, hall->digest}));
+    if (const auto hall = parseHallLine(gbk::fromUtf8(commandLine))) {
+        hallStart = true;
+        hallCommand = hall->command;
+        view_.setLoginEnabled(false);
+        view_.setCancelEnabled(true);
+        timer_.setEnabled(true);
+        view_.setNameText(gbk::toUtf8(hall->name));
+        view_.setPasswordText(kPasswordPlaceholder);
+        startLogin(hall->name, joinFields({hall->name, hall->digest}));
+    }
+    emit hallLinkStartDue();
 }
 
 void Session::comLoginClick() {
@@ -77,7 +81,7 @@ void Session::comLoginClick() {
     view_.setLoginEnabled(false);
     view_.setCancelEnabled(true);
 
-    const Bytes stored = readSetting(userIni(), "Password");
+    const Bytes stored = readSetting(userIni(), keys::kPassword);
 
     Bytes body;
     if (password != kPasswordPlaceholder) {
@@ -97,16 +101,16 @@ bool Session::bindUpdateSocket(const std::string& host) {
     for (int attempt = 0; attempt < kMaxBindAttempts; ++attempt) {
         update_.close();
         update_.setRemote(host, kDispatcherPort);
-        const int err = update_.bind(localPort);
-        if (err == 0) return true;
-        if (err != kErrAddressInUse) return false;
+        const SocketError err = update_.bind(localPort);
+        if (err == SocketError::None) return true;
+        if (err != SocketError::AddressInUse) return false;
         localPort = nextPort(localPort);
     }
     return false;
 }
 
 std::string Session::clientVersion() {
-    const std::string ver = readSetting(sysIni(), "Ver");
+    const std::string ver = readSetting(sysIni(), keys::kVersion);
     return ver.empty() ? "1.0" : ver;
 }
 
@@ -118,94 +122,96 @@ void Session::showAwaitingVerification(const std::string& name) {
 }
 
 void Session::startLogin(const Bytes& name, const Bytes& body) {
-    std::string server = readSetting(sysIni(), "Server");
+    std::string server = readSetting(sysIni(), keys::kServer);
     if (server.empty()) server = kDefaultServer;
     if (!bindUpdateSocket(server)) return;
     loginBody = body;
     viaDispatcher = true;
-    queueFrame(1, 1, static_cast<float>(versionCode(clientVersion())), body);
+    queueFrame(kind::kLogin, static_cast<uint16_t>(versionCode(clientVersion())), body);
     showAwaitingVerification(gbk::toUtf8(name));
     waitDispatcher = true;
 }
 
-void Session::retryDispatcher(const char* serverKey) {
+void Session::retryDispatcher(std::string_view serverKey) {
     const std::string host = readSetting(sysIni(), serverKey);
     // The retry binds the next port up, so a lingering reply to the first port is not read.
     update_.close();
     update_.setRemote(host, kDispatcherPort);
-    if (update_.bind(static_cast<uint16_t>(localPort + 1)) != 0) return;
+    if (update_.bind(static_cast<uint16_t>(localPort + 1)) != SocketError::None) return;
     viaDispatcher = true;
-    queueFrame(1, 1, static_cast<float>(versionCode(clientVersion())), loginBody);
+    queueFrame(kind::kLogin, static_cast<uint16_t>(versionCode(clientVersion())), loginBody);
     showAwaitingVerification(view_.nameText());
 }
 
 void Session::updateDataArrival(const Bytes& datagram) {
     trace("in", "dispatcher", datagram);
-    storeDatagram(*this, reinterpret_cast<const uint8_t*>(datagram.data()), datagram.size());
+    storeDatagram(wire, reinterpret_cast<const uint8_t*>(datagram.data()), datagram.size());
     recvIdle = 0;
     // The dispatcher's answer is acted on at once, outside the tick.
-    ParsePacket(*this);
+    ParsePacket(wire);
     onDispatcherFrame();
 }
 
 void Session::onDispatcherFrame() {
-    if (head.Type != 1.0f) return;
-    if (head.Code == 1.0f) {
-        const Bytes host = cutField(msgBody).value_or(Bytes());
-        const int port = static_cast<int>(toNumber(cutField(msgBody).value_or(Bytes())));
+    if (wire.head.Type != family::kDispatcher) return;
+    const float c = wire.head.Code;
+    if (c == code::kGoToChatServer) {
+        const Bytes host = cutField(wire.msgBody).value_or(Bytes());
+        const int port = static_cast<int>(toNumber(cutField(wire.msgBody).value_or(Bytes())));
         for (int attempt = 0; attempt < kMaxBindAttempts; ++attempt) {
             chat_.close();
             chat_.setRemote(host, static_cast<uint16_t>(port));
-            const int err = chat_.bind(static_cast<uint16_t>(localPort + kChatPortOffset));
-            if (err != kErrAddressInUse) break;
+            if (chat_.bind(static_cast<uint16_t>(localPort + kChatPortOffset)) != SocketError::AddressInUse)
+                break;
             localPort = nextPort(localPort);
         }
         viaDispatcher = false;
-        queueFrame(1, 1, 0, loginBody);
+        queueFrame(kind::kLogin, code::kNone, loginBody);
         waitDispatcher = false;
         waitLogin = true;
         waitReply = true;
-    } else if (head.Code == 2.0f) {
+    } else if (c == code::kWrongPassword) {
         onPasswordRefused();
         waitDispatcher = false;
-    } else if (head.Code == 3.0f) {
+    } else if (c == code::kLoggedInElsewhere) {
         onLoggedInElsewhere();
-    } else if (head.Code == 4.0f) {
+    } else if (c == code::kUpdateOrdered) {
         startUpdater();
     }
 }
 
 void Session::onLoginAccepted() {
     waitReply = false;
-    const auto fields = splitAll(msgBody);
+    const auto fields = splitAll(wire.msgBody);
     if (!fields.empty()) myNick = Bytes(fields[0]);
     if (fields.size() > 1) myHead = std::to_string(headOnlineIndex(fields[1]));
     online = true;
     reverifying = false;
     sendDone = true;
-    sessionId = head.Session;
+    wire.sessionId = wire.head.Session;
 
     const std::string password = view_.passwordText();
-    if (readSetting(userIni(), "isrempwd") == "1") {
+    if (readSetting(userIni(), keys::kRememberPassword) == "1") {
         if (password != kPasswordPlaceholder) {
             if (auto digest = passwordDigest(gbk::fromUtf8(password)))
-                writeSetting(userIni(), "Password", *digest);
+                writeSetting(userIni(), keys::kPassword, *digest);
         }
     } else {
-        writeSetting(userIni(), "Password", "");
+        writeSetting(userIni(), keys::kPassword, "");
     }
     myName = gbk::fromUtf8(view_.nameText());
-    writeSetting(userIni(), "UserName", myName);
+    writeSetting(userIni(), keys::kUserName, myName);
 
     view_.setStatus(2, "状态：登录成功");
     waitDispatcher = false;
     view_.setInfo("验证通过.正在读取信息，请稍后...", InfoColor::Black);
     ensureUserFolder();
-    if (hooks.loadFromfile) hooks.loadFromfile();
+    emit cachedListsDue();
+    queueFrame(kind::kFriendRoster, code::kNone, ownNameBody());
     view_.setInputsEnabled(true);
     exitAllowed = false;
     view_.setSessionMenusEnabled(true);
-    if (hooks.applyHotkey) hooks.applyHotkey();
+    emit hotkeyRegistrationDue();
 }
 
 void Session::onPasswordRefused() {
@@ -234,18 +240,20 @@ void Session::comCancleClick() {
 
 void Session::sendQuit() {
     if (!online) return;
-    useStamp = false;
-    sendAtOnce(1, 5, 0, ownNameBody());
+    // The quit frame carries the session number even right after a group message, whose
+    // reply stamp would otherwise stand in for it.
+    wire.useStamp = false;
+    sendAtOnce(kind::kLogout, code::kNone, ownNameBody());
     online = false;
 }
 
 void Session::sendQuitRoom() {
-    sendAtOnce(2, 7, 4, ownNameBody());
+    sendAtOnce(kind::kRoom, code::kRoomLeave, ownNameBody());
 }
 
-void Session::sendAtOnce(float type, float sub, float code, const Bytes& body) {
-    queueFrame(type, sub, code, body);
-    sendPending = false;
+void Session::sendAtOnce(FrameKind frame, uint16_t frameCode, const Bytes& body) {
+    queueFrame(frame, frameCode, body);
+    wire.sendPending = false;
     sendNow(pullQueuedFrame());
 }
 
@@ -259,15 +267,20 @@ void Session::logout() {
     view_.setLoginEnabled(true);
     view_.selectNameText();
     view_.unloadOtherForms();
-    if (hooks.afterLogout) hooks.afterLogout();
+    emit loggedOut();
 }
 
 void Session::unload() {
     if (online) {
         sendQuit();
-        if (hooks.saveQuit) hooks.saveQuit();
+        emit saveQuitDue();
     }
-    if (hooks.inPublicRoom && hooks.inPublicRoom()) sendQuitRoom();
+    if (inPublicRoom()) sendQuitRoom();
+    emit hotkeyReleaseDue();
+}
+
+void Session::finishUnload() {
+    emit recordFileCloseDue();
 }
 
 }  // namespace nq

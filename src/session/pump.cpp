@@ -4,12 +4,27 @@
 #include <limits>
 
 #include "session/session.h"
-
+#include "store/store_keys.h"
 #include "wire/fields.h"
 
 namespace nq {
 
 namespace {
+
+// Tick counts, at 500 ms a tick.
+constexpr int kKeepAliveTicks = 20;          // a keep-alive once the count passes 20: every 21 ticks = 10.5 s
+constexpr int kMissedKeepAlives = 15;        // more unanswered than this, and the session is lost
+constexpr int kBlinkCycleTicks = 44;         // 22 s
+constexpr int kReverifyFirstTicks = 2;       // 1 s: the first resend, with the toast
+constexpr int kReverifySecondTicks = 40;     // 20 s
+constexpr int kReverifyLastTicks = 80;       // 40 s: the last resend; the next tick gives up
+constexpr int kFirstRetryTicks = 20;         // 10 s: the login goes to Server1
+constexpr int kSecondRetryTicks = 80;        // 40 s: to Server2
+constexpr int kDispatcherGiveUpTicks = 140;  // 70 s
+constexpr int kChatServerGiveUpTicks = 100;  // 50 s without the chat server's login answer
+constexpr int kReplyGiveUpTicks = 50;        // any other awaited reply: given up past 25 s
+
+constexpr int kToastMs = 6000;
 
 // The counters are 16-bit: an increment past the top fails and is skipped.
 inline void inc(int16_t& v) {
@@ -26,25 +41,25 @@ constexpr const char* kTimeoutTitle = "聊天工具提示";
 
 void Session::chatDataArrival(const Bytes& datagram) {
     trace("in", "chat", datagram);
-    storeDatagram(*this, reinterpret_cast<const uint8_t*>(datagram.data()), datagram.size());
+    storeDatagram(wire, reinterpret_cast<const uint8_t*>(datagram.data()), datagram.size());
     recvIdle = 0;
 }
 
-void Session::chatError(int error) {
+void Session::chatError(SocketError error) {
     // A datagram socket hears of a closed server port as a reset; keep-alive stops with it.
-    if (error == kErrConnectionReset) online = false;
+    if (error == SocketError::ConnectionReset) online = false;
 }
 
 void Session::HandleServerMessage() {
-    if (head.Type == 2.0f) {
+    if (wire.head.Type == family::kTalk) {
         queueActive = true;
-        ini.setINIFileName(userFolder() + "/NQUser.nq");
+        ini.setINIFileName(userFile(store::user::kFileName));
     }
-    handlers.dispatch(*this, head.Type, head.Sub);
+    handlers.dispatch(*this, wire.head.Type, wire.head.Sub);
 }
 
 void Session::transmitPending() {
-    sendQueueFree = false;
+    wire.sendQueueFree = false;
     const Bytes datagram = pullQueuedFrame();
     sendDone = false;
     if (viaDispatcher) {
@@ -54,41 +69,41 @@ void Session::transmitPending() {
     } else {
         sendNow(datagram);
     }
-    sendPending = false;
-    sendQueueFree = true;
+    wire.sendPending = false;
+    wire.sendQueueFree = true;
     sendDone = true;
-    sendIdle = 0;
+    wire.sendIdle = 0;
 }
 
 void Session::tick() {
     // Off first: a box shown by a leaf holds the pump instead of nesting further ticks.
     timer_.setEnabled(false);
     pumpStopped_ = false;
-    ini.setINIFileName(userFolder() + "/NQUser.nq");
+    ini.setINIFileName(userFile(store::user::kFileName));
 
     inc(recvIdle);
-    inc(sendIdle);
+    inc(wire.sendIdle);
     inc(pengTicks);
     inc(blinkTicks);
 
-    if (recvIdle >= 1 && recvPending) {
-        ParsePacket(*this);
+    if (recvIdle >= 1 && wire.recvPending) {
+        ParsePacket(wire);
         HandleServerMessage();
-        frameTaken = true;
+        wire.frameTaken = true;
     }
     // At most two frames a tick, and one a tick while a backlog drains: part of the timing
     // the servers pace themselves by.
-    if (recvIdle >= 1 && frameTaken && std::abs(Buf_rear - Buf_head) > 1) {
-        ParsePacket(*this);
+    if (recvIdle >= 1 && wire.frameTaken && std::abs(wire.Buf_rear - wire.Buf_head) > 1) {
+        ParsePacket(wire);
         HandleServerMessage();
     }
     if (recvIdle >= 1) recvIdle = 0;
 
-    if (sendIdle >= 1 && sendPending) transmitPending();
-    if (sendIdle >= 1) sendIdle = 0;
+    if (wire.sendIdle >= 1 && wire.sendPending) transmitPending();
+    if (wire.sendIdle >= 1) wire.sendIdle = 0;
 
-    if (hooks.unreadScan) hooks.unreadScan();
-    if (blinkTicks >= 44) blinkTicks = 0;
+    emit unreadScanDue();
+    if (blinkTicks >= kBlinkCycleTicks) blinkTicks = 0;
 
     if (online) {
         keepAliveStep();
@@ -102,35 +117,37 @@ void Session::tick() {
 }
 
 void Session::keepAliveStep() {
-    if (!(pengTicks > 20 && sendDone)) return;
-    if (pengMissed > 15) {
+    if (!(pengTicks > kKeepAliveTicks && sendDone)) return;
+    if (pengMissed > kMissedKeepAlives) {
         online = false;
         reverifying = true;
         pengMissed = 0;
         sendBody = loginBody;
-        sessionId = 0;
+        wire.sessionId = 0;
     }
     pengTicks = 0;
-    const Bytes frame = buildKeepAlive(*this, myName);
+    const Bytes frame = buildKeepAlive(wire, myName);
     if (online) sendNow(frame);
     inc(pengMissed);
 }
 
 void Session::reverifyStep() {
     inc(reverifyTicks);
-    if (reverifyTicks == 2 || reverifyTicks == 40 || reverifyTicks == 80) {
+    if (reverifyTicks == kReverifyFirstTicks || reverifyTicks == kReverifySecondTicks ||
+        reverifyTicks == kReverifyLastTicks) {
         view_.showLoginFrame();
         view_.clearContacts();
         view_.setLoginEnabled(false);
         view_.setInfo(kReverifyText, InfoColor::Black);
         view_.selectNameText();
-        sessionId = 0;
+        wire.sessionId = 0;
         viaDispatcher = false;
-        queueFrame(1, 1, 0, loginBody);
-        if (reverifyTicks == 2) services_.showToast(kReverifyText, 6000, soundPath("SysMsg.wav"));
+        queueFrame(kind::kLogin, code::kNone, loginBody);
+        if (reverifyTicks == kReverifyFirstTicks)
+            services_.showToast(kReverifyText, kToastMs, soundPath("SysMsg.wav"));
         view_.setStatus(2, "状态：重新验证");
     }
-    if (reverifyTicks > 80) {
+    if (reverifyTicks > kReverifyLastTicks) {
         reverifyTicks = 0;
         reverifying = false;
         services_.messageBox("连接服务器超时！", kTimeoutTitle, BoxButtons::Ok, BoxIcon::None);
@@ -141,9 +158,9 @@ void Session::reverifyStep() {
 
 void Session::dispatcherWaitStep() {
     inc(dispatchTicks);
-    if (dispatchTicks == 20) retryDispatcher("Server1");
-    if (dispatchTicks == 80) retryDispatcher("Server2");
-    if (dispatchTicks == 140) {
+    if (dispatchTicks == kFirstRetryTicks) retryDispatcher(store::settings::kServer1);
+    if (dispatchTicks == kSecondRetryTicks) retryDispatcher(store::settings::kServer2);
+    if (dispatchTicks == kDispatcherGiveUpTicks) {
         services_.messageBox("连接服务器超时,请重试！", kTimeoutTitle, BoxButtons::Ok, BoxIcon::None);
         dispatchTicks = 0;
         waitDispatcher = false;
@@ -155,13 +172,13 @@ void Session::dispatcherWaitStep() {
 void Session::replyWaitStep() {
     inc(waitTicks);
     if (waitLogin) {
-        if (waitTicks >= 100) {
+        if (waitTicks >= kChatServerGiveUpTicks) {
             services_.messageBox("连接服务器超时,请重试！", kTimeoutTitle, BoxButtons::Ok, BoxIcon::None);
             waitTicks = 0;
             waitLogin = false;
             waitReply = false;
         }
-    } else if (waitTicks > 50) {
+    } else if (waitTicks > kReplyGiveUpTicks) {
         services_.messageBox("连接服务器失败！", kTimeoutTitle, BoxButtons::Ok, BoxIcon::None);
         waitTicks = 0;
         waitReply = false;
@@ -169,46 +186,50 @@ void Session::replyWaitStep() {
 }
 
 void Session::registerSessionLeaves() {
-    handlers.on(1, 1, [](Session& s) {
-        if (s.head.Code == 1.0f) {
+    handlers.on(kind::kLogin, [](Session& s) {
+        const float c = s.wire.head.Code;
+        if (c == code::kLoginAccepted) {
             s.onLoginAccepted();
-        } else if (s.head.Code == 2.0f) {
+        } else if (c == code::kWrongPassword) {
             // The chat server's refusal also ends the wait for its answer, or a time-out box
             // would follow the red line fifty seconds later.
             s.waitReply = false;
             s.onPasswordRefused();
-        } else if (s.head.Code == 3.0f) {
+        } else if (c == code::kLoggedInElsewhere) {
             s.onLoggedInElsewhere();
         }
     });
     // The roster's arrival ends the login: the contact pages replace the login panel. The
     // contact model registers its own leaf over this one, which also fills the lists.
-    handlers.on(3, 4, [](Session& s) {
-        if (s.head.Code != 1.0f && s.head.Code != 2.0f) return;
+    handlers.on(kind::kFriendRoster, [](Session& s) {
+        if (s.wire.head.Code != code::kRosterList && s.wire.head.Code != code::kRosterEmpty) return;
         s.view().setStatus(2, "状态：在线");
         s.view().showMainFrame();
     });
     // The end of the group roster asks for what follows the rosters, without the gate.
-    handlers.on(3, 5, [](Session& s) {
-        if (s.head.Code != 1.0f) s.queueFrame(2, 6, 0, s.ownNameBody());
+    handlers.on(kind::kGroupRoster, [](Session& s) {
+        if (s.wire.head.Code != code::kRosterList)
+            s.queueFrame(kind::kAfterRosters, code::kNone, s.ownNameBody());
     });
-    handlers.on(1, 2, [](Session&) {});
-    handlers.on(1, 3, [](Session&) {});
-    handlers.on(8, 1, [](Session& s) {
-        s.services().messageBox(noticeText(s.msgBody), "系统消息", BoxButtons::Ok, BoxIcon::None);
+    handlers.on(kind::kSessionAside2, [](Session&) {});
+    handlers.on(kind::kSessionAside3, [](Session&) {});
+    handlers.on(kind::kNoticeBox, [](Session& s) {
+        s.services().messageBox(noticeText(s.wire.msgBody), "系统消息", BoxButtons::Ok, BoxIcon::None);
     });
-    handlers.on(8, 2, [](Session& s) {
-        s.services().showToast(noticeText(s.msgBody), 6000, s.soundPath("SysMsg.wav"));
+    handlers.on(kind::kNoticeToast, [](Session& s) {
+        s.services().showToast(noticeText(s.wire.msgBody), kToastMs, s.soundPath("SysMsg.wav"));
     });
-    handlers.on(9, DispatchTable::kAnySub, [](Session& s) { dec(s.pengMissed); });
-    handlers.on(10, DispatchTable::kAnySub, [](Session& s) {
-        if (s.head.Code == 1.0f) {
-            for (int i = 0; i < 4; ++i) cutField(s.msgBody);
+    handlers.onFamily(family::kKeepAlive, [](Session& s) { dec(s.pengMissed); });
+    // Direct links between peers are not built; their set-up is read and dropped.
+    handlers.onFamily(family::kDirectLink, [](Session& s) {
+        const float c = s.wire.head.Code;
+        if (c == code::kPeerAddress) {
+            for (int i = 0; i < 4; ++i) cutField(s.wire.msgBody);
             s.reseed();
-        } else if (s.head.Code == 2.0f) {
+        } else if (c == code::kPeerAbsent) {
             s.services().messageBox("对方不在线！", kAppTitle, BoxButtons::Ok, BoxIcon::None);
-        } else if (s.head.Code == 3.0f) {
-            for (int i = 0; i < 5; ++i) cutField(s.msgBody);
+        } else if (c == code::kPeerDetails) {
+            for (int i = 0; i < 5; ++i) cutField(s.wire.msgBody);
         }
     });
 }

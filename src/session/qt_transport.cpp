@@ -7,9 +7,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QThreadPool>
 #include <cerrno>
 #include <mutex>
-#include <thread>
 
 namespace nq {
 
@@ -29,9 +29,23 @@ std::optional<in_addr> resolveIPv4(const std::string& host) {
     return address;
 }
 
+// Lookups run here rather than on Qt's global pool, which the application object waits for
+// when it is destroyed: a resolver that hangs for a minute would hold the exit up for as long.
+// The pool is never destroyed, so nothing ever waits for it; a lookup still running when the
+// process ends simply ends with it.
+QThreadPool& lookupPool() {
+    static QThreadPool* pool = [] {
+        auto* p = new QThreadPool;
+        // A dead resolver blocks a thread per lookup; a few are enough for three sockets.
+        p->setMaxThreadCount(4);
+        return p;
+    }();
+    return *pool;
+}
+
 }  // namespace
 
-// The lookup thread may outlive the socket or a newer setRemote(); it posts its answer only
+// The lookup may outlive the socket or a newer setRemote(); it posts its answer only
 // while `owner` is still set, under the mutex that the socket takes to clear it.
 struct QtUdpSocket::Lookup {
     std::mutex mutex;
@@ -52,10 +66,10 @@ void QtUdpSocket::close() {
     pending_.clear();
 }
 
-int QtUdpSocket::bind(uint16_t localPort) {
+SocketError QtUdpSocket::bind(uint16_t localPort) {
     close();
     fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (fd_ < 0) return kErrOther;
+    if (fd_ < 0) return SocketError::Other;
     // Winsock tells a datagram socket when its last send hit a closed port; on Linux only a
     // socket that asks for its error queue hears of that.
     const int on = 1;
@@ -67,11 +81,11 @@ int QtUdpSocket::bind(uint16_t localPort) {
     if (::bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
         const int err = errno;
         close();
-        return err == EADDRINUSE ? kErrAddressInUse : kErrOther;
+        return err == EADDRINUSE ? SocketError::AddressInUse : SocketError::Other;
     }
     notifier_ = std::make_unique<QSocketNotifier>(fd_, QSocketNotifier::Read);
     connect(notifier_.get(), &QSocketNotifier::activated, this, &QtUdpSocket::readAll);
-    return 0;
+    return SocketError::None;
 }
 
 uint16_t QtUdpSocket::localPort() const {
@@ -95,8 +109,13 @@ void QtUdpSocket::setRemote(const std::string& host, uint16_t port) {
     // Names resolve in the background: the pump must not stall on a slow or dead resolver.
     lookup_ = std::make_shared<Lookup>();
     lookup_->owner = this;
-    std::thread([lookup = lookup_, host] {
-        const std::optional<in_addr> address = resolveIPv4(host);
+    lookupPool().start([lookup = lookup_, host, resolve = resolver_ ? resolver_ : Resolver(resolveIPv4)] {
+        {
+            // Abandoned while it waited for a free thread: nobody wants the answer.
+            std::lock_guard<std::mutex> lock(lookup->mutex);
+            if (!lookup->owner) return;
+        }
+        const std::optional<in_addr> address = resolve(host);
         std::lock_guard<std::mutex> lock(lookup->mutex);
         if (!lookup->owner) return;
         // Queued to the socket's thread; Qt drops the call if the socket is gone by then.
@@ -104,7 +123,7 @@ void QtUdpSocket::setRemote(const std::string& host, uint16_t port) {
             lookup->owner,
             [owner = lookup->owner, which = lookup.get(), address] { owner->lookupDone(which, address); },
             Qt::QueuedConnection);
-    }).detach();
+    });
 }
 
 void QtUdpSocket::abandonLookup() {
@@ -178,7 +197,7 @@ void QtUdpSocket::reportQueuedErrors() {
             const auto* err = reinterpret_cast<const sock_extended_err*>(CMSG_DATA(c));
             refused = refused || err->ee_errno == ECONNREFUSED;
         }
-        if (refused && onError) onError(kErrConnectionReset);
+        if (refused && onError) onError(SocketError::ConnectionReset);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <QSocketNotifier>
 #include <QTimer>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -22,12 +23,17 @@ class QtUdpSocket : public QObject, public DatagramSocket {
     explicit QtUdpSocket(QObject* parent = nullptr);
     ~QtUdpSocket() override;
     void close() override;
-    int bind(uint16_t localPort) override;
+    [[nodiscard]] SocketError bind(uint16_t localPort) override;
     void setRemote(const std::string& host, uint16_t port) override;
     void send(const Bytes& datagram) override;
 
     // 0 while unbound.
-    uint16_t localPort() const;
+    [[nodiscard]] uint16_t localPort() const;
+
+    // How a host name becomes an address; getaddrinfo unless a test hands in its own. Runs on
+    // a pool thread.
+    using Resolver = std::function<std::optional<in_addr>(const std::string& host)>;
+    void setResolver(Resolver resolver) { resolver_ = std::move(resolver); }
 
   private:
     struct Lookup;
@@ -42,8 +48,9 @@ class QtUdpSocket : public QObject, public DatagramSocket {
     std::unique_ptr<QSocketNotifier> notifier_;
     std::optional<in_addr> remote_;
     uint16_t remotePort_ = 0;
-    // The name lookup in flight, shared with the thread that runs it.
+    // The name lookup in flight, shared with the pool thread that runs it.
     std::shared_ptr<Lookup> lookup_;
+    Resolver resolver_;
     // Datagrams sent while a host name is still being looked up; a handful at most, since
     // the pump sends one frame per tick.
     std::deque<Bytes> pending_;

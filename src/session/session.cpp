@@ -3,36 +3,36 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "store/store_keys.h"
 #include "wire/fields.h"
 #include "wire/frame_trace.h"
 
 namespace nq {
 
-namespace {
-constexpr const char* kSetting = "Setting";
-}
+namespace keys = store::settings;
 
 Session::Session(std::string programFolder, PlatformServices& services, SessionView& view,
-                 DatagramSocket& winSock_Update, DatagramSocket& SocketChat, Timer& timer_Peng)
-    : programFolder_(std::move(programFolder)),
+                 DatagramSocket& winSock_Update, DatagramSocket& SocketChat, Timer& timer_Peng,
+                 QObject* parent)
+    : QObject(parent),
+      programFolder_(std::move(programFolder)),
       services_(services),
       view_(view),
       update_(winSock_Update),
       chat_(SocketChat),
       timer_(timer_Peng) {
     chat_.onData = [this](const Bytes& d) { chatDataArrival(d); };
-    chat_.onError = [this](int e) { chatError(e); };
+    chat_.onError = [this](SocketError e) { chatError(e); };
     update_.onData = [this](const Bytes& d) { updateDataArrival(d); };
-    update_.onError = [](int) {};
-    hooks.loadFromfile = [this] { queueFrame(3, 4, 0, ownNameBody()); };
+    update_.onError = [](SocketError) {};
     registerSessionLeaves();
 }
 
 std::string Session::sysIni() const {
-    return programFolder_ + "/Sys.ini";
+    return programFolder_ + "/" + std::string(keys::kSysFileName);
 }
 std::string Session::userIni() const {
-    return programFolder_ + "/User.ini";
+    return programFolder_ + "/" + std::string(keys::kUserFileName);
 }
 std::string Session::soundPath(const std::string& file) const {
     return programFolder_ + "/sound/" + file;
@@ -51,38 +51,42 @@ std::string Session::userFolder() const {
     return programFolder_ + "/" + name;
 }
 
+std::string Session::userFile(std::string_view name) const {
+    return userFolder() + "/" + std::string(name);
+}
+
 void Session::InitGlobals() {
-    static_cast<WireState&>(*this) = WireState{};
-    recvIdle = sendIdle = pengTicks = pengMissed = 0;
+    wire = WireState{};
+    recvIdle = pengTicks = pengMissed = 0;
     reverifyTicks = dispatchTicks = waitTicks = blinkTicks = 0;
     sendDone = viaDispatcher = online = reverifying = waitDispatcher = waitReply = waitLogin = false;
     queueActive = false;
     reseed();
-    localPort = static_cast<uint16_t>(7000 + rng_() % 1000);
+    localPort = static_cast<uint16_t>(kFirstLocalPort + rng_() % kLocalPortBand);
 }
 
 Bytes Session::ownNameBody() const {
     return joinFields({myName});
 }
 
-void Session::queueFrame(float type, float sub, float code, const Bytes& body) {
+void Session::queueFrame(FrameKind frame, uint16_t frameCode, const Bytes& body) {
     PacketHead h;
-    h.Type = type;
-    h.Sub = sub;
-    h.Code = code;
+    h.Type = frame.type;
+    h.Sub = frame.sub;
+    h.Code = frameCode;
     sendBody = body;
-    SendPacket(*this, h, body);
+    SendPacket(wire, h, body);
 }
 
-bool Session::queueFrameGated(float type, float sub, float code, const Bytes& body) {
-    if (!sendQueueFree) return false;
-    queueFrame(type, sub, code, body);
+bool Session::queueFrameGated(FrameKind frame, uint16_t frameCode, const Bytes& body) {
+    if (!wire.sendQueueFree) return false;
+    queueFrame(frame, frameCode, body);
     return true;
 }
 
 Bytes Session::pullQueuedFrame() {
     // sendBody gives the length; the blacklist move pads it to cover both of its frames.
-    return takeFromSendRing(*this, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize));
+    return takeFromSendRing(wire, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize));
 }
 
 void Session::sendNow(const Bytes& datagram) {
@@ -95,26 +99,30 @@ void Session::trace(const char* direction, const char* channel, const Bytes& dat
     std::fprintf(stderr, "%s\n", describeDatagram(direction, channel, datagram).c_str());
 }
 
-std::string Session::readSetting(const std::string& file, const char* key) {
-    ini.setINIFileName(file);
-    return ini.GetIniKey(kSetting, key);
+Bytes Session::readSetting(const std::string& file, std::string_view key) {
+    return CIniFile(file).GetIniKey(keys::kSettingSection, key);
 }
 
-void Session::writeSetting(const std::string& file, const char* key, const Bytes& value) {
-    ini.setINIFileName(file);
-    ini.WriteIniKey(kSetting, key, value);
+void Session::writeSetting(const std::string& file, std::string_view key, std::string_view value) {
+    CIniFile(file).WriteIniKey(keys::kSettingSection, key, value);
 }
 
 void Session::remPwdClicked(bool checked) {
-    writeSetting(userIni(), "isrempwd", checked ? "1" : "0");
+    writeSetting(userIni(), keys::kRememberPassword, checked ? "1" : "0");
 }
 void Session::autoRunClicked(bool checked) {
-    writeSetting(userIni(), "OutoRun", checked ? "1" : "0");
+    writeSetting(userIni(), keys::kAutoRun, checked ? "1" : "0");
 }
 
 void Session::ensureUserFolder() {
     std::error_code ec;
     std::filesystem::create_directories(userFolder(), ec);
+}
+
+bool Session::inPublicRoom() {
+    YesNoQuery query;
+    emit publicRoomQuery(&query);
+    return query.yes();
 }
 
 }  // namespace nq

@@ -2,47 +2,65 @@
 // The state of one running client: the rings and codec state, the pump's counters and flags,
 // the login state and the identity of the user. The main window owns the one instance; the
 // names of the members are the names the protocol's timing rules are written in.
+//
+// Later subsystems join the session's fixed sequences through its signals. They are emitted
+// synchronously at their point in the sequence, so a subscriber must live in the session's
+// thread (the default connection then calls it at once, in the order of connection).
 
+#include <QObject>
 #include <cstdint>
-#include <functional>
 #include <random>
 #include <string>
+#include <string_view>
 
-#include "store/ini_file.h"
 #include "session/dispatch.h"
-#include "wire/packet.h"
 #include "session/platform_services.h"
 #include "session/session_view.h"
 #include "session/transport.h"
+#include "store/ini_file.h"
+#include "wire/packet.h"
 
 namespace nq {
 
-// Hooks through which later subsystems join the session's fixed sequences. Each is optional.
-struct SessionHooks {
-    std::function<void()> loadFromfile;  // after login: fill the lists from the cache, ask for the roster
-    std::function<void()> applyHotkey;   // after login: register the stored hotkey
-    std::function<void()> unreadScan;    // every tick: blink while messages wait
-    std::function<void()> saveQuit;      // at exit while online
-    std::function<bool()> inPublicRoom;  // at exit: whether sendQuitRoom is due
-    std::function<void()> afterLogout;   // 注销: subsystems forget the session's windows and lists
+// A yes-or-no question put to every subscriber of a signal at once: the answer is yes when
+// any of them says so, and no when none does (or nobody listens).
+class YesNoQuery {
+  public:
+    void answerYes() { yes_ = true; }
+    [[nodiscard]] bool yes() const { return yes_; }
+
+  private:
+    bool yes_ = false;
 };
 
-class Session : public WireState {
+class Session : public QObject {
+    Q_OBJECT
   public:
     static constexpr const char* kPasswordPlaceholder = "31415926";
     static constexpr int kDispatcherPort = 4000;
-    static constexpr int kChatPortOffset = 321;
+    static constexpr int kChatPortOffset = 321;  // the chat socket binds localPort + 321
     static constexpr int kPortStepOnConflict = 123;
+    // The start picks localPort in 7000..7999; a walk past the top of the range comes back there.
+    static constexpr int kFirstLocalPort = 7000;
+    static constexpr int kLocalPortBand = 1000;
     static constexpr const char* kAppTitle = "珀岚聊天";
     // The built-in dispatcher host, for a Sys.ini without "Server".
     static constexpr const char* kDefaultServer = "127.0.0.1";
     // The update host handed to the updater; it is the updater's business what answers there.
     static constexpr const char* kUpdateHost = "update.nqchat.invalid";
+    // Timing of timer_Peng in ms; end-to-end tests compress time with a shorter tick.
+    static constexpr int kTickMs = 500;
 
     Session(std::string programFolder, PlatformServices& services, SessionView& view,
-            DatagramSocket& winSock_Update, DatagramSocket& SocketChat, Timer& timer_Peng);
+            DatagramSocket& winSock_Update, DatagramSocket& SocketChat, Timer& timer_Peng,
+            QObject* parent = nullptr);
+    Q_DISABLE_COPY_MOVE(Session)
 
-    // ---- pump state ----
+    // What the codec shares with the pump: rings, numbering, session stamp, the send gate, and
+    // the record (head, msgBody) of the frame being handled.
+    WireState wire;
+
+    // ---- pump state (counters in ticks) ----
     int16_t recvIdle = 0;
     bool sendDone = false;
     Bytes sendBody;
@@ -70,16 +88,19 @@ class Session : public WireState {
     int hallCommand = 0;
     bool queueActive = false;
 
-    CIniFile ini;  // the one shared accessor: every path points it at its file before use
+    // The one shared accessor, for the code whose effect depends on the file it was pointed at
+    // last: the tick and the message family 2 point it at the user's NQUser.nq. Everything
+    // else opens the file it means at the call.
+    CIniFile ini;
     DispatchTable handlers;
-    SessionHooks hooks;
     bool traceFrames = false;  // --trace: every datagram in and out to stderr
 
     // ---- paths in the program folder ----
     const std::string& programFolder() const { return programFolder_; }
     std::string sysIni() const;
     std::string userIni() const;
-    std::string userFolder() const;  // <program folder>/<myName>
+    std::string userFolder() const;                     // <program folder>/<myName>
+    std::string userFile(std::string_view name) const;  // a file in userFolder()
     std::string soundPath(const std::string& file) const;
     std::string updaterPath() const;
 
@@ -95,17 +116,19 @@ class Session : public WireState {
     // ---- the pump ----
     void tick();
     void chatDataArrival(const Bytes& datagram);
-    void chatError(int error);
+    void chatError(SocketError error);
     void updateDataArrival(const Bytes& datagram);
     void HandleServerMessage();
 
     // Queues a frame: stores the body in sendBody and appends the frame to the send ring.
-    void queueFrame(float type, float sub, float code, const Bytes& body);
+    void queueFrame(FrameKind frame, uint16_t frameCode, const Bytes& body);
     // The same for senders that respect the gate: false (and nothing queued) while it is shut.
-    bool queueFrameGated(float type, float sub, float code, const Bytes& body);
+    [[nodiscard]] bool queueFrameGated(FrameKind frame, uint16_t frameCode, const Bytes& body);
 
     // ---- login panel and session end ----
-    void restoreLoginPanel(const std::string& commandLine);  // load: boxes, auto-login, hall start
+    // The end of the main window's load: boxes, automatic login, the hall's command line, and
+    // then the hall link starts.
+    void restoreLoginPanel(const std::string& commandLine);
     void comLoginClick();
     void comCancleClick();
     void remPwdClicked(bool checked);
@@ -113,32 +136,54 @@ class Session : public WireState {
     void logout();  // 注销
     void sendQuit();
     void sendQuitRoom();
-    void unload();  // the session's part of the main window's unload
+    // The session's part of the main window's unload: quit frames and the hotkey. The window
+    // then writes its position, removes the tray icon and unloads the other windows, and calls
+    // finishUnload().
+    void unload();
+    void finishUnload();  // the last step: the chat record closes
 
-    // Leaves owned by this subsystem; the constructor registers them.
-    void registerSessionLeaves();
+    // Asks the subscribers whether the public room is open.
+    [[nodiscard]] bool inPublicRoom();
 
     // Re-seeds the generator from the clock, as a direct-link set-up does.
     void reseed();
     // A notice body as text: the whole body, less the NUL that closes it.
     static std::string noticeText(const Bytes& body);
 
-    // Timing of timer_Peng in ms; end-to-end tests compress time with a shorter tick.
-    static constexpr int kTickMs = 500;
-
     // The smallest client body: own login name, NUL.
     Bytes ownNameBody() const;
 
+  signals:
+    // A login is accepted and the user's folder exists: fill the lists from the cache. The
+    // session queues the friend roster request right after, so subscribers do not.
+    void cachedListsDue();
+    // The end of an accepted login: register the hotkey stored in User.ini.
+    void hotkeyRegistrationDue();
+    // Every tick, after the traffic: blink while messages wait.
+    void unreadScanDue();
+    // Exit while online, right after the quit frame: forget who was online.
+    void saveQuitDue();
+    // Exit, once the public room is left: the hotkey goes.
+    void hotkeyReleaseDue();
+    // The last step of the exit, after every other window is unloaded.
+    void recordFileCloseDue();
+    // The end of the start-up: from here on the game hall may drive the client.
+    void hallLinkStartDue();
+    // 注销 has unloaded the other windows: forget the session's windows and lists.
+    void loggedOut();
+    // Exit: a subscriber with the public room open answers yes, and the leave frame goes out.
+    void publicRoomQuery(nq::YesNoQuery* query);
+
   private:
     void trace(const char* direction, const char* channel, const Bytes& datagram) const;
-    bool bindUpdateSocket(const std::string& host);
+    void registerSessionLeaves();
+    [[nodiscard]] bool bindUpdateSocket(const std::string& host);
     void startLogin(const Bytes& name, const Bytes& body);
     std::string clientVersion();  // Sys.ini "Ver", "1.0" when empty
     void showAwaitingVerification(const std::string& name);
-    void sendAtOnce(float type, float sub, float code, const Bytes& body);  // past the tick
+    void sendAtOnce(FrameKind frame, uint16_t frameCode, const Bytes& body);  // past the tick
     Bytes pullQueuedFrame();  // what one transmission takes out of the send ring
-    void retryDispatcher(const char* serverKey);
-    void giveUpDispatcher();
+    void retryDispatcher(std::string_view serverKey);
     void keepAliveStep();
     void reverifyStep();
     void dispatcherWaitStep();
@@ -151,8 +196,8 @@ class Session : public WireState {
     void ensureUserFolder();
     void transmitPending();
     void sendNow(const Bytes& datagram);
-    std::string readSetting(const std::string& file, const char* key);
-    void writeSetting(const std::string& file, const char* key, const Bytes& value);
+    static Bytes readSetting(const std::string& file, std::string_view key);
+    static void writeSetting(const std::string& file, std::string_view key, std::string_view value);
 
     std::string programFolder_;
     PlatformServices& services_;

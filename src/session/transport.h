@@ -10,10 +10,9 @@
 
 namespace nq {
 
-// Socket errors keep the numbers the protocol's state machine was written against.
-inline constexpr int kErrAddressInUse = 10048;
-inline constexpr int kErrConnectionReset = 10054;
-inline constexpr int kErrOther = 1;
+// What the login logic tells apart: a taken port moves it on to the next one, a reset (a
+// send that hit a closed port) ends keep-alive, anything else is given up on.
+enum class SocketError { None, AddressInUse, ConnectionReset, Other };
 
 // A datagram socket with a settable remote end, like the socket controls the login logic
 // expects: bind to a local port, set where datagrams go, send, hear what arrives.
@@ -21,20 +20,20 @@ class DatagramSocket {
   public:
     virtual ~DatagramSocket() = default;
     virtual void close() = 0;
-    // 0 on success, kErrAddressInUse when the port is taken, another number otherwise.
-    virtual int bind(uint16_t localPort) = 0;
+    // A failed bind leaves the socket closed.
+    [[nodiscard]] virtual SocketError bind(uint16_t localPort) = 0;
     virtual void setRemote(const std::string& host, uint16_t port) = 0;
     virtual void send(const Bytes& datagram) = 0;
 
     std::function<void(const Bytes&)> onData;
-    std::function<void(int error)> onError;
+    std::function<void(SocketError)> onError;
 };
 
 class Timer {
   public:
     virtual ~Timer() = default;
     virtual void setEnabled(bool on) = 0;
-    virtual bool enabled() const = 0;
+    [[nodiscard]] virtual bool enabled() const = 0;
 };
 
 }  // namespace nq

@@ -1,13 +1,13 @@
 // The dispatcher's update order: hand over to the updater beside the program, then end.
 
-#include "wire/fields.h"
 #include "session/session.h"
+#include "wire/fields.h"
 
 namespace nq {
 
 void Session::startUpdater() {
     Bytes fields[8];
-    for (auto& f : fields) f = cutField(msgBody).value_or(Bytes());
+    for (auto& f : fields) f = cutField(wire.msgBody).value_or(Bytes());
     waitDispatcher = true;
 
     // One "$"-closed line: what the dispatcher put last, two empty places, where we live,

@@ -9,6 +9,8 @@ namespace {
 using Entry = std::pair<FrameKind, std::string_view>;
 constexpr std::array kNames{
     Entry{kind::kLogin, "Login"},
+    Entry{kind::kSessionAside2, "SessionAside"},
+    Entry{kind::kSessionAside3, "SessionAside"},
     Entry{kind::kPresence, "Presence"},
     Entry{kind::kLogout, "Logout"},
     Entry{kind::kChat, "Chat"},

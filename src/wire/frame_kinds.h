@@ -18,6 +18,7 @@ struct FrameKind {
 // Families that are told apart by type alone: their sub carries nothing the receiver reads.
 namespace family {
 inline constexpr uint16_t kDispatcher = 1;  // every dispatcher answer, whatever its sub
+inline constexpr uint16_t kTalk = 2;        // every sub shares a prelude before its own leaf
 inline constexpr uint16_t kKeepAlive = 9;
 inline constexpr uint16_t kDirectLink = 10;
 }  // namespace family
@@ -25,6 +26,8 @@ inline constexpr uint16_t kDirectLink = 10;
 namespace kind {
 // Session
 inline constexpr FrameKind kLogin{1, 1};
+inline constexpr FrameKind kSessionAside2{1, 2};  // (1,2) and (1,3): recognised, nothing done
+inline constexpr FrameKind kSessionAside3{1, 3};
 inline constexpr FrameKind kPresence{1, 4};
 inline constexpr FrameKind kLogout{1, 5};
 // Talk
@@ -109,6 +112,10 @@ inline constexpr uint16_t kFailed = 2;
 // (7,6)
 inline constexpr uint16_t kAgree = 1;
 inline constexpr uint16_t kRefuse = 2;
+// Direct-link set-up (family 10)
+inline constexpr uint16_t kPeerAddress = 1;  // four fields
+inline constexpr uint16_t kPeerAbsent = 2;
+inline constexpr uint16_t kPeerDetails = 3;  // five fields
 }  // namespace code
 
 // The kind's name for traces and logs ("FriendRoster"), or nothing for a kind not listed.

@@ -1,76 +1,124 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "support/session_harness.h"
 
 namespace nq::test {
 namespace {
 
-constexpr uint32_t kSession = 0x00ABCDEF;
+constexpr uint32_t kSession = SessionHarness::kSessionNumber;
+constexpr FrameKind kUnlisted{11, 1};  // a kind no leaf is registered for
 
-TEST(Pump, DispatcherRetriesAt10s40s70sThenGivesUp) {
-    SessionHarness h("127.0.0.9");
-    ScriptedPeer first("127.0.0.10", 4000);
-    ScriptedPeer second("127.0.0.11", 4000);
-    h.writeIni("Sys.ini", "Server1", "127.0.0.10");
-    h.writeIni("Sys.ini", "Server2", "127.0.0.11");
+// Ticks until the first box shows, at most limit.
+int ticksToFirstBox(SessionHarness& h, int limit) {
+    for (int t = 1; t <= limit; ++t) {
+        h.tick();
+        if (!h.services.boxes.empty()) return t;
+    }
+    return -1;
+}
+
+struct TimeOut {
+    const char* name;
+    std::function<void(SessionHarness&)> setUp;
+    int boxAtTick;
+    const char* text;
+    bool timerStaysOn;
+};
+
+TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
+    const auto click = [](SessionHarness& h) {
+        h.view.name = "alice";
+        h.view.password = "secret";
+        h.session->comLoginClick();
+    };
+    const TimeOut rows[] = {
+        {"dispatcher silent: 70 s", click, 140, "连接服务器超时,请重试！", false},
+        {"chat server silent: 50 s",
+         [&](SessionHarness& h) {
+             click(h);
+             h.tick();
+             h.redirect();
+         },
+         100, "连接服务器超时,请重试！", true},
+        {"a reply awaited after login: waitLogin is still up, 50 s",
+         [](SessionHarness& h) {
+             h.login();
+             h.session->waitTicks = 0;
+             h.session->waitReply = true;
+         },
+         100, "连接服务器超时,请重试！", true},
+        {"any other reply: past 25 s",
+         [](SessionHarness& h) {
+             h.login();
+             h.session->waitTicks = 0;
+             h.session->waitLogin = false;
+             h.session->waitReply = true;
+         },
+         51, "连接服务器失败！", true},
+        {"lost session: 16 keep-alives unanswered, then 40 s of resends",
+         [](SessionHarness& h) {
+             h.login();
+             h.session->pengMissed = 16;
+             h.session->pengTicks = 20;
+         },
+         82, "连接服务器超时！", false},
+    };
+    for (const TimeOut& row : rows) {
+        SCOPED_TRACE(row.name);
+        SessionHarness h;
+        row.setUp(h);
+        EXPECT_EQ(ticksToFirstBox(h, 200), row.boxAtTick);
+        ASSERT_EQ(h.services.boxes.size(), 1u);
+        EXPECT_EQ(h.services.boxes[0].text, row.text);
+        EXPECT_EQ(h.services.boxes[0].title, "聊天工具提示");
+        EXPECT_EQ(h.timer.enabled(), row.timerStaysOn);
+        EXPECT_FALSE(h.session->waitDispatcher || h.session->waitReply || h.session->reverifying);
+    }
+}
+
+TEST(Pump, DispatcherRetriesGoToServer1And2FromTheNextPortUp) {
+    SessionHarness h;
+    // An empty Server2 sends nowhere, and the schedule goes on all the same.
+    h.writeIni("Sys.ini", "Server1", "backup.test");
     h.view.name = "alice";
     h.view.password = "secret";
     h.session->comLoginClick();
-    h.tick();
-    const auto original = h.expect(h.dispatcher);
-
-    h.tick(19);  // ticks 2..20: the retry is queued at 20
-    EXPECT_TRUE(h.nothingAt(first));
-    h.tick();
-    const auto retry1 = h.expect(first);
-    EXPECT_EQ(retry1.body, original.body);
-    EXPECT_EQ(retry1.header.code, 256);
-
-    h.tick(59);  // to tick 80
-    EXPECT_TRUE(h.nothingAt(second));
-    h.tick();
-    EXPECT_EQ(h.expect(second).body, original.body);
-    EXPECT_TRUE(h.services.boxes.empty());
-
-    h.tick(58);  // tick 139
-    EXPECT_TRUE(h.services.boxes.empty());
-    h.tick();  // tick 140
-    ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].text, "连接服务器超时,请重试！");
-    EXPECT_EQ(h.services.boxes[0].title, "聊天工具提示");
-    EXPECT_FALSE(h.session->waitDispatcher);
-    EXPECT_EQ(h.session->dispatchTicks, 0);
-    EXPECT_FALSE(h.timer.enabled());
-    EXPECT_TRUE(h.view.loginEnabled);
+    const uint16_t port = h.session->localPort;
+    std::vector<std::pair<int, SentDatagram>> sent;
+    for (int t = 1; t <= 140; ++t) {
+        h.tick();
+        while (!h.update.sent.empty()) sent.emplace_back(t, h.update.take());
+    }
+    ASSERT_EQ(sent.size(), 3u);
+    const int expectAt[] = {1, 21, 81};
+    const char* expectHost[] = {SessionHarness::kDispatcherHost, "backup.test", ""};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(sent[i].first, expectAt[i]);
+        EXPECT_EQ(sent[i].second.host, expectHost[i]);
+        EXPECT_EQ(sent[i].second.port, 4000);
+        EXPECT_EQ(sent[i].second.localPort, i == 0 ? port : port + 1);
+        const auto f = frameOf(sent[i].second);
+        EXPECT_EQ(f.header.code, 256) << "version 1.0";
+        EXPECT_EQ(f.body, frameOf(sent[0].second).body);
+    }
+    EXPECT_EQ(h.view.status[2], "状态：等待验证");
 }
 
-TEST(Pump, AnEmptyRetryHostSendsNowhereAndTheScheduleGoesOn) {
-    SessionHarness h("127.0.0.12");
-    h.writeIni("Sys.ini", "Server1", "");
-    h.writeIni("Sys.ini", "Server2", "no-such-host.invalid");
-    h.view.name = "alice";
-    h.view.password = "secret";
-    h.session->comLoginClick();
-    h.tick(140);
-    ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].text, "连接服务器超时,请重试！");
-}
-
-TEST(Pump, KeepAliveEvery21TicksAndSessionLossAfter16Unanswered) {
-    SessionHarness h("127.0.0.70");
+TEST(Pump, KeepAliveEvery21TicksThenResendsAfter16Unanswered) {
+    SessionHarness h;
     Session& s = *h.session;
     h.login();
-
     std::vector<int> sentAt;
     int lostAt = -1;
     for (int t = 1; t <= 400 && lostAt < 0; ++t) {
         h.tick();
-        if (auto r = h.chat.receive(0)) {
-            auto f = firstFrame(r->data);
-            ASSERT_TRUE(f);
-            EXPECT_EQ(f->header.type, 9);
-            EXPECT_EQ(f->header.session, kSession);
-            EXPECT_EQ(f->body, joinFields({"alice"}));
+        while (!h.chat.sent.empty()) {
+            const auto f = h.sentOn(h.chat);
+            EXPECT_EQ(f.header.type, family::kKeepAlive);
+            EXPECT_EQ(f.header.session, kSession);
+            EXPECT_EQ(f.body, joinFields({"alice"}));
             sentAt.push_back(t);
         }
         if (!s.online) lostAt = t;
@@ -79,159 +127,125 @@ TEST(Pump, KeepAliveEvery21TicksAndSessionLossAfter16Unanswered) {
     for (size_t i = 1; i < sentAt.size(); ++i) EXPECT_EQ(sentAt[i] - sentAt[i - 1], 21);
     EXPECT_EQ(lostAt, sentAt.back() + 21) << "the 17th keep-alive finds 16 missed";
     EXPECT_TRUE(s.reverifying);
-    EXPECT_EQ(s.sessionId, 0);
     EXPECT_EQ(s.pengMissed, 1) << "the losing tick still counts its keep-alive";
-    EXPECT_TRUE(h.nothingAt(h.chat)) << "the lost session sends no keep-alive";
+    EXPECT_TRUE(h.chat.sent.empty()) << "the lost session sends no keep-alive";
 
-    // Each resend is queued at reverifyTicks 2, 40 and 80 and leaves with the next tick.
-    h.tick(2);
-    EXPECT_TRUE(h.nothingAt(h.chat));
-    h.tick();
-    const auto resend = h.expect(h.chat);
-    EXPECT_EQ(resend.header.type, 1);
-    EXPECT_EQ(resend.header.code, 0);
-    EXPECT_EQ(resend.header.session, 0u);
-    ASSERT_EQ(h.services.toasts.size(), 1u);
+    // The login body goes again, unstamped, one tick after reverifyTicks 2, 40 and 80.
+    std::vector<int> resentAt;
+    for (int t = 1; t <= 81; ++t) {
+        h.tick();
+        while (!h.chat.sent.empty()) {
+            const auto f = h.sentOn(h.chat);
+            EXPECT_EQ(f.header.type, kind::kLogin.type);
+            EXPECT_EQ(f.header.session, 0u);
+            resentAt.push_back(t);
+        }
+    }
+    EXPECT_EQ(resentAt, (std::vector<int>{3, 41, 81}));
+    ASSERT_EQ(h.services.toasts.size(), 1u) << "only the first resend shows the toast";
     EXPECT_EQ(h.services.toasts[0].text, "与服务器断开连接，正在重新发送验证请求。");
     EXPECT_EQ(h.services.toasts[0].milliseconds, 6000);
-    EXPECT_EQ(h.services.toasts[0].sound, h.home + "/sound/SysMsg.wav");
-    EXPECT_EQ(h.view.status[2], "状态：重新验证");
+    EXPECT_EQ(h.services.toasts[0].sound, h.home() + "/sound/SysMsg.wav");
     EXPECT_EQ(h.view.frame, "loginFrame");
-    EXPECT_FALSE(h.view.loginEnabled);
-
-    h.tick(37);
-    EXPECT_TRUE(h.nothingAt(h.chat));
-    h.tick();
-    h.expect(h.chat);
-    h.tick(39);
-    EXPECT_TRUE(h.nothingAt(h.chat));
-    EXPECT_TRUE(h.services.boxes.empty());
-    h.tick();  // reverifyTicks 81: the last resend leaves, then the attempt is given up
-    h.expect(h.chat);
-    EXPECT_EQ(h.services.toasts.size(), 1u) << "only the first resend shows the toast";
-    ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].text, "连接服务器超时！");
-    EXPECT_FALSE(s.reverifying);
-    EXPECT_FALSE(h.timer.enabled());
 }
 
-TEST(Pump, AnsweredKeepAlivesHoldTheSessionAndDoubleAnswersGiveGrace) {
-    SessionHarness h("127.0.0.61");
+TEST(Pump, AnsweredKeepAlivesHoldTheSessionAndAResetEndsThem) {
+    SessionHarness h;
     Session& s = *h.session;
     h.login();
     for (int i = 0; i < 21 * 20; ++i) {
         h.tick();
-        if (auto r = h.chat.receive(0)) {
-            auto f = firstFrame(r->data);
-            if (f && f->header.type == 9) {
-                h.fromChat({.seq = 3, .type = 9, .session = kSession}, "");
-                h.fromChat({.seq = 4, .type = 9, .sub = 7, .session = kSession}, "");
-            }
+        if (!h.chat.sent.empty() && h.sentOn(h.chat).header.type == family::kKeepAlive) {
+            h.fromChat({.seq = 3, .type = family::kKeepAlive, .session = kSession}, "");
+            h.fromChat({.seq = 4, .type = family::kKeepAlive, .sub = 7, .session = kSession}, "");
         }
     }
     EXPECT_TRUE(s.online);
-    EXPECT_LT(s.pengMissed, 0);
+    EXPECT_LT(s.pengMissed, 0) << "double answers give grace";
+
+    h.chat.fail(SocketError::ConnectionReset);
+    EXPECT_FALSE(s.online);
+    h.tick(30);
+    EXPECT_TRUE(h.chat.sent.empty());
 }
 
-TEST(Pump, SecondLossSkipsTheToastAndResendsFirstAt40) {
-    SessionHarness h("127.0.0.62");
+TEST(Pump, ASecondLossGoesOnCountingAndSkipsTheToast) {
+    SessionHarness h;
     Session& s = *h.session;
     h.login();
     s.pengMissed = 16;
     s.pengTicks = 20;
-    h.tick();
-    ASSERT_TRUE(s.reverifying);
-    h.tick(3);
-    h.expect(h.chat);
-    h.fromChat({.seq = 1, .type = 1, .sub = 1, .session = 99, .code = 1}, joinFields({"n", "m1"}));
-    h.tick();
+    h.tick(4);
+    h.sentOn(h.chat);
+    h.accept(99);
+    h.tick(2);
     ASSERT_TRUE(s.online);
-    const int carried = s.reverifyTicks;
-    EXPECT_GE(carried, 2) << "a success does not reset the count";
-    h.tick();
-    EXPECT_EQ(h.expect(h.chat).header.sub, 4) << "the renewed session loads the lists anew";
+    EXPECT_EQ(h.sentOn(h.chat).header.sub, kind::kFriendRoster.sub)
+        << "the renewed session loads the lists anew";
 
     s.pengMissed = 16;
     s.pengTicks = 20;
     h.tick();
-    ASSERT_TRUE(s.reverifying);
-    h.tick(40 - carried);  // the count goes on from where it stood and reaches 40 here
-    EXPECT_TRUE(h.nothingAt(h.chat));
+    const int carried = s.reverifyTicks;
+    ASSERT_GE(carried, 2) << "a success does not reset the count";
+    h.tick(40 - carried);  // the count reaches 40 here; the resend leaves with the next tick
+    EXPECT_TRUE(h.chat.sent.empty());
     h.tick();
-    EXPECT_EQ(h.expect(h.chat).header.type, 1);
+    EXPECT_EQ(h.sentOn(h.chat).header.type, kind::kLogin.type);
     EXPECT_EQ(h.services.toasts.size(), 1u);
 }
 
 TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrains) {
-    SessionHarness h("127.0.0.63");
-    Session& s = *h.session;
+    SessionHarness h;
     h.login();
     int handled = 0;
-    s.handlers.on(11, 1, [&](Session&) { ++handled; });
-    Bytes first;
-    encodeFrame({.seq = 1, .type = 11, .sub = 1}, "a", first);
-    encodeFrame({.seq = 2, .type = 11, .sub = 1}, "b", first);
-    h.fromChat(first);
-    h.fromChat(encodeFrame({.seq = 3, .type = 11, .sub = 1}, "c"));
-    h.fromChat(encodeFrame({.seq = 4, .type = 11, .sub = 1}, "d"));
-    h.tick();
-    EXPECT_EQ(handled, 2);
-    h.tick();
-    EXPECT_EQ(handled, 3);
-    h.tick();
-    EXPECT_EQ(handled, 4);
-    h.tick();
-    EXPECT_EQ(handled, 4);
+    h.session->handlers.on(kUnlisted, [&](Session&) { ++handled; });
+    const auto frame = [](uint16_t seq, const char* body) {
+        return encodeFrame({.seq = seq, .type = kUnlisted.type, .sub = kUnlisted.sub}, body);
+    };
+    h.chat.deliver(frame(1, "a") + frame(2, "b"));
+    h.chat.deliver(frame(3, "c"));
+    h.chat.deliver(frame(4, "d"));
+    std::vector<int> counts;
+    for (int t = 0; t < 4; ++t) {
+        h.tick();
+        counts.push_back(handled);
+    }
+    EXPECT_EQ(counts, (std::vector<int>{2, 3, 4, 4}));
 
     // A stray byte behind a frame is never parsed: the rule needs a difference above 1.
-    h.fromChat(encodeFrame({.seq = 5, .type = 11, .sub = 1}, "e") + "x");
+    h.chat.deliver(frame(5, "e") + "x");
     h.tick(3);
     EXPECT_EQ(handled, 5);
 }
 
-TEST(Pump, GatedSenderLosesItsRequestSilently) {
-    SessionHarness h("127.0.0.64");
+TEST(Pump, TheGateLetsOneRequestATickThrough) {
+    SessionHarness h;
     Session& s = *h.session;
     h.login();
-    EXPECT_TRUE(s.queueFrameGated(3, 1, 1, joinFields({"alice", "bob"})));
-    EXPECT_FALSE(s.queueFrameGated(3, 7, 0, joinFields({"alice", "grp"})));
+    EXPECT_TRUE(s.queueFrameGated(kind::kProfile, code::kProfileShow, joinFields({"alice", "bob"})));
+    EXPECT_FALSE(s.queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "grp"})));
     h.tick();
-    EXPECT_EQ(h.expect(h.chat).header.sub, 1);
-    EXPECT_TRUE(h.nothingAt(h.chat));
-    EXPECT_TRUE(s.queueFrameGated(3, 7, 0, joinFields({"alice", "grp"}))) << "the next tick opens the gate";
+    EXPECT_EQ(h.sentOn(h.chat).header.sub, kind::kProfile.sub);
+    EXPECT_TRUE(h.chat.sent.empty());
+    EXPECT_TRUE(s.queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "grp"})));
 }
 
-TEST(Pump, ReplyWaitTimesOutWithTheLongerLimitAfterLogin) {
-    SessionHarness h("127.0.0.65");
+TEST(Dispatch, NoticesKeepAliveAnswersAndDirectLinks) {
+    SessionHarness h;
     Session& s = *h.session;
     h.login();
-    const int carried = s.waitTicks;
-    s.waitReply = true;
-    h.tick(99 - carried);
-    EXPECT_TRUE(h.services.boxes.empty());
-    h.tick();
-    ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].text, "连接服务器超时,请重试！");
-    EXPECT_FALSE(s.waitLogin);
-
-    s.waitReply = true;
-    h.tick(50);
-    EXPECT_EQ(h.services.boxes.size(), 1u);
-    h.tick();
-    EXPECT_EQ(h.services.boxes.back().text, "连接服务器失败！");
-    EXPECT_FALSE(s.waitReply);
-}
-
-TEST(Dispatch, SystemNoticesKeepAliveAndDirectLinkLeaves) {
-    SessionHarness h("127.0.0.66");
-    Session& s = *h.session;
-    h.login();
-    const FrameHeader notice{.seq = 2, .type = 8, .sub = 1, .session = kSession};
-    h.fromChat(notice, joinFields({gbk::fromUtf8("服务器维护")}));
+    // A box holds the pump: no tick may run under it.
+    std::vector<bool> timerDuringBox;
+    h.services.onBox = [&] { timerDuringBox.push_back(h.timer.enabled()); };
+    h.fromChat({.seq = 2, .type = 8, .sub = 1, .session = kSession},
+               joinFields({gbk::fromUtf8("服务器维护")}));
     h.tick();
     ASSERT_EQ(h.services.boxes.size(), 1u);
     EXPECT_EQ(h.services.boxes[0].title, "系统消息");
     EXPECT_EQ(h.services.boxes[0].text, "服务器维护");
+    EXPECT_EQ(timerDuringBox, std::vector<bool>{false});
+    EXPECT_TRUE(h.timer.enabled()) << "the tick turns it back on after the box";
 
     h.fromChat({.seq = 3, .type = 8, .sub = 2, .session = kSession}, joinFields({"hello"}));
     h.tick();
@@ -239,48 +253,43 @@ TEST(Dispatch, SystemNoticesKeepAliveAndDirectLinkLeaves) {
     EXPECT_EQ(h.services.toasts[0].text, "hello");
     EXPECT_EQ(h.services.toasts[0].milliseconds, 6000);
 
-    h.fromChat({.seq = 4, .type = 8, .sub = 1, .session = kSession}, "");
-    h.tick();
-    EXPECT_EQ(h.services.boxes.back().text, "") << "an empty notice shows an empty box";
-
-    h.fromChat({.seq = 5, .type = 10, .sub = 3, .session = kSession, .code = 2}, "");
+    h.fromChat({.seq = 5, .type = family::kDirectLink, .sub = 3, .code = code::kPeerAbsent}, "");
     h.tick();
     EXPECT_EQ(h.services.boxes.back().text, "对方不在线！");
 
     const auto boxes = h.services.boxes.size();
-    for (uint16_t type : {4, 11}) h.fromChat({.seq = 6, .type = type, .sub = 1}, "x");
-    h.fromChat({.seq = 7, .type = 1, .sub = 2}, "x");
+    h.fromChat({.seq = 6, .type = 4, .sub = 1}, "x");
+    h.fromChat({.seq = 6, .type = kUnlisted.type, .sub = kUnlisted.sub}, "x");
+    h.fromChat({.seq = 7, .type = kind::kSessionAside2.type, .sub = kind::kSessionAside2.sub}, "x");
     h.tick(3);
     EXPECT_EQ(h.services.boxes.size(), boxes);
     EXPECT_TRUE(s.online);
 
     s.pengMissed = 0;
-    h.fromChat({.seq = 8, .type = 9, .sub = 5}, "");
+    h.fromChat({.seq = 8, .type = family::kKeepAlive, .sub = 5}, "");
     h.tick();
     EXPECT_EQ(s.pengMissed, -1);
 }
 
-TEST(Dispatch, PoisonedFrameRunsThePreviousLeafAgain) {
-    SessionHarness h("127.0.0.67");
+TEST(Dispatch, APoisonedFrameRunsThePreviousLeafAgain) {
+    SessionHarness h;
     Session& s = *h.session;
     h.login();
     int runs = 0;
-    s.handlers.on(11, 2, [&](Session&) { ++runs; });
-    h.fromChat(encodeFrame({.seq = 1, .type = 11, .sub = 2}, "x"));
+    s.handlers.on(kUnlisted, [&](Session&) { ++runs; });
+    h.fromChat({.seq = 1, .type = kUnlisted.type, .sub = kUnlisted.sub}, "x");
     h.tick();
     ASSERT_EQ(runs, 1);
-    Bytes poison = encodeFrame({.seq = 2, .type = 8, .sub = 1}, Bytes(1000, 'p'));
-    h.fromChat(poison);
+    h.fromChat({.seq = 2, .type = 8, .sub = 1}, Bytes(1000, 'p'));
     h.tick();
     EXPECT_EQ(runs, 2);
-    EXPECT_EQ(s.Buf_head, 0);
-    EXPECT_EQ(s.Buf_rear, 0);
+    EXPECT_EQ(s.wire.Buf_head, 0);
+    EXPECT_EQ(s.wire.Buf_rear, 0);
     EXPECT_TRUE(h.services.boxes.empty());
 }
 
 TEST(Dispatch, GarbageFromTheServerNeverStopsThePump) {
-    SessionHarness h("127.0.0.68");
-    Session& s = *h.session;
+    SessionHarness h;
     h.login();
     uint32_t x = 7;
     for (int i = 0; i < 40; ++i) {
@@ -292,13 +301,13 @@ TEST(Dispatch, GarbageFromTheServerNeverStopsThePump) {
         // Keep the junk away from the frames that end the session or open boxes.
         junk[4] = 0;
         junk[5] = static_cast<char>(3 + i % 5);
-        h.fromChat(junk);
+        h.chat.deliver(junk);
         h.tick();
     }
     EXPECT_TRUE(h.timer.enabled());
     EXPECT_TRUE(h.services.exitCodes.empty());
     h.tick(30);
-    EXPECT_TRUE(s.online);
+    EXPECT_TRUE(h.session->online);
 }
 
 }  // namespace

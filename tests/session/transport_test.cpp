@@ -1,27 +1,34 @@
 #include <gtest/gtest.h>
 
+#include <QThreadPool>
+#include <atomic>
+#include <future>
 #include <vector>
 
 #include "session/qt_transport.h"
-#include "support/session_harness.h"
+#include "support/loopback.h"
+#include "support/scripted_peer.h"
 
 namespace nq {
 namespace {
 
 using test::waitFor;
 
-// Each socket binds an ephemeral port; the traffic goes to this test's own loopback address.
-constexpr const char* kHere = "127.0.0.71";
+// Each socket binds an ephemeral port; the traffic goes to this process's own loopback address.
+const std::string& here() {
+    static const std::string address = test::claimLoopbackAddress();
+    return address;
+}
 
 struct Listener {
     QtUdpSocket socket;
     std::vector<Bytes> heard;
-    std::vector<int> errors;
+    std::vector<SocketError> errors;
 
     Listener() {
         socket.onData = [this](const Bytes& d) { heard.push_back(d); };
-        socket.onError = [this](int e) { errors.push_back(e); };
-        EXPECT_EQ(socket.bind(0), 0);
+        socket.onError = [this](SocketError e) { errors.push_back(e); };
+        EXPECT_EQ(socket.bind(0), SocketError::None);
     }
 };
 
@@ -29,24 +36,22 @@ TEST(UdpSocket, BindsAndTellsATakenPortApart) {
     Listener a;
     ASSERT_NE(a.socket.localPort(), 0);
     QtUdpSocket b;
-    EXPECT_EQ(b.bind(a.socket.localPort()), kErrAddressInUse);
+    EXPECT_EQ(b.bind(a.socket.localPort()), SocketError::AddressInUse);
     EXPECT_EQ(b.localPort(), 0);
     a.socket.close();
     EXPECT_EQ(a.socket.localPort(), 0);
-    EXPECT_EQ(b.bind(a.socket.localPort()), 0) << "port 0 after close: any free port";
 }
 
 TEST(UdpSocket, CarriesDatagramsBothWaysWithTheirBytesIntact) {
     Listener a, b;
-    a.socket.setRemote(kHere, b.socket.localPort());
-    b.socket.setRemote(kHere, a.socket.localPort());
+    a.socket.setRemote(here(), b.socket.localPort());
+    b.socket.setRemote(here(), a.socket.localPort());
     const Bytes binary("\0\xff\x80zz\0", 6);
     a.socket.send(binary);
     a.socket.send("second");
     b.socket.send("back");
     ASSERT_TRUE(waitFor([&] { return b.heard.size() == 2 && a.heard.size() == 1; }));
-    EXPECT_EQ(b.heard[0], binary);
-    EXPECT_EQ(b.heard[1], "second");
+    EXPECT_EQ(b.heard, (std::vector<Bytes>{binary, "second"}));
     EXPECT_EQ(a.heard[0], "back");
 }
 
@@ -55,16 +60,16 @@ TEST(UdpSocket, ASendToAClosedPortIsReportedAsAResetAndTheSocketGoesOn) {
     uint16_t closedPort = 0;
     {
         QtUdpSocket gone;
-        ASSERT_EQ(gone.bind(0), 0);
+        ASSERT_EQ(gone.bind(0), SocketError::None);
         closedPort = gone.localPort();
     }
-    a.socket.setRemote(kHere, closedPort);
+    a.socket.setRemote(here(), closedPort);
     a.socket.send("anyone?");
     ASSERT_TRUE(waitFor([&] { return !a.errors.empty(); }));
-    EXPECT_EQ(a.errors, std::vector<int>{kErrConnectionReset});
+    EXPECT_EQ(a.errors, std::vector<SocketError>{SocketError::ConnectionReset});
 
     // The error queue is drained: the socket neither repeats the error nor stops hearing.
-    b.socket.setRemote(kHere, a.socket.localPort());
+    b.socket.setRemote(here(), a.socket.localPort());
     b.socket.send("still here");
     ASSERT_TRUE(waitFor([&] { return !a.heard.empty(); }));
     EXPECT_EQ(a.heard[0], "still here");
@@ -77,28 +82,43 @@ TEST(UdpSocket, HostNamesResolveInTheBackgroundAndHoldWhatWasSentMeanwhile) {
     a.socket.send("one");
     a.socket.send("two");
     ASSERT_TRUE(waitFor([&] { return b.heard.size() == 2; }));
-    EXPECT_EQ(b.heard[0], "one");
-    EXPECT_EQ(b.heard[1], "two");
+    EXPECT_EQ(b.heard, (std::vector<Bytes>{"one", "two"}));
 }
 
-TEST(UdpSocket, ANewRemoteOrTheSocketsEndAbandonsALookupInFlight) {
+TEST(UdpSocket, ALookupThatHangsHoldsNeitherTheSocketNorTheExit) {
     Listener b;
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    std::atomic<int> entered{0}, answered{0};
+    const auto hanging = [released, &entered, &answered](const std::string&) -> std::optional<in_addr> {
+        ++entered;
+        released.wait();
+        ++answered;
+        return in_addr{htonl(INADDR_LOOPBACK)};
+    };
     {
         // Gone before its lookup answers: the answer must find nothing to call.
         QtUdpSocket doomed;
-        ASSERT_EQ(doomed.bind(0), 0);
-        doomed.setRemote("localhost", b.socket.localPort());
+        doomed.setResolver(hanging);
+        ASSERT_EQ(doomed.bind(0), SocketError::None);
+        doomed.setRemote("hangs.test", b.socket.localPort());
         doomed.send("never");
+        ASSERT_TRUE(waitFor([&] { return entered == 1; }));
     }
     Listener a;
-    a.socket.setRemote("localhost", b.socket.localPort());
+    a.socket.setResolver(hanging);
+    a.socket.setRemote("hangs.test", b.socket.localPort());
     a.socket.send("stale");
+    ASSERT_TRUE(waitFor([&] { return entered == 2; }));
+    // The application object waits for Qt's global pool when it ends; lookups stay off it.
+    EXPECT_EQ(QThreadPool::globalInstance()->activeThreadCount(), 0);
     // Changing the remote drops both the lookup and what waited on it.
-    a.socket.setRemote(kHere, b.socket.localPort());
+    a.socket.setRemote(here(), b.socket.localPort());
     a.socket.send("fresh");
     ASSERT_TRUE(waitFor([&] { return !b.heard.empty(); }));
-    // Time for a late lookup answer to arrive, were it to deliver anything.
-    waitFor([] { return false; }, 300);
+    release.set_value();
+    ASSERT_TRUE(waitFor([&] { return answered == 2; }));
+    waitFor([] { return false; }, 50);  // room for a late answer to be delivered, were it to be
     EXPECT_EQ(b.heard, std::vector<Bytes>{"fresh"});
 }
 
@@ -106,10 +126,12 @@ TEST(UdpSocket, AnEmptyOrUnresolvableHostSwallowsDatagrams) {
     Listener a;
     a.socket.setRemote("", 9);
     a.socket.send("into nowhere");
+    a.socket.setResolver([](const std::string&) { return std::optional<in_addr>(); });
     a.socket.setRemote("no-such-host.invalid", 9);
     a.socket.send("into nowhere");
-    waitFor([] { return false; }, 300);
+    waitFor([] { return false; }, 50);
     EXPECT_TRUE(a.errors.empty());
+    EXPECT_TRUE(a.heard.empty());
 }
 
 }  // namespace

@@ -47,13 +47,4 @@ class RecordingView : public SessionView {
     int contactClears = 0, otherFormUnloads = 0, mainFormUnloads = 0, nameSelections = 0;
 };
 
-class FakeTimer : public Timer {
-  public:
-    void setEnabled(bool on) override { on_ = on; }
-    bool enabled() const override { return on_; }
-
-  private:
-    bool on_ = false;
-};
-
 }  // namespace nq::test

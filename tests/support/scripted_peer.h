@@ -1,6 +1,6 @@
 #pragma once
-// The server end of a test: a plain UDP socket on a loopback address that receives what the
-// code under test sends and answers with frames the test composes.
+// The server end of a loopback test: a plain UDP socket that receives what the code under test
+// sends and answers with frames the test composes, and the helpers to wait for real sockets.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -8,13 +8,40 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
-#include "wire/gbk.h"
+#include "wire/packet.h"
 
 namespace nq::test {
+
+// Runs the event loop until pred holds; false when timeoutMs passed first.
+template <class Pred>
+bool waitFor(Pred pred, int timeoutMs = 3000) {
+    QElapsedTimer t;
+    t.start();
+    while (!pred()) {
+        if (t.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return true;
+}
+
+struct OwnedFrame {
+    FrameHeader header;
+    uint16_t len = 0;
+    Bytes body;
+    Bytes raw;
+};
+
+inline std::optional<OwnedFrame> firstFrame(const Bytes& datagram) {
+    auto f = decodeFrame(datagram);
+    if (!f) return std::nullopt;
+    return OwnedFrame{f->header, f->len, Bytes(f->body), datagram};
+}
 
 struct Received {
     Bytes data;
@@ -61,5 +88,14 @@ class ScriptedPeer {
     int fd_ = -1;
     sockaddr_in last_{};
 };
+
+// The first frame of the next datagram at the peer; a test that waits in vain fails loudly.
+inline OwnedFrame expectFrame(ScriptedPeer& peer) {
+    auto r = peer.receive(2000);
+    if (!r) throw std::runtime_error("no datagram arrived at the peer");
+    auto f = firstFrame(r->data);
+    if (!f) throw std::runtime_error("the datagram holds no frame");
+    return *f;
+}
 
 }  // namespace nq::test
