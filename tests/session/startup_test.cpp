@@ -37,10 +37,7 @@ TEST(Startup, HallLineFields) {
     EXPECT_EQ(h->digest, "abc");
     EXPECT_EQ(h->command, 3);
     h = parseHallLine("bob$abc");
-    ASSERT_TRUE(h);
-    EXPECT_EQ(h->name, "bob");
-    EXPECT_EQ(h->digest, "");
-    EXPECT_EQ(h->command, 0);
+    EXPECT_TRUE(h && h->name == "bob" && h->digest.empty() && h->command == 0);
 }
 
 TEST(Startup, PositionsAppliedOnlyRightOfTheEdge) {
@@ -51,10 +48,7 @@ TEST(Startup, PositionsAppliedOnlyRightOfTheEdge) {
     EXPECT_FALSE(parsePosition("0,300,"));
     EXPECT_FALSE(parsePosition("-15,300,"));
     EXPECT_FALSE(parsePosition("junk"));
-    EXPECT_EQ(formatPosition(1500, 300), "1500,300,");
-    auto back = parsePosition(formatPosition(1234.5, 60));
-    ASSERT_TRUE(back);
-    EXPECT_EQ(back->left, 1234.5);
+    EXPECT_EQ(formatPosition(1234.5, 60), "1234.5,60,");
 }
 
 TEST(Startup, TimesHaveNoSlash) {

@@ -52,7 +52,7 @@ TEST(UdpSocket, CarriesDatagramsBothWaysWithTheirBytesIntact) {
     b.socket.send("back");
     ASSERT_TRUE(waitFor([&] { return b.heard.size() == 2 && a.heard.size() == 1; }));
     EXPECT_EQ(b.heard, (std::vector<Bytes>{binary, "second"}));
-    EXPECT_EQ(a.heard[0], "back");
+    EXPECT_EQ(a.heard, std::vector<Bytes>{"back"});
 }
 
 TEST(UdpSocket, ASendToAClosedPortIsReportedAsAResetAndTheSocketGoesOn) {
@@ -85,7 +85,7 @@ TEST(UdpSocket, HostNamesResolveInTheBackgroundAndHoldWhatWasSentMeanwhile) {
     EXPECT_EQ(b.heard, (std::vector<Bytes>{"one", "two"}));
 }
 
-TEST(UdpSocket, ALookupThatHangsHoldsNeitherTheSocketNorTheExit) {
+TEST(UdpSocket, ALookupThatHangsHoldsNeitherTheSocketNorTheExitAndFailuresSendNothing) {
     Listener b;
     std::promise<void> release;
     std::shared_future<void> released = release.get_future().share();
@@ -118,20 +118,15 @@ TEST(UdpSocket, ALookupThatHangsHoldsNeitherTheSocketNorTheExit) {
     ASSERT_TRUE(waitFor([&] { return !b.heard.empty(); }));
     release.set_value();
     ASSERT_TRUE(waitFor([&] { return answered == 2; }));
-    waitFor([] { return false; }, 50);  // room for a late answer to be delivered, were it to be
-    EXPECT_EQ(b.heard, std::vector<Bytes>{"fresh"});
-}
-
-TEST(UdpSocket, AnEmptyOrUnresolvableHostSwallowsDatagrams) {
-    Listener a;
-    a.socket.setRemote("", 9);
+    // An empty or unresolvable host swallows datagrams without an error.
+    a.socket.setRemote("", b.socket.localPort());
     a.socket.send("into nowhere");
     a.socket.setResolver([](const std::string&) { return std::optional<in_addr>(); });
-    a.socket.setRemote("no-such-host.invalid", 9);
+    a.socket.setRemote("no-such-host.invalid", b.socket.localPort());
     a.socket.send("into nowhere");
-    waitFor([] { return false; }, 50);
+    waitFor([] { return false; }, 50);  // room for late answers to be delivered, were they to be
+    EXPECT_EQ(b.heard, std::vector<Bytes>{"fresh"});
     EXPECT_TRUE(a.errors.empty());
-    EXPECT_TRUE(a.heard.empty());
 }
 
 }  // namespace

@@ -14,12 +14,21 @@
 #include "support/temp_dir.h"
 #include "wire/fields.h"
 
+namespace nq {
+inline void PrintTo(FrameKind k, std::ostream* os) {
+    *os << "(" << k.type << "," << k.sub << ")";
+}
+}  // namespace nq
+
 namespace nq::test {
 
 inline OwnedFrame frameOf(const SentDatagram& d) {
     auto f = firstFrame(d.data);
     if (!f) throw std::runtime_error("the datagram holds no frame");
     return *f;
+}
+inline FrameKind kindOf(const OwnedFrame& f) {
+    return {f.header.type, f.header.sub};
 }
 
 class SessionHarness {
@@ -61,13 +70,17 @@ class SessionHarness {
                  joinFields({gbk::fromUtf8("爱丽丝"), "m3"}));
     }
 
+    // Types into the login boxes and clicks com_login.
+    void click(const std::string& name = "alice", const std::string& password = "secret") {
+        view.name = name;
+        view.password = password;
+        session->comLoginClick();
+    }
     // The whole way in: click, dispatcher redirect, the chat server accepts. Ends online, with
     // the roster request that the first tick online sends taken off the socket.
     void login(const std::string& name = "alice", const std::string& password = "secret",
                uint32_t sessionNumber = kSessionNumber) {
-        view.name = name;
-        view.password = password;
-        session->comLoginClick();
+        click(name, password);
         tick();
         sentOn(update);
         redirect();
