@@ -189,10 +189,14 @@ TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrains) {
     }
     EXPECT_EQ(counts, (std::vector<int>{2, 3, 4, 4}));
 
-    // A stray byte behind a frame is never parsed: the rule needs a difference above 1.
+    // A stray byte behind a frame is never parsed (the rule needs a difference above 1): the
+    // numbering goes on from the last frame, not from the junk.
     h.chat.deliver(frame(5, "e") + "x");
     h.tick(3);
     EXPECT_EQ(handled, 5);
+    h.session->queueFrame(kind::kProfile, code::kProfileShow, joinFields({"alice", "bob"}));
+    h.tick();
+    EXPECT_EQ(h.sentOn(h.chat).header.seq, 6);
 }
 
 TEST(Pump, TheGateLetsOneRequestATickThrough) {
