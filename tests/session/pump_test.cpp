@@ -268,24 +268,5 @@ TEST(Dispatch, APoisonedFrameRunsThePreviousLeafAgain) {
     EXPECT_TRUE(h.services.boxes.empty());
 }
 
-TEST(Dispatch, GarbageFromTheServerNeverStopsThePump) {
-    SessionHarness h;
-    h.login();
-    uint32_t x = 7;
-    for (int i = 0; i < 40; ++i) {
-        Bytes junk(1 + i * 37 % 900, '\0');
-        for (char& c : junk) c = static_cast<char>((x = x * 1103515245 + 12345) >> 16);
-        // Keep the junk away from the frames that end the session or open boxes.
-        junk[4] = 0;
-        junk[5] = static_cast<char>(3 + i % 5);
-        h.chat.deliver(junk);
-        h.tick();
-    }
-    EXPECT_TRUE(h.timer.enabled());
-    EXPECT_TRUE(h.services.exitCodes.empty());
-    h.tick(30);
-    EXPECT_TRUE(h.session->online);
-}
-
 }  // namespace
 }  // namespace nq::test

@@ -12,8 +12,7 @@
 namespace nq::test {
 
 struct RecordedBox {
-    std::string text;
-    std::string title;
+    std::string text, title;
     BoxButtons buttons;
     BoxIcon icon;
 };
