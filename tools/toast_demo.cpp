@@ -15,9 +15,10 @@ int main(int argc, char** argv) {
     const QString sound = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
 
     nq::QtPlatformServices services;
-    nq::ShowPopup(services, nullptr, QStringLiteral("您的好友 小溪 已经将您加为好友。"), 8000, sound);
+    nq::ShowPopup(services.toasts(), nullptr, QStringLiteral("您的好友 小溪 已经将您加为好友。"), 8000,
+                  sound);
     QTimer::singleShot(600, [&] {
-        nq::ShowPopup(services, nullptr,
+        nq::ShowPopup(services.toasts(), nullptr,
                       QStringLiteral("您已成功加入 山庄「江南茶馆」，现在可以开始聊天了。"), 0, sound);
     });
     QTimer::singleShot(14000, &app, &QApplication::quit);

@@ -10,16 +10,20 @@ namespace {
 class QtMainformDesktop final : public MainformDesktop {
   public:
     void trayAdd(QWidget* window, const std::string& tip) override {
-        TrayAdd(window, QString::fromStdString(tip));
+        tray_.TrayAdd(window, QString::fromStdString(tip));
     }
-    void trayRemove() override { TrayRemove(); }
+    void trayRemove() override { tray_.TrayRemove(); }
     void onTrayClick(std::function<void(TrayClick)> handler) override {
-        setTrayClickHandler(std::move(handler));
+        QObject::connect(&tray_, &Tray::clicked, &tray_, std::move(handler));
     }
     void setTopMost(QWidget* window, bool enable) override { SetTopMost(window, enable); }
     void applyStoredTransparency(QWidget* window, const std::string& transValue) override {
         nq::applyStoredTransparency(window, transValue);
     }
+
+  private:
+    // Lives as long as the main window that owns this bridge, and the click handler with it.
+    Tray tray_;
 };
 
 }  // namespace

@@ -18,13 +18,14 @@ class MainformDesktop {
     virtual ~MainformDesktop() = default;
     virtual void trayAdd(QWidget* window, const std::string& tip) = 0;
     virtual void trayRemove() = 0;
+    // Several handlers may join; each stays until the desktop services go.
     virtual void onTrayClick(std::function<void(TrayClick)> handler) = 0;
     virtual void setTopMost(QWidget* window, bool enable) = 0;
     // The TransValue text of User.ini as stored ("1,205,"); applied only when its flag is 1.
     virtual void applyStoredTransparency(QWidget* window, const std::string& transValue) = 0;
 };
 
-// The real one, over the desktop library's tray and window services.
+// The real one: the program's tray icon, owned here, and the desktop library's window services.
 std::unique_ptr<MainformDesktop> makeQtMainformDesktop();
 
 }  // namespace nq::app

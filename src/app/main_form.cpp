@@ -24,13 +24,12 @@
 #include "desktop/tray.h"
 #include "session/qt_transport.h"
 #include "session/startup.h"
+#include "store/store_keys.h"
 
 namespace nq::app {
 namespace {
 
-constexpr const char* kSetting = "Setting";
-constexpr const char* kPosition = "Position";
-constexpr const char* kPositionKey = "Mainform";
+namespace keys = store::settings;
 
 // The design size in pixels: narrow and tall like the contact windows of desktop IM clients.
 // It is also the minimum the resize handler restores.
@@ -86,11 +85,12 @@ Mainform::Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, Q
     : Mainform(std::move(options), owned->parts(), parent) {
     owned_ = std::move(owned);
     owned_->services.setMainWindow(this);
+    owned_->services.toasts().setTransValueReader([this] { return storedTransValue(); });
 }
 
 Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent)
     : QMainWindow(parent), options_(std::move(options)), desktop_(&parts.desktop) {
-    setObjectName("NQChat");
+    setObjectName(kObjectName);
     build();
     session_ = std::make_unique<Session>(options_.programFolder, parts.services, *this, parts.winSock_Update,
                                          parts.SocketChat, parts.timer_Peng);
@@ -237,18 +237,18 @@ void Mainform::load(const std::string& commandLine) {
 void Mainform::restoreWindowSettings() {
     pointIniAtUserIni();
     CIniFile& ini = session_->ini;
-    if (auto pos = parsePosition(ini.GetIniKey(kPosition, kPositionKey)))
+    if (auto pos = parsePosition(ini.GetIniKey(keys::kPositionSection, keys::kMainForm)))
         move(qRound(pos->left / kTwipsPerPixel), qRound(pos->top / kTwipsPerPixel));
 
-    desktop_->applyStoredTransparency(this, ini.GetIniKey(kSetting, "TransValue"));
+    desktop_->applyStoredTransparency(this, ini.GetIniKey(keys::kSettingSection, keys::kTransparency));
 
     // "True" only ticks the item: the window reaches the topmost band when the user toggles it.
-    if (ini.GetIniKey(kSetting, "AlWaysOnTop") == "True")
+    if (ini.GetIniKey(keys::kSettingSection, keys::kAlwaysOnTop) == "True")
         menus_.topMost->setChecked(true);
     else
         desktop_->setTopMost(this, false);
 
-    if (ini.GetIniKey(kSetting, "AutoHide") == "True") {
+    if (ini.GetIniKey(keys::kSettingSection, keys::kAutoHide) == "True") {
         menus_.autoHide->setChecked(true);
     } else {
         autoHideActive_ = false;
@@ -256,17 +256,22 @@ void Mainform::restoreWindowSettings() {
     }
 }
 
+std::string Mainform::storedTransValue() const {
+    // Read through a file named here: the shared accessor stays pointed wherever it was.
+    return CIniFile(session_->userIni()).GetIniKey(keys::kSettingSection, keys::kTransparency);
+}
+
 void Mainform::toggleTopMost(bool checked) {
     desktop_->setTopMost(this, checked);
     pointIniAtUserIni();
-    session_->ini.WriteIniKey(kSetting, "AlWaysOnTop", checked ? "True" : "False");
+    session_->ini.WriteIniKey(keys::kSettingSection, keys::kAlwaysOnTop, checked ? "True" : "False");
 }
 
 void Mainform::toggleAutoHide(bool checked) {
     autoHideActive_ = checked;
     if (setAutoHide_) setAutoHide_(checked);
     pointIniAtUserIni();
-    session_->ini.WriteIniKey(kSetting, "AutoHide", checked ? "True" : "False");
+    session_->ini.WriteIniKey(keys::kSettingSection, keys::kAutoHide, checked ? "True" : "False");
 }
 
 void Mainform::exitProgram() {
@@ -308,7 +313,7 @@ void Mainform::unload() {
     session_->unload();
     pointIniAtUserIni();
     const QPoint at = pos();
-    session_->ini.WriteIniKey(kPosition, kPositionKey,
+    session_->ini.WriteIniKey(keys::kPositionSection, keys::kMainForm,
                               formatPosition(at.x() * kTwipsPerPixel, at.y() * kTwipsPerPixel));
     desktop_->trayRemove();
     unloadOtherForms();
@@ -424,7 +429,7 @@ void Mainform::setSessionMenusEnabled(bool enabled) {
 
 void Mainform::unloadOtherForms() {
     for (QWidget* w : QApplication::topLevelWidgets()) {
-        if (w == this || w->objectName() == "NQChat") continue;
+        if (w == this || w->objectName() == kObjectName) continue;
         // Popups and tooltips are pieces of other windows, not forms of their own.
         const Qt::WindowType type = w->windowType();
         if (type == Qt::Popup || type == Qt::ToolTip || type == Qt::Desktop) continue;

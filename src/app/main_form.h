@@ -47,6 +47,8 @@ class Mainform : public QMainWindow, public SessionView {
   public:
     static constexpr double kTwipsPerPixel = 15;
     static constexpr const char* kTrayTip = "珀岚聊天";
+    // Code that closes every other window spares the one with this name.
+    static constexpr const char* kObjectName = "NQChat";
 
     // The real thing: Qt sockets, a Qt timer calling tick(), the desktop's services.
     explicit Mainform(MainformOptions options, QWidget* parent = nullptr);
@@ -62,8 +64,10 @@ class Mainform : public QMainWindow, public SessionView {
     const MainMenus& menus() const { return menus_; }
     LoginFrame& loginFrame() { return *loginFrame_; }
     MainFrame& mainFrame();  // made at its first use
-    QString statusText(int panel) const;
-    bool mainFrameShown() const;
+    [[nodiscard]] QString statusText(int panel) const;
+    [[nodiscard]] bool mainFrameShown() const;
+    // User.ini's TransValue text, as the load applies it to this window and each toast to itself.
+    [[nodiscard]] std::string storedTransValue() const;
 
     // 退出: the exit flag goes up and the window unloads, whether logged in or not.
     void exitProgram();

@@ -16,13 +16,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "desktop/toast_board.h"
 #include "desktop/tray.h"
 #include "desktop/window_services.h"
 #include "session/platform_services.h"
 
 namespace nq {
-
-std::int16_t ToastSlot = 0;
 
 namespace {
 
@@ -98,10 +97,10 @@ QPixmap closeMark(bool pressed) {
 
 }  // namespace
 
-frmMsnStyle::frmMsnStyle(PlatformServices& services, QWidget* parent)
+frmMsnStyle::frmMsnStyle(ToastBoard& board, QWidget* parent)
     : QWidget(parent,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus),
-      services_(services) {
+      board_(board) {
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_X11NetWmWindowTypeNotification);
@@ -111,7 +110,7 @@ frmMsnStyle::frmMsnStyle(PlatformServices& services, QWidget* parent)
     buildControls();
 
     // Load: the stored transparency, then the topmost band.
-    applyStoredTransparency(this);
+    applyStoredTransparency(this, board_.transValue());
     SetTopMost(this, true);
 }
 
@@ -186,10 +185,7 @@ int frmMsnStyle::fullHeightTwips() const {
 }
 
 void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
-    // A slot: the fifth toast takes the first place without looking whether it is free.
-    ++ToastSlot;
-    if (ToastSlot > kSlots) ToastSlot = 1;
-    slot_ = ToastSlot;
+    slot_ = board_.takeSlot();
 
     // Text and display time. A negative time is refused and leaves the design interval.
     // The text area ends above the Ok button when there is one; a text that does not fit is
@@ -214,7 +210,7 @@ void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
     applyGeometry();
 
     show();
-    services_.playSound(sound.toStdString());
+    board_.services().playSound(sound.toStdString());
     gradient_.setAngle(kGradientAngle);
     gradient_.setColor1(kGradientColour1);
     gradient_.setColor2(kGradientColour2);
@@ -295,8 +291,8 @@ void frmMsnStyle::unload() {
     close();
 }
 
-void frmMsnStyle::releaseSlot() const {
-    if (slot_ != 0 && ToastSlot == slot_) ToastSlot = 0;
+void frmMsnStyle::releaseSlot() {
+    board_.releaseSlot(slot_);
 }
 
 void frmMsnStyle::onCloseMarkClicked() {

@@ -1,7 +1,7 @@
 #pragma once
 // frmMsnStyle: the borderless toast that rises in the bottom right corner of the screen to tell
-// of an event that needs no answer. Up to four stand above one another; ShowPopup
-// (desktop/show_popup.h) is how the program opens one.
+// of an event that needs no answer. Up to four stand above one another, counted by the
+// ToastBoard they share; ShowPopup (desktop/show_popup.h) is how the program opens one.
 //
 // Geometry is kept in twips (15 twips = 1 pixel) exactly as the slide computes it and is mapped
 // to whole pixels only when applied, so the heights and tops a slide goes through do not
@@ -24,10 +24,7 @@ class QTimer;
 
 namespace nq {
 
-class PlatformServices;
-
-// The slot last handed out, shared by all toasts; 0 when none is taken.
-extern std::int16_t ToastSlot;
+class ToastBoard;
 
 class frmMsnStyle : public QWidget {
     Q_OBJECT
@@ -43,7 +40,6 @@ class frmMsnStyle : public QWidget {
     static constexpr int kScreenMargin = 200;    // twips from the right and below the bottom
     static constexpr int kSlideStepMs = 10;      // ms between two slide steps
     static constexpr int kDesignAlertMs = 5000;  // ms, tmrAlert's interval until Alert sets one
-    static constexpr int kSlots = 4;
     static constexpr float kGradientAngle = 90.0F;
     static constexpr WinColor kGradientColour1 = winRgb(167, 197, 237);
     static constexpr WinColor kGradientColour2 = winRgb(239, 244, 252);
@@ -51,8 +47,9 @@ class frmMsnStyle : public QWidget {
 
     enum class Phase { Created, SlidingIn, Displayed, SlidingOut, Unloaded };
 
-    // Loads the window: stored transparency, topmost band. The services play the sound.
-    explicit frmMsnStyle(PlatformServices& services, QWidget* parent = nullptr);
+    // Loads the window: the board's stored transparency, the topmost band. The board's
+    // services play the sound.
+    explicit frmMsnStyle(ToastBoard& board, QWidget* parent = nullptr);
     ~frmMsnStyle() override;
 
     // Takes a slot, places the window below the screen's bottom right, shows it, plays the sound
@@ -73,7 +70,7 @@ class frmMsnStyle : public QWidget {
     int widthTwips() const { return width_; }
     int heightTwips() const { return height_; }
     // The height at which the slide-in stops: background height plus the frame's extra, twips.
-    int fullHeightTwips() const;
+    [[nodiscard]] int fullHeightTwips() const;
 
     // Advances the running slide by one step, as one tick of its timer does; false when no
     // slide is running.
@@ -83,7 +80,7 @@ class frmMsnStyle : public QWidget {
     // The full-screen client area in pixels: the work area less one caption bar, as the system
     // metrics for a maximised window's client area give it. Toasts are placed against its
     // bottom right.
-    static QRect fullScreenClientArea();
+    [[nodiscard]] static QRect fullScreenClientArea();
 
     // Controls, under their design names.
     QWidget* picBackground = nullptr;
@@ -108,10 +105,10 @@ class frmMsnStyle : public QWidget {
     void applyGeometry();
     void finishSlideIn();
     void unload();
-    void releaseSlot() const;
+    void releaseSlot();
     void setLinkLook(bool link);
 
-    PlatformServices& services_;
+    ToastBoard& board_;
     CGradient gradient_;
     QPointer<QWidget> caller_;
     QPointer<QWidget> pendingCaller_;

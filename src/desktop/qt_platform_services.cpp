@@ -99,7 +99,7 @@ void QtPlatformServices::exitProcess(int code) {
 
 void QtPlatformServices::showToast(const std::string& text, int milliseconds, const std::string& soundPath) {
     int error = 0;
-    ShowPopup(*this, mainWindow_.data(), fromUtf8(text), milliseconds, fromUtf8(soundPath), &error);
+    ShowPopup(toasts_, mainWindow_.data(), fromUtf8(text), milliseconds, fromUtf8(soundPath), &error);
 }
 
 }  // namespace nq

@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include "desktop/sound_module.h"
+#include "desktop/toast_board.h"
 #include "session/platform_services.h"
 
 namespace nq {
@@ -38,11 +39,15 @@ class QtPlatformServices : public PlatformServices {
 
     // Sounds started and not yet finished or failed.
     int soundsPlaying() const;
+    // What the toasts it opens share: their slots and the stored transparency they load with.
+    ToastBoard& toasts() { return toasts_; }
+
     // Where the sound module is; the executable's folder unless set.
     void setSoundModuleFolder(const QString& folder) { soundModuleFolder_ = folder; }
 
   private:
     QPointer<QWidget> mainWindow_;
+    ToastBoard toasts_{*this};
     QObject* sounds_;  // parent of the live sound effects
     QString soundModuleFolder_;
     bool soundLoaded_ = false;

@@ -10,11 +10,11 @@ namespace {
 constexpr int kOutOfMemory = 7;
 }
 
-frmMsnStyle* ShowPopup(PlatformServices& services, QWidget* parent, const QString& text, int time,
+frmMsnStyle* ShowPopup(ToastBoard& board, QWidget* parent, const QString& text, int time,
                        const QString& sound, int* error) {
     frmMsnStyle* toast = nullptr;
     try {
-        toast = new frmMsnStyle(services);
+        toast = new frmMsnStyle(board);
     } catch (const std::bad_alloc&) {
         if (error != nullptr) *error = kOutOfMemory;
         return nullptr;

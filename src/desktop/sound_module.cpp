@@ -1,5 +1,6 @@
 #include "desktop/sound_module.h"
 
+#include <QFileInfo>
 #include <QObject>
 #include <QSoundEffect>
 #include <QString>
@@ -15,6 +16,9 @@ constexpr int kSoundLifetimeMs = 30000;
 }  // namespace
 
 extern "C" Q_DECL_EXPORT void nqPlaySound(QObject* owner, const QString& file) {
+    // A file that is not there cannot play: no effect is made for it, rather than one that
+    // loads in the background only to fail there.
+    if (!QFileInfo(file).isFile()) return;
     auto* effect = new QSoundEffect(owner);
     // The effect loads in the background; it plays when ready and goes away when done.
     QObject::connect(effect, &QSoundEffect::statusChanged, effect, [effect] {

@@ -1,11 +1,9 @@
 #include "desktop/tray.h"
 
-#include <QCoreApplication>
 #include <QSystemTrayIcon>
 #include <QWidget>
 
 #include <algorithm>
-#include <utility>
 
 #include "wire/gbk.h"
 
@@ -16,22 +14,10 @@ static void initDesktopResources() {
 
 namespace nq {
 
-std::int16_t TrayIconState = 2;
-
 namespace {
 
-struct TrayModule {
-    TrayRecord record;
-    QPointer<QSystemTrayIcon> icon;  // owned by the application object
-    std::function<void(TrayClick)> onClick;
-};
-
-TrayModule& tray() {
-    static TrayModule module;
-    return module;
-}
-
 QIcon iconFromResources(const char* small, const char* large) {
+    // Registering twice would be harmless; once is enough.
     static const bool registered = [] {
         initDesktopResources();
         return true;
@@ -44,19 +30,13 @@ QIcon iconFromResources(const char* small, const char* large) {
     return icon;
 }
 
-void ensureIcon() {
-    TrayModule& t = tray();
-    if (t.icon) return;
-    t.icon = new QSystemTrayIcon(QCoreApplication::instance());
-    QObject::connect(t.icon.data(), &QSystemTrayIcon::activated, [](QSystemTrayIcon::ActivationReason why) {
-        const auto& handler = tray().onClick;
-        if (!handler) return;
-        if (why == QSystemTrayIcon::Trigger || why == QSystemTrayIcon::DoubleClick) handler(TrayClick::Left);
-        if (why == QSystemTrayIcon::Context) handler(TrayClick::Right);
-    });
-}
-
 }  // namespace
+
+Tray::Tray(QObject* parent) : QObject(parent) {}
+
+Tray::~Tray() {
+    TrayRemove();
+}
 
 QByteArray trayTipBytes(const QString& tip) {
     const Bytes gbk = gbk::fromUtf8(tip.toStdString());
@@ -70,61 +50,58 @@ QByteArray trayTipBytes(const QString& tip) {
     return QByteArray(gbk.data(), static_cast<qsizetype>(std::min(cut, gbk.size())));
 }
 
-void TrayAdd(QWidget* mainWindow, const QString& tip) {
-    TrayModule& t = tray();
-    ensureIcon();
-    t.record.window = mainWindow;
-    t.record.tipGbk = trayTipBytes(tip);
-    t.record.tip = QString::fromStdString(gbk::toUtf8(t.record.tipGbk.toStdString()));
-    t.record.picture = TrayPicture::MainWindowIcon;
-    t.record.icon = mainWindow != nullptr ? mainWindow->windowIcon() : QIcon();
-    t.record.added = true;
-    t.icon->setIcon(t.record.icon);
-    t.icon->setToolTip(t.record.tip);
-    t.icon->show();
+void Tray::TrayAdd(QWidget* mainWindow, const QString& tip) {
+    if (!icon_) {
+        icon_ = new QSystemTrayIcon(this);
+        connect(icon_.data(), &QSystemTrayIcon::activated, this,
+                [this](QSystemTrayIcon::ActivationReason why) {
+                    if (why == QSystemTrayIcon::Trigger || why == QSystemTrayIcon::DoubleClick)
+                        emit clicked(TrayClick::Left);
+                    if (why == QSystemTrayIcon::Context) emit clicked(TrayClick::Right);
+                });
+    }
+    record_.window = mainWindow;
+    record_.tipGbk = trayTipBytes(tip);
+    record_.tip = QString::fromStdString(gbk::toUtf8(record_.tipGbk.toStdString()));
+    record_.picture = TrayPicture::MainWindowIcon;
+    record_.icon = mainWindow != nullptr ? mainWindow->windowIcon() : QIcon();
+    record_.added = true;
+    icon_->setIcon(record_.icon);
+    icon_->setToolTip(record_.tip);
+    icon_->show();
 }
 
-void TrayRemove() {
-    TrayModule& t = tray();
-    t.record.added = false;
-    if (t.icon) {
-        t.icon->hide();
-        delete t.icon.data();
+QSystemTrayIcon* Tray::icon() const {
+    return icon_.data();
+}
+
+void Tray::TrayRemove() {
+    record_.added = false;
+    if (icon_) {
+        icon_->hide();
+        delete icon_.data();
     }
 }
 
-void TraySetIcon(QWidget* mainWindow) {
-    TrayModule& t = tray();
+void Tray::TraySetIcon(QWidget* mainWindow) {
     switch (TrayIconState) {
         case 0:
-            t.record.picture = TrayPicture::None;
-            t.record.icon = QIcon();
+            record_.picture = TrayPicture::None;
+            record_.icon = QIcon();
             break;
         case 1:
-            t.record.picture = TrayPicture::MainWindowIcon;
-            t.record.icon = mainWindow != nullptr ? mainWindow->windowIcon() : QIcon();
+            record_.picture = TrayPicture::MainWindowIcon;
+            record_.icon = mainWindow != nullptr ? mainWindow->windowIcon() : QIcon();
             break;
         case 2:
-            t.record.picture = TrayPicture::NotLoggedIn;
-            t.record.icon = notLoggedInIcon();
+            record_.picture = TrayPicture::NotLoggedIn;
+            record_.icon = notLoggedInIcon();
             break;
         default:
             return;
     }
     // Changing the picture of an icon that is not in the notification area shows nothing.
-    if (t.record.added && t.icon) t.icon->setIcon(t.record.icon);
-}
-
-const TrayRecord& trayRecord() {
-    return tray().record;
-}
-
-QSystemTrayIcon* trayIcon() {
-    return tray().icon.data();
-}
-
-void setTrayClickHandler(std::function<void(TrayClick)> handler) {
-    tray().onClick = std::move(handler);
+    if (record_.added && icon_) icon_->setIcon(record_.icon);
 }
 
 QIcon appIcon() {

@@ -3,7 +3,6 @@
 #include <QWidget>
 
 #include <cmath>
-#include <utility>
 #include <vector>
 
 #include "wire/fields.h"
@@ -11,11 +10,6 @@
 namespace nq {
 
 namespace {
-
-std::function<std::string()>& transValueReader() {
-    static std::function<std::string()> reader;
-    return reader;
-}
 
 std::vector<std::string_view> splitAtCommas(std::string_view text) {
     std::vector<std::string_view> parts;
@@ -77,16 +71,6 @@ bool applyStoredTransparency(QWidget* window, std::string_view transValueText) {
     if (!value.enabled || !value.alpha) return false;
     SetTransparency(window, *value.alpha);
     return true;
-}
-
-void setTransValueReader(std::function<std::string()> reader) {
-    transValueReader() = std::move(reader);
-}
-
-bool applyStoredTransparency(QWidget* window) {
-    const auto& reader = transValueReader();
-    if (!reader) return false;
-    return applyStoredTransparency(window, reader());
 }
 
 }  // namespace nq

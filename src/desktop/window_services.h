@@ -2,9 +2,7 @@
 // Services that every window's load calls: the topmost band and the stored transparency.
 
 #include <cstdint>
-#include <functional>
 #include <optional>
-#include <string>
 #include <string_view>
 
 class QWidget;
@@ -30,15 +28,10 @@ struct TransValue {
     bool enabled = false;
     std::optional<std::uint8_t> alpha;
 };
-TransValue parseTransValue(std::string_view text);
+[[nodiscard]] TransValue parseTransValue(std::string_view text);
 
 // Applies a TransValue text to the window when its flag is 1 and its alpha is usable; any other
 // text leaves the window as it is. True when an alpha was applied.
 bool applyStoredTransparency(QWidget* window, std::string_view transValueText);
-
-// Where windows read the stored TransValue at load (the settings file lives in another module).
-// Until one is installed, windows load opaque.
-void setTransValueReader(std::function<std::string()> reader);
-bool applyStoredTransparency(QWidget* window);
 
 }  // namespace nq

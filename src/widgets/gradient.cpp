@@ -38,11 +38,6 @@ WinColor fromQColor(const QColor& c) {
     return winRgb(c.red(), c.green(), c.blue());
 }
 
-CGradient& CGradient::instance() {
-    static CGradient gradient;
-    return gradient;
-}
-
 double CGradient::effectiveAngle(float angle) {
     const double value = static_cast<double>(angle) + 180.0;
     // Whole turns are taken off with a floor, so negative angles land in [0, 360) as well.

@@ -50,9 +50,6 @@ class CGradient {
     static constexpr WinColor kDefaultColor2 = winRgb(0, 0, 64);
     static constexpr float kDefaultAngle = 315.0F;
 
-    // The one shared painter, made at first use and kept until the process ends.
-    static CGradient& instance();
-
     CGradient() = default;
 
     WinColor color1() const { return color1_; }
@@ -74,13 +71,13 @@ class CGradient {
     void render(QPainter& painter, int width, int height) const;
 
     // The gradient line for a surface of width x height pixels at the given angle in degrees.
-    static GradientLine gradientLine(int width, int height, float angle);
+    [[nodiscard]] static GradientLine gradientLine(int width, int height, float angle);
 
     // The angle + 180, reduced into [0, 360) by whole turns.
-    static double effectiveAngle(float angle);
+    [[nodiscard]] static double effectiveAngle(float angle);
 
     // The colour table from start to end with the given number of entries (raised to 2).
-    static std::vector<WinColor> colourTable(WinColor start, WinColor end, int steps);
+    [[nodiscard]] static std::vector<WinColor> colourTable(WinColor start, WinColor end, int steps);
 
   private:
     WinColor color1_ = kDefaultColor1;

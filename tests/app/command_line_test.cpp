@@ -1,13 +1,57 @@
-// nqchat's own command line, run as a process: what a user sees for help and for mistakes, and
-// the exit status scripts rely on.
+// nqchat's command line: how the one parser reads it, and, run as a process, what a user sees
+// for help and mistakes and the exit status scripts rely on.
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 #include <QProcess>
-#include <QTemporaryDir>
 
+#include <cstdlib>
+
+#include "app/command_line.h"
+#include "support/temp_dir.h"
+
+namespace nq::app {
 namespace {
+
+CommandLine parse(QStringList args) {
+    args.prepend("nqchat");
+    return parseCommandLine(args);
+}
+
+TEST(CommandLine, OptionsAnywhereAndTheRestIsTheHallLine) {
+    const CommandLine a = parse({"--home", "/tmp/h", "alice$d1g$2$", "--trace", "x"});
+    EXPECT_EQ(a.home, "/tmp/h");
+    EXPECT_TRUE(a.trace);
+    EXPECT_EQ(a.tickMs, 500);
+    EXPECT_EQ(a.hallLine, "alice$d1g$2$ x");
+    const CommandLine b = parse({"--home=/x", "--tick-ms", "50"});
+    EXPECT_EQ(b.home, "/x");
+    EXPECT_EQ(b.tickMs, 50);
+    EXPECT_EQ(b.hallLine, "");
+    // Bytes that are not UTF-8 (a GBK name) come through unchanged.
+    char raw[] = "\xB0\xAE$d$2$";
+    char* argv[] = {const_cast<char*>("nqchat"), raw};
+    EXPECT_EQ(parseCommandLine(2, argv).hallLine, raw);
+    EXPECT_TRUE(parse({"-h"}).help);
+}
+
+TEST(CommandLine, MistakesAreErrorsWithAClearMessage) {
+    const std::pair<QStringList, const char*> cases[] = {
+        {{"--tick-ms", "5x"}, "--tick-ms takes 1 to 60000 milliseconds, not \"5x\""},
+        {{"--tick-ms", "0"}, "--tick-ms takes 1 to 60000 milliseconds, not \"0\""},
+        {{"--tick-ms", "60001"}, "--tick-ms takes 1 to 60000 milliseconds, not \"60001\""},
+        {{"--tick-ms"}, "--tick-ms needs a value"},
+        {{"--home"}, "--home needs a value"},
+        {{"--home="}, "--home needs a folder"},
+        {{"--tick-sm", "50"}, "unknown option --tick-sm"},
+        {{"-x"}, "unknown option -x"},
+    };
+    for (const auto& [args, message] : cases)
+        EXPECT_EQ(parse(args).error, message) << args.join(' ').toStdString();
+    EXPECT_EQ(programFolder(parse({"--home", "/opt"}), "/env", "/exe"), "/opt");
+    EXPECT_EQ(programFolder(parse({}), "/env", "/exe"), "/env");
+    EXPECT_EQ(programFolder(parse({}), "", "/exe"), "/exe");
+}
 
 struct Outcome {
     int exitCode = -1;
@@ -15,7 +59,10 @@ struct Outcome {
     QString err;
 };
 
-Outcome nqchat(const QStringList& args, const QProcessEnvironment& env) {
+Outcome nqchat(const QStringList& args, const std::map<QString, QString>& set = {}) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* var : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY", "NQCHAT_HOME"}) env.remove(var);
+    for (const auto& [name, value] : set) env.insert(name, value);
     QProcess p;
     p.setProcessEnvironment(env);
     p.start(QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR")) + "/src/app/nqchat", args);
@@ -31,50 +78,36 @@ Outcome nqchat(const QStringList& args, const QProcessEnvironment& env) {
     return r;
 }
 
-QProcessEnvironment offscreen() {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("QT_QPA_PLATFORM", "offscreen");
-    env.remove("NQCHAT_HOME");
-    return env;
-}
-
-TEST(NqchatCommandLine, HelpAndMistakesAnswerWithoutStartingAWindow) {
-    QTemporaryDir home;
-    const QProcessEnvironment env = offscreen();
-
-    const Outcome help = nqchat({"--help"}, env);
-    EXPECT_EQ(help.exitCode, 0);
-    EXPECT_TRUE(help.out.startsWith("usage: nqchat")) << help.out.toStdString();
-
+TEST(NqchatProgram, AnswersHelpAndMistakesWithOrWithoutADisplayAndLeavesQtItsOptions) {
+    test::TempDir home;
+    const QString dir = QString::fromStdString(home.path());
+    const std::map<QString, QString> offscreen = {{"QT_QPA_PLATFORM", "offscreen"}};
     struct Case {
         QStringList args;
-        const char* message;
+        std::map<QString, QString> env;
+        int exitCode;
+        const char* message;  // the start of stderr, or of stdout for exit code 0
     };
     const Case cases[] = {
-        {{"--tick-ms", "0"}, "nqchat: --tick-ms takes 1 to 60000 milliseconds"},
-        {{"--home"}, "nqchat: --home needs a value"},
-        {{"--home", home.path(), "--tick-sm", "50"}, "nqchat: unknown option --tick-sm"},
-        {{"--home", home.filePath("absent")}, "does not exist or is not a folder"},
+        {{"--help"}, {}, 0, "usage: nqchat"},
+        {{"--home", dir, "--tick-ms", "5x"}, {}, 2, "nqchat: --tick-ms takes"},
+        {{"--home", dir, "--tick-sm", "50"}, offscreen, 2, "nqchat: unknown option --tick-sm"},
+        {{"--home", dir + "/absent"}, offscreen, 2, "nqchat: the program folder"},
+        {{},
+         {{"NQCHAT_HOME", dir + "/from-env"}, {"QT_QPA_PLATFORM", "offscreen"}},
+         2,
+         "nqchat: the program folder"},
+        {{"--home", dir}, {}, 1, "nqchat: no display"},
+        // -platform is Qt's: taken before our options are read, so only the bad tick is refused.
+        {{"-platform", "offscreen", "--home", dir, "--tick-ms", "0"}, {}, 2, "nqchat: --tick-ms takes"},
     };
     for (const Case& c : cases) {
-        const Outcome r = nqchat(c.args, env);
-        EXPECT_EQ(r.exitCode, 2) << c.args.join(' ').toStdString();
-        EXPECT_TRUE(r.err.contains(c.message)) << r.err.toStdString();
+        const Outcome r = nqchat(c.args, c.env);
+        EXPECT_EQ(r.exitCode, c.exitCode) << c.args.join(' ').toStdString() << "\n" << r.err.toStdString();
+        EXPECT_TRUE((c.exitCode == 0 ? r.out : r.err).contains(c.message))
+            << r.out.toStdString() << r.err.toStdString();
     }
-
-    QProcessEnvironment noDisplay = env;
-    for (const char* var : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) noDisplay.remove(var);
-    const Outcome headless = nqchat({"--home", home.path()}, noDisplay);
-    EXPECT_EQ(headless.exitCode, 1);
-    EXPECT_TRUE(headless.err.startsWith("nqchat: no display")) << headless.err.toStdString();
-}
-
-TEST(NqchatCommandLine, NqchatHomeNamesTheProgramFolderWhenHomeIsNotGiven) {
-    QProcessEnvironment env = offscreen();
-    env.insert("NQCHAT_HOME", "/nonexistent-nqchat-home");
-    const Outcome r = nqchat({}, env);
-    EXPECT_EQ(r.exitCode, 2);
-    EXPECT_TRUE(r.err.contains("/nonexistent-nqchat-home")) << r.err.toStdString();
 }
 
 }  // namespace
+}  // namespace nq::app

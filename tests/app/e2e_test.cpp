@@ -1,4 +1,4 @@
-// The real programs together: nqserver on its own loopback address with the demo accounts,
+// The real programs together: nqserver on a loopback address of its own with the demo accounts,
 // nqchat offscreen with a remembered password and automatic login, time compressed to a 50 ms
 // tick. The client is ended the way a user ends it (SIGTERM reaches the 退出 path), and the
 // server's frame trace must show the whole life of the session in order.
@@ -6,50 +6,30 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <cstdlib>
 #include <functional>
 
+#include "support/loopback.h"
+#include "support/temp_dir.h"
+#include "wire/frame_kinds.h"
+
+namespace nq {
 namespace {
 
-constexpr const char* kIp = "127.0.0.5";
 constexpr int kTickMs = 50;
 // md5hex(md5hex("123456")), what User.ini keeps for a remembered password.
 constexpr const char* kDigest = "14e1b600b1fd579f47433b88e8d85291";
 
-// The build tree: the shared test main sets NQ_BIN_DIR unless the caller points elsewhere.
-QString binDir() { return QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR")); }
-
-// A child process whose stderr is collected as it comes.
-class Child {
-  public:
-    Child() {
-        QObject::connect(&process, &QProcess::readyReadStandardError,
-                         [this] { err += process.readAllStandardError(); });
-    }
-    ~Child() {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished(2000);
-        }
-    }
-    QProcess process;
-    QByteArray err;
-};
-
+// Runs the event loop until done; the deadline is a bound, not a timing goal.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
-    QElapsedTimer t;
-    t.start();
-    while (!done()) {
-        if (t.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
+    for (const QDeadlineTimer deadline(timeoutMs); !done();
+         QCoreApplication::processEvents(QEventLoop::AllEvents, 20))
+        if (deadline.hasExpired()) return false;
     return true;
 }
 
@@ -59,93 +39,89 @@ void writeCrlf(const QString& path, const QStringList& lines) {
     f.write((lines.join("\r\n") + "\r\n").toUtf8());
 }
 
-// The server's trace lines of frames that arrived at it, "in dispatcher ..." and "in chat ...".
-QStringList framesIn(const QByteArray& trace) {
-    QStringList out;
-    for (const QString& line : QString::fromUtf8(trace).split('\n'))
-        if (line.contains(" trace in ")) out << line.mid(line.indexOf(" trace in ") + 10);
-    return out;
-}
-
-int indexOf(const QStringList& lines, const QString& pattern, int from = 0) {
-    const QRegularExpression re(pattern);
-    for (int i = from; i < lines.size(); ++i)
+// The first trace line from `from` on where a frame of the kind arrived at the server's channel
+// ("dispatcher" or "chat") and `rest` follows the kind's name; -1 when there is none.
+int arrival(const QStringList& lines, const char* channel, FrameKind kind, const QString& rest,
+            int from = 0) {
+    const QRegularExpression re(QString(R"( trace in %1 .*\(%2,%3\) .* %4%5)")
+                                    .arg(channel)
+                                    .arg(kind.type)
+                                    .arg(kind.sub)
+                                    .arg(QLatin1String(frameKindName(kind)->data()), rest));
+    for (int i = std::max(from, 0); i < lines.size(); ++i)
         if (re.match(lines[i]).hasMatch()) return i;
     return -1;
 }
 
 TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
-    const QString bin = binDir();
-    const QString server = bin + "/server/nqserver";
-    const QString client = bin + "/src/app/nqchat";
-    ASSERT_TRUE(QFileInfo(server).isExecutable()) << server.toStdString() << " is missing: build nqserver";
-    ASSERT_TRUE(QFileInfo(client).isExecutable()) << client.toStdString() << " is missing: build nqchat";
+    const QString bin = QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR"));
+    const QString ip = QString::fromStdString(test::claimLoopbackAddress());
+    test::TempDir tmp;
+    const QString db = QString::fromStdString(tmp.file("nqserver.db"));
+    ASSERT_EQ(QProcess::execute(bin + "/server/nqserver", {"--db", db, "demo"}), 0) << "nqserver demo failed";
 
-    QTemporaryDir tmp;
-    ASSERT_TRUE(tmp.isValid());
-    const QString db = tmp.filePath("nqserver.db");
-    ASSERT_EQ(QProcess::execute(server, {"--db", db, "demo"}), 0) << "nqserver demo failed";
+    QProcess server;
+    QByteArray trace;
+    QObject::connect(&server, &QProcess::readyReadStandardError,
+                     [&] { trace += server.readAllStandardError(); });
+    server.start(bin + "/server/nqserver",
+                 {"--db", db, "--address", ip, "--trace", "--pace-tick", QString::number(kTickMs)});
+    ASSERT_TRUE(waitUntil([&] { return trace.contains("ready"); }, 5000)) << trace.toStdString();
 
-    Child srv;
-    srv.process.start(server,
-                      {"--db", db, "--address", kIp, "--trace", "--pace-tick", QString::number(kTickMs)});
-    ASSERT_TRUE(srv.process.waitForStarted(5000));
-    ASSERT_TRUE(waitUntil([&] { return srv.err.contains("ready"); }, 5000)) << "nqserver did not come up:\n"
-                                                                            << srv.err.toStdString();
-
-    const QString home = tmp.filePath("home");
+    const QString home = QString::fromStdString(tmp.file("home"));
     ASSERT_TRUE(QDir().mkpath(home));
-    writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", QString("Server=") + kIp});
+    writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
     writeCrlf(home + "/User.ini",
               {"[Setting]", "UserName=alice", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
-
-    Child cli;
+    QProcess client;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
-    cli.process.setProcessEnvironment(env);
-    cli.process.start(client, {"--home", home, "--tick-ms", QString::number(kTickMs), "--trace"});
-    ASSERT_TRUE(cli.process.waitForStarted(5000));
+    client.setProcessEnvironment(env);
+    client.start(bin + "/src/app/nqchat", {"--home", home, "--tick-ms", QString::number(kTickMs), "--trace"});
 
-    // Two keep-alives are 42 ticks after login: about two seconds at this tick.
-    const bool alive = waitUntil([&] { return srv.err.count("(9,0)") >= 4; }, 20000);
-    ASSERT_TRUE(alive) << "no two keep-alives arrived.\nserver:\n"
-                       << srv.err.toStdString() << "\nclient:\n"
-                       << cli.err.toStdString();
+    // Two keep-alives come 42 ticks after login: about two seconds at this tick.
+    const auto lines = [&] { return QString::fromUtf8(trace).split('\n'); };
+    const auto keepAlives = [&](const QStringList& l) {
+        return arrival(l, "chat", kind::kKeepAlive, "", arrival(l, "chat", kind::kKeepAlive, "") + 1);
+    };
+    ASSERT_TRUE(waitUntil([&] { return keepAlives(lines()) >= 0; }, 20000))
+        << "no two keep-alives arrived.\nserver:\n"
+        << trace.toStdString() << "\nclient:\n"
+        << client.readAllStandardError().toStdString();
 
-    cli.process.terminate();
-    ASSERT_TRUE(cli.process.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
-    EXPECT_EQ(cli.process.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(cli.process.exitCode(), 0);
-    ASSERT_TRUE(waitUntil([&] { return srv.err.contains("logged out"); }, 5000))
-        << "the server saw no logout:\n"
-        << srv.err.toStdString();
+    client.terminate();
+    ASSERT_TRUE(client.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
+    EXPECT_EQ(client.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(client.exitCode(), 0);
+    ASSERT_TRUE(waitUntil([&] { return trace.contains("logged out"); }, 5000)) << trace.toStdString();
 
-    const QStringList in = framesIn(srv.err);
-    const int login = indexOf(in, R"(^dispatcher .*\(1,1\) code=256 .*\| alice \| )" + QString(kDigest));
-    const int chatLogin =
-        indexOf(in, R"(^chat .*\(1,1\) code=0 .*\| alice \| )" + QString(kDigest), login + 1);
-    const int roster = indexOf(in, R"(^chat .*\(3,4\) .*\| alice$)", chatLogin + 1);
-    const int keepAlive1 = indexOf(in, R"(^chat .*\(9,0\) .*\| alice$)", roster + 1);
-    const int keepAlive2 = indexOf(in, R"(^chat .*\(9,0\) .*\| alice$)", keepAlive1 + 1);
-    const int logout = indexOf(in, R"(^chat .*\(1,5\) .*\| alice$)", keepAlive2 + 1);
-    EXPECT_GE(login, 0) << "dispatcher login (version 1.0 = code 256)";
+    const QStringList in = lines();
+    const QString alice = QString(R"( \| alice \| )") + kDigest;
+    const int login = arrival(in, "dispatcher", kind::kLogin, alice);
+    const int chatLogin = arrival(in, "chat", kind::kLogin, alice, login + 1);
+    const int roster = arrival(in, "chat", kind::kFriendRoster, R"( \| alice$)", chatLogin + 1);
+    const int keepAlive1 = arrival(in, "chat", kind::kKeepAlive, R"( \| alice$)", roster + 1);
+    const int keepAlive2 = arrival(in, "chat", kind::kKeepAlive, R"( \| alice$)", keepAlive1 + 1);
+    const int logout = arrival(in, "chat", kind::kLogout, R"( \| alice$)", keepAlive2 + 1);
+    EXPECT_GE(login, 0) << "dispatcher login";
+    EXPECT_TRUE(in.value(login).contains("code=256")) << "version 1.0 = code 256";
     EXPECT_GT(chatLogin, login) << "login repeated to the chat server";
     EXPECT_GT(roster, chatLogin) << "roster request";
     EXPECT_GT(keepAlive1, roster) << "first keep-alive";
     EXPECT_GT(keepAlive2, keepAlive1) << "second keep-alive";
     EXPECT_GT(logout, keepAlive2) << "quit frame at exit";
-    EXPECT_EQ(indexOf(in, R"(\(1,5\))", logout + 1), -1) << "one quit frame only";
+    EXPECT_EQ(arrival(in, "chat", kind::kLogout, "", logout + 1), -1) << "one quit frame only";
 
     // The client's own trace saw the acceptance, and the exit stored the window's position.
-    EXPECT_TRUE(cli.err.contains("in chat")) << cli.err.toStdString();
+    EXPECT_TRUE(client.readAllStandardError().contains("in chat"));
     QFile userIni(home + "/User.ini");
     ASSERT_TRUE(userIni.open(QIODevice::ReadOnly));
     EXPECT_TRUE(QRegularExpression(R"(\[Position\]\r\nMainform=\d+(\.\d+)?,\d+(\.\d+)?,\r\n)")
                     .match(QString::fromUtf8(userIni.readAll()))
                     .hasMatch());
-
-    srv.process.terminate();
-    EXPECT_TRUE(srv.process.waitForFinished(5000));
+    server.terminate();
+    EXPECT_TRUE(server.waitForFinished(5000));
 }
 
 }  // namespace
+}  // namespace nq

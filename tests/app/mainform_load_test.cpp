@@ -6,11 +6,9 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QEvent>
-#include <QLabel>
-#include <QPushButton>
 
-#include "app/login_frame.h"
-#include "app/main_frame.h"
+#include "desktop/frm_msn_style.h"
+#include "desktop/qt_platform_services.h"
 #include "form_rig.h"
 
 namespace nq::test {
@@ -21,74 +19,65 @@ using app::Mainform;
 TEST(MainformLoad, StoredPositionInTwipsMovesTheWindowOnlyWhenLeftIsAboveZero) {
     QPoint design;
     {
-        FormRig rig("127.0.2.1");
+        FormRig rig;
         design = rig.load().pos();
     }
-    struct Case {
-        const char* stored;
-        QPoint expected;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, QPoint> cases[] = {
         {"1500,1200,", QPoint(100, 80)},  // 15 twips a pixel
         {"1507.5,30,", QPoint(101, 2)},   // a fraction of a pixel rounds
         {"15,0,", QPoint(1, 1)},          // left 1 px is above 0; the top is then kept below the edge
         {"0,300,", design},               // a window parked at the left edge comes back at design
         {"-150,300,", design},
-        {"", design},
         {"garbage", design},
     };
+    for (const auto& [stored, expected] : cases) {
+        FormRig rig;
+        rig.writeKey(keys::kUserFileName, keys::kMainForm, stored, keys::kPositionSection);
+        EXPECT_EQ(rig.load().pos(), expected) << "stored: " << stored;
+    }
+}
+
+TEST(MainformLoad, StoredSettingsTickTheMenusAndReachTheDesktop) {
+    struct Case {
+        std::string_view key;
+        const char* value;  // nullptr: not in the file
+        bool topMostTicked;
+        bool autoHideTicked;
+        std::vector<std::string> desktopCalls;  // before the tray icon
+        std::vector<bool> autoHideHandedOver;   // attach hands over the default, load the stored
+    };
+    const std::vector<std::string> opaqueOff = {"transparency:", "topMost:off"};
+    const Case cases[] = {
+        // "True" only ticks the item: the window reaches the topmost band when the user toggles it.
+        {keys::kAlwaysOnTop, "True", true, false, {"transparency:"}, {true, false}},
+        {keys::kAlwaysOnTop, "true", false, false, opaqueOff, {true, false}},
+        {keys::kAutoHide, "True", false, true, opaqueOff, {true}},
+        {keys::kAutoHide, "False", false, false, opaqueOff, {true, false}},
+        {keys::kAutoHide, nullptr, false, false, opaqueOff, {true, false}},
+        {keys::kTransparency, "1,205,", false, false, {"transparency:1,205,", "topMost:off"}, {true, false}},
+    };
     for (const Case& c : cases) {
-        FormRig rig("127.0.2.1");
-        rig.writeKey("User.ini", "Position", "Mainform", c.stored);
-        EXPECT_EQ(rig.load().pos(), c.expected) << "stored: " << c.stored;
-    }
-}
-
-TEST(MainformLoad, AlwaysOnTopOnlyTicksTheMenuWhileOtherValuesLeaveTheTopmostBand) {
-    {
-        FormRig rig("127.0.2.1");
-        rig.writeKey("User.ini", "Setting", "AlWaysOnTop", "True");
-        Mainform& f = rig.load();
-        EXPECT_TRUE(f.menus().topMost->isChecked());
-        EXPECT_TRUE(rig.desktop.topMost.empty()) << "the window must not be made topmost at start";
-    }
-    for (const char* value : {"False", "true", ""}) {
-        FormRig rig("127.0.2.1");
-        if (*value) rig.writeKey("User.ini", "Setting", "AlWaysOnTop", value);
-        Mainform& f = rig.load();
-        EXPECT_FALSE(f.menus().topMost->isChecked()) << value;
-        EXPECT_EQ(rig.desktop.topMost, std::vector<bool>{false}) << value;
-    }
-}
-
-TEST(MainformLoad, AutoHideTicksItsMenuAndSwitchesTheEdgeHidingOffOtherwise) {
-    {
-        FormRig rig("127.0.2.1");
-        rig.writeKey("User.ini", "Setting", "AutoHide", "True");
-        Mainform& f = rig.load();
-        EXPECT_TRUE(f.menus().autoHide->isChecked());
-        EXPECT_TRUE(f.autoHideActive());
-    }
-    {
-        FormRig rig("127.0.2.1");
-        rig.writeKey("User.ini", "Setting", "AutoHide", "False");
+        FormRig rig;
+        if (c.value) rig.writeKey(keys::kUserFileName, c.key, c.value);
         Mainform& f = rig.make();
         std::vector<bool> handedOver;
         f.attachAutoHide([&](bool on) { handedOver.push_back(on); });
         rig.load();
-        EXPECT_FALSE(f.menus().autoHide->isChecked());
-        EXPECT_FALSE(f.autoHideActive());
-        EXPECT_EQ(handedOver, (std::vector<bool>{true, false}))
-            << "attach hands over the default, load turns it off";
+        const std::string label = std::string(c.key) + "=" + (c.value ? c.value : "(none)");
+        EXPECT_EQ(f.menus().topMost->isChecked(), c.topMostTicked) << label;
+        EXPECT_EQ(f.menus().autoHide->isChecked(), c.autoHideTicked) << label;
+        EXPECT_EQ(f.autoHideActive(), c.autoHideTicked) << label;
+        EXPECT_EQ(handedOver, c.autoHideHandedOver) << label;
+        std::vector<std::string> calls = c.desktopCalls;
+        calls.push_back("trayAdd:珀岚聊天");
+        EXPECT_EQ(rig.desktop.calls, calls) << label;
     }
 }
 
-TEST(MainformLoad, RunsItsStepsInOrder) {
-    FormRig rig("127.0.2.1");
-    rig.writeKey("User.ini", "Setting", "TransValue", "1,205,");
-    rig.writeKey("User.ini", "Setting", "UserName", "alice");
+TEST(MainformLoad, TheTrayIconComesAfterThePanelsAndBeforeTheBoxesAreFilled) {
+    FormRig rig;
+    rig.writeKey(keys::kUserFileName, keys::kUserName, "alice");
     Mainform& f = rig.make();
-    // What the window looked like when the tray icon came: panels set, boxes not yet filled.
     QString panel1AtTray, panel2AtTray, nameAtTray;
     bool exitAllowedAtTray = false;
     rig.desktop.onTrayAdd = [&] {
@@ -99,71 +88,39 @@ TEST(MainformLoad, RunsItsStepsInOrder) {
     };
     f.session().loginBody = "left over";
     rig.load();
-
-    EXPECT_EQ(rig.desktop.calls, (std::vector<std::string>{"transparency", "setTopMost", "trayAdd"}));
-    EXPECT_EQ(rig.desktop.transValues, std::vector<std::string>{"1,205,"});
-    EXPECT_EQ(rig.desktop.tips, std::vector<std::string>{"珀岚聊天"});
     EXPECT_EQ(panel1AtTray, "未登录用户");
     EXPECT_EQ(panel2AtTray, "状态：未登录");
     EXPECT_TRUE(exitAllowedAtTray);
-    EXPECT_EQ(nameAtTray, "") << "the boxes are filled after the tray icon";
+    EXPECT_EQ(nameAtTray, "");
     EXPECT_EQ(f.loginFrame().txtName->text(), "alice");
     EXPECT_TRUE(f.session().loginBody.empty());
     EXPECT_FALSE(f.mainFrameShown());
-    EXPECT_GE(f.width(), f.minimumWidth());
     EXPECT_GT(f.minimumHeight(), f.minimumWidth()) << "a narrow, tall window";
 }
 
-TEST(MainformLoad, FirstRunAndRememberedPasswordFillTheBoxes) {
-    {
-        FormRig rig("127.0.2.1");
-        app::LoginFrame& l = rig.load().loginFrame();
-        EXPECT_EQ(l.txtName->text(), "");
-        EXPECT_EQ(l.txtPassword->text(), "");
-        EXPECT_FALSE(l.cb_remPwd->isChecked());
-        EXPECT_FALSE(l.cb_autoRun->isChecked());
-        EXPECT_TRUE(l.txtName->isEnabled());
-        EXPECT_TRUE(l.com_login->isEnabled());
-    }
-    {
-        FormRig rig("127.0.2.1");
-        rig.writeKey("User.ini", "Setting", "UserName", "alice");
-        rig.writeKey("User.ini", "Setting", "isrempwd", "1");
-        app::LoginFrame& l = rig.load().loginFrame();
-        EXPECT_TRUE(l.cb_remPwd->isChecked());
-        EXPECT_EQ(l.txtPassword->text(), "31415926");
-        EXPECT_EQ(l.txtPassword->echoMode(), QLineEdit::Password);
-        EXPECT_TRUE(l.com_login->isEnabled()) << "no OutoRun: no login by itself";
-        EXPECT_EQ(rig.readKey("User.ini", "Setting", "OutoRun"), "")
-            << "load ticks boxes without writing keys";
-    }
+TEST(MainformLoad, TheHallLineReachesTheSessionAndStartsTheLogin) {
+    FormRig rig;
+    Mainform& f = rig.load("  bob$fedcba9876543210fedcba9876543210$2$ ");
+    EXPECT_EQ(f.loginFrame().txtName->text(), "bob");
+    EXPECT_FALSE(f.loginFrame().com_login->isEnabled());
+    rig.tick();
+    EXPECT_EQ(rig.expect(rig.dispatcher).body, joinFields({"bob", "fedcba9876543210fedcba9876543210"}));
 }
 
-TEST(MainformLoad, AutomaticAndHallLoginsStartFromTheLoad) {
-    {
-        FormRig rig("127.0.2.2");
-        rig.writeKey("User.ini", "Setting", "UserName", "alice");
-        rig.writeKey("User.ini", "Setting", "isrempwd", "1");
-        rig.writeKey("User.ini", "Setting", "Password", "0123456789abcdef0123456789abcdef");
-        rig.writeKey("User.ini", "Setting", "OutoRun", "1");
-        Mainform& f = rig.load();
-        EXPECT_TRUE(f.loginFrame().cb_autoRun->isChecked());
-        EXPECT_FALSE(f.loginFrame().com_login->isEnabled());
-        EXPECT_EQ(f.statusText(2), "状态：等待验证");
-        rig.tick();
-        const OwnedFrame login = rig.expect(rig.dispatcher());
-        EXPECT_EQ(login.body, joinFields({"alice", "0123456789abcdef0123456789abcdef"}));
-    }
-    {
-        FormRig rig("127.0.2.3");
-        Mainform& f = rig.load("  bob$fedcba9876543210fedcba9876543210$2$ ");
-        EXPECT_EQ(f.loginFrame().txtName->text(), "bob");
-        EXPECT_FALSE(f.loginFrame().com_login->isEnabled());
-        EXPECT_TRUE(f.loginFrame().com_cancle->isEnabled());
-        EXPECT_TRUE(rig.timer.enabled());
-        rig.tick();
-        EXPECT_EQ(rig.expect(rig.dispatcher()).body, joinFields({"bob", "fedcba9876543210fedcba9876543210"}));
-    }
+TEST(MainformLoad, TheRealPartsHandToastsTheStoredTransparencyAsTheWindowReadsIt) {
+    TempDir home;
+    (void)CIniFile(home.file(std::string(keys::kUserFileName)))
+        .WriteIniKey(keys::kSettingSection, keys::kTransparency, "1,205,");
+    Mainform form(app::MainformOptions{home.path()});
+    form.load("");
+    EXPECT_NEAR(form.windowOpacity(), 205.0 / 255, 1e-6);
+    form.session().services().showToast("好友 小溪 已上线", 3000, "");
+    frmMsnStyle* toast = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* t = qobject_cast<frmMsnStyle*>(w)) toast = t;
+    ASSERT_NE(toast, nullptr);
+    EXPECT_NEAR(toast->windowOpacity(), 205.0 / 255, 1e-6);
+    form.exitProgram();
 }
 
 void activate(Mainform& f) {
@@ -171,35 +128,27 @@ void activate(Mainform& f) {
     QApplication::sendEvent(&f, &e);
 }
 
-TEST(MainformActivate, FocusGoesToTheEmptyNameElseToTheSelectedPassword) {
-    {
-        FormRig rig("127.0.2.1");
-        Mainform& f = rig.load();
-        f.loginFrame().com_login->setFocus();
-        activate(f);
-        EXPECT_EQ(f.focusWidget(), f.loginFrame().txtName);
-    }
-    {
-        FormRig rig("127.0.2.1");
-        rig.writeKey("User.ini", "Setting", "UserName", "alice");
-        rig.writeKey("User.ini", "Setting", "isrempwd", "1");
-        Mainform& f = rig.load();
-        f.loginFrame().com_login->setFocus();
-        f.loginFrame().txtPassword->deselect();
-        activate(f);
-        EXPECT_EQ(f.focusWidget(), f.loginFrame().txtPassword);
-        EXPECT_EQ(f.loginFrame().txtPassword->selectedText(), "31415926");
-    }
-}
-
-TEST(MainformActivate, LeavesTheFocusAloneWhileOnline) {
-    FormRig rig("127.0.2.4");
+TEST(MainformActivate, FocusGoesToTheEmptyNameElseToTheSelectedPasswordAndStaysWhileOnline) {
+    FormRig rig;
+    rig.writeKey(keys::kUserFileName, keys::kUserName, "alice");
+    rig.writeKey(keys::kUserFileName, keys::kRememberPassword, "1");
     Mainform& f = rig.load();
-    rig.login();
-    f.loginFrame().txtName->clear();
-    f.loginFrame().com_cancle->setFocus();
+    app::LoginFrame& l = f.loginFrame();
+    l.com_login->setFocus();
+    l.txtPassword->deselect();
     activate(f);
-    EXPECT_EQ(f.focusWidget(), f.loginFrame().com_cancle);
+    EXPECT_EQ(f.focusWidget(), l.txtPassword);
+    EXPECT_EQ(l.txtPassword->selectedText(), "31415926");
+
+    l.txtName->clear();
+    activate(f);
+    EXPECT_EQ(f.focusWidget(), l.txtName);
+
+    rig.login();
+    l.txtName->clear();
+    l.com_cancle->setFocus();
+    activate(f);
+    EXPECT_EQ(f.focusWidget(), l.com_cancle) << "online: the focus is left alone";
 }
 
 }  // namespace

@@ -10,120 +10,82 @@
 namespace nq {
 namespace {
 
-class TrayTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        mainWindow_.setWindowIcon(appIcon());
-        TrayIconState = 2;
-    }
-    void TearDown() override {
-        TrayRemove();
-        setTrayClickHandler({});
-        TrayIconState = 2;
-    }
-    QWidget mainWindow_;
-};
-
-bool isGrey(const QImage& image) {
+bool isGrey(const QIcon& icon) {
+    const QImage image = icon.pixmap(32, 32).toImage();
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x) {
             const QColor c = image.pixelColor(x, y);
-            if (c.alpha() > 0 && (std::abs(c.red() - c.green()) > 2 || std::abs(c.green() - c.blue()) > 2)) {
+            if (c.alpha() > 0 && (std::abs(c.red() - c.green()) > 2 || std::abs(c.green() - c.blue()) > 2))
                 return false;
-            }
         }
     }
     return true;
 }
 
-TEST_F(TrayTest, PicturesComeFromTheCompiledResourcesAtBothSizes) {
-    for (const QIcon& icon : {appIcon(), notLoggedInIcon()}) {
-        ASSERT_FALSE(icon.isNull());
+class TrayTest : public ::testing::Test {
+  protected:
+    void SetUp() override { mainWindow_.setWindowIcon(appIcon()); }
+    QWidget mainWindow_;
+    Tray tray_;
+};
+
+TEST_F(TrayTest, AddShowsTheMainWindowsIconAndTipUntilRemoved) {
+    for (const QIcon& icon : {appIcon(), notLoggedInIcon()})
         EXPECT_EQ(icon.pixmap(16, 16).size(), QSize(16, 16));
-        EXPECT_EQ(icon.pixmap(32, 32).size(), QSize(32, 32));
-    }
-    EXPECT_FALSE(isGrey(appIcon().pixmap(32, 32).toImage()));
-    EXPECT_TRUE(isGrey(notLoggedInIcon().pixmap(32, 32).toImage()));
-}
+    tray_.TrayIconState = 2;
+    tray_.TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
+    EXPECT_TRUE(tray_.record().added);
+    EXPECT_EQ(tray_.record().picture, TrayPicture::MainWindowIcon) << "whatever TrayIconState says";
+    EXPECT_EQ(tray_.record().tipGbk.size(), 8);
+    ASSERT_NE(tray_.icon(), nullptr);
+    EXPECT_EQ(tray_.icon()->toolTip(), QStringLiteral("珀岚聊天"));
+    EXPECT_FALSE(isGrey(tray_.icon()->icon()));
 
-TEST_F(TrayTest, AddUsesTheMainWindowsOwnIconAndTheTip) {
-    TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
-    const TrayRecord& r = trayRecord();
-    EXPECT_TRUE(r.added);
-    EXPECT_EQ(r.window, &mainWindow_);
-    EXPECT_EQ(r.picture, TrayPicture::MainWindowIcon);  // whatever TrayIconState says
-    EXPECT_EQ(r.tip, QStringLiteral("珀岚聊天"));
-    EXPECT_EQ(r.tipGbk.size(), 8);
-    ASSERT_NE(trayIcon(), nullptr);
-    EXPECT_EQ(trayIcon()->toolTip(), QStringLiteral("珀岚聊天"));
-    EXPECT_EQ(trayIcon()->icon().pixmap(32, 32).toImage(), mainWindow_.windowIcon().pixmap(32, 32).toImage());
-
-    TrayRemove();
-    EXPECT_FALSE(trayRecord().added);
-    EXPECT_EQ(trayIcon(), nullptr);
+    tray_.TrayRemove();
+    tray_.TraySetIcon(&mainWindow_);
+    EXPECT_FALSE(tray_.record().added);
+    EXPECT_EQ(tray_.icon(), nullptr);
 }
 
 TEST_F(TrayTest, SetIconFollowsTheStateAndAnUnknownStateKeepsTheLastPicture) {
-    TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
-
-    TrayIconState = 2;
-    TraySetIcon(&mainWindow_);
-    EXPECT_EQ(trayRecord().picture, TrayPicture::NotLoggedIn);
-    EXPECT_TRUE(isGrey(trayIcon()->icon().pixmap(32, 32).toImage()));
-
-    TrayIconState = 0;
-    TraySetIcon(&mainWindow_);
-    EXPECT_EQ(trayRecord().picture, TrayPicture::None);
-    EXPECT_TRUE(trayIcon()->icon().isNull());
-
-    TrayIconState = 1;
-    TraySetIcon(&mainWindow_);
-    EXPECT_EQ(trayRecord().picture, TrayPicture::MainWindowIcon);
-    EXPECT_FALSE(isGrey(trayIcon()->icon().pixmap(32, 32).toImage()));
-
-    for (std::int16_t other : {std::int16_t{3}, std::int16_t{-1}, std::int16_t{100}}) {
-        TrayIconState = other;
-        TraySetIcon(&mainWindow_);
-        EXPECT_EQ(trayRecord().picture, TrayPicture::MainWindowIcon) << other;
-        EXPECT_FALSE(trayIcon()->icon().isNull()) << other;
+    tray_.TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
+    struct Case {
+        std::int16_t state;
+        TrayPicture picture;
+        bool null;
+        bool grey;
+    };
+    const Case cases[] = {{2, TrayPicture::NotLoggedIn, false, true},
+                          {0, TrayPicture::None, true, true},
+                          {1, TrayPicture::MainWindowIcon, false, false},
+                          {3, TrayPicture::MainWindowIcon, false, false},
+                          {-1, TrayPicture::MainWindowIcon, false, false}};
+    for (const Case& c : cases) {
+        tray_.TrayIconState = c.state;
+        tray_.TraySetIcon(&mainWindow_);
+        EXPECT_EQ(tray_.record().picture, c.picture) << c.state;
+        EXPECT_EQ(tray_.icon()->icon().isNull(), c.null) << c.state;
+        EXPECT_EQ(isGrey(tray_.icon()->icon()), c.grey) << c.state;
     }
 }
 
 TEST_F(TrayTest, TipIsCutTo127BytesOfGbkWithoutSplittingACharacter) {
+    const QString chinese(100, QChar(0x804A));  // 聊, two bytes each
     EXPECT_EQ(trayTipBytes(QString(200, QLatin1Char('a'))).size(), 127);
-    EXPECT_EQ(trayTipBytes(QString(127, QLatin1Char('a'))).size(), 127);
-
-    QString chinese;
-    for (int i = 0; i < 100; ++i) chinese += QChar(0x804A);  // 聊, two bytes each
-    EXPECT_EQ(trayTipBytes(chinese).size(), 126);            // 63 characters; the 64th would split
+    EXPECT_EQ(trayTipBytes(chinese).size(), 126);  // 63 characters; the 64th would split
     EXPECT_EQ(trayTipBytes(QLatin1Char('a') + chinese).size(), 127);
-
-    TrayAdd(&mainWindow_, chinese);
-    EXPECT_EQ(trayRecord().tip, QString(63, QChar(0x804A)));
-
-    // A character that GBK cannot hold becomes "?", as the code-page conversion made it.
-    EXPECT_EQ(trayTipBytes(QStringLiteral("A\U0001F600B")), QByteArray("A?B"));
+    EXPECT_EQ(trayTipBytes(QStringLiteral("A\U0001F600B")), QByteArray("A?B")) << "what GBK cannot hold";
+    tray_.TrayAdd(&mainWindow_, chinese);
+    EXPECT_EQ(tray_.record().tip, QString(63, QChar(0x804A)));
 }
 
-TEST_F(TrayTest, ClicksReachTheHandlerAsLeftAndRight) {
+TEST_F(TrayTest, ClicksAreSignalledAsLeftAndRight) {
     std::vector<TrayClick> clicks;
-    setTrayClickHandler([&clicks](TrayClick c) { clicks.push_back(c); });
-    TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
-    emit trayIcon()->activated(QSystemTrayIcon::Trigger);
-    emit trayIcon()->activated(QSystemTrayIcon::Context);
-    emit trayIcon()->activated(QSystemTrayIcon::MiddleClick);
-    ASSERT_EQ(clicks.size(), 2u);
-    EXPECT_EQ(clicks[0], TrayClick::Left);
-    EXPECT_EQ(clicks[1], TrayClick::Right);
-}
-
-TEST_F(TrayTest, ChangingThePictureAfterRemovalShowsNothing) {
-    TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
-    TrayRemove();
-    TrayIconState = 2;
-    TraySetIcon(&mainWindow_);
-    EXPECT_FALSE(trayRecord().added);
-    EXPECT_EQ(trayIcon(), nullptr);
+    QObject::connect(&tray_, &Tray::clicked, [&clicks](TrayClick c) { clicks.push_back(c); });
+    tray_.TrayAdd(&mainWindow_, QStringLiteral("珀岚聊天"));
+    for (auto why : {QSystemTrayIcon::Trigger, QSystemTrayIcon::Context, QSystemTrayIcon::MiddleClick})
+        emit tray_.icon()->activated(why);
+    EXPECT_EQ(clicks, (std::vector<TrayClick>{TrayClick::Left, TrayClick::Right}));
 }
 
 }  // namespace
