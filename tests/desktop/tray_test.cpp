@@ -52,8 +52,7 @@ TEST_F(TrayTest, SetIconFollowsTheStateAndAnUnknownStateKeepsTheLastPicture) {
     struct Case {
         std::int16_t state;
         TrayPicture picture;
-        bool null;
-        bool grey;
+        bool null, grey;
     };
     const Case cases[] = {{2, TrayPicture::NotLoggedIn, false, true},
                           {0, TrayPicture::None, true, true},
