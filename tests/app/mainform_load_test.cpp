@@ -68,20 +68,15 @@ TEST(MainformLoad, TheTrayIconComesAfterThePanelsAndBeforeTheBoxesAreFilled) {
     FormRig rig;
     rig.writeKey(keys::kUserFileName, keys::kUserName, "alice");
     Mainform& f = rig.make();
-    QString panel1AtTray, panel2AtTray, nameAtTray;
-    bool exitAllowedAtTray = false;
+    QStringList atTray;  // the panels, the name box and the exit flag when the icon came
     rig.desktop.onTrayAdd = [&] {
-        panel1AtTray = f.statusText(1);
-        panel2AtTray = f.statusText(2);
-        nameAtTray = f.loginFrame().txtName->text();
-        exitAllowedAtTray = f.session().exitAllowed;
+        atTray = {f.statusText(1), f.statusText(2), f.loginFrame().txtName->text(),
+                  QString::number(f.session().exitAllowed)};
     };
     f.session().loginBody = "left over";
     rig.load();
-    EXPECT_EQ(panel1AtTray, "未登录用户");
-    EXPECT_EQ(panel2AtTray, "状态：未登录");
-    EXPECT_TRUE(exitAllowedAtTray);
-    EXPECT_EQ(nameAtTray, "");
+    EXPECT_EQ(atTray, QStringList({"未登录用户", "状态：未登录", "", "1"}))
+        << "boxes are filled after the icon";
     EXPECT_EQ(f.loginFrame().txtName->text(), "alice");
     EXPECT_TRUE(f.session().loginBody.empty());
     EXPECT_FALSE(f.mainFrameShown());
