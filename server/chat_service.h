@@ -2,6 +2,14 @@
 // The chat server: sessions, rosters, presence, one-to-one messages and the friend and
 // blacklist operations. It knows nothing of sockets: datagrams come in through onDatagram and
 // leave through output(), and time is passed in, so that tests can drive it by hand.
+//
+// Where each part lives:
+//   chat_service.cpp   frames in (the table of handlers by frame kind), timers, stop and restart
+//   chat_sessions.cpp  login, logout, keep-alive, the end of a session, presence announcements
+//   chat_relay.cpp     one-to-one messages, live and waiting in the store
+//   chat_contacts.cpp  rosters, profiles, friends and the blacklist
+//   chat_output.cpp    frames out, through each client's pacer
+//   chat_bus.h         what chat servers sharing a database tell each other, and load reports
 
 #include <cstdint>
 #include <random>
@@ -10,11 +18,15 @@
 #include <unordered_set>
 #include <vector>
 
+#include "server/chat_bus.h"
 #include "server/clock.h"
 #include "server/datagram.h"
+#include "server/frame_table.h"
 #include "server/log.h"
 #include "server/pacer.h"
 #include "server/store.h"
+#include "wire/fields.h"
+#include "wire/frame_kinds.h"
 #include "wire/packet.h"
 
 namespace nq::server {
@@ -32,7 +44,7 @@ struct ChatConfig {
 
 class ChatService {
   public:
-    ChatService(Store& store, const ChatConfig& config, Logger& log);
+    ChatService(Store& store, const ChatConfig& config, Logger& log, WallClock wall = systemWallSeconds);
 
     // Every frame of the datagram, one behind the other by Len.
     void onDatagram(const Endpoint& from, std::string_view data, Time now);
@@ -80,52 +92,59 @@ class ChatService {
         uint32_t session = 0;
     };
 
+    // A frame of a session, its own account already read from the front of the body.
+    using Handler = void (ChatService::*)(Session& s, const FrameHeader& h, FieldReader& fields);
+    static const FrameTable<Handler>& handlers();
     void handleFrame(const Endpoint& from, const Frame& frame);
-    void login(const Endpoint& from, const Frame& frame);
-    void logout(Session& s);
-    void keepAlive(Session& s);
-    void rosters(Session& s);
-    void afterRosters(Session& s);
-    void relay(Session& s, std::string_view peerName, std::string_view text);
-    void profile(Session& s, uint16_t code, std::string_view target);
-    void addFriend(Session& s, std::string_view name);
-    void deleteFriend(Session& s, std::string_view name);
-    void addToBlacklist(Session& s, std::string_view name);
-    void removeFromBlacklist(Session& s, std::string_view name);
+    void dropShort(Session& s, const FrameHeader& h);
 
+    // chat_sessions.cpp
+    void login(const Endpoint& from, const Frame& frame);
+    void onLogout(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onKeepAlive(Session& s, const FrameHeader& h, FieldReader& fields);
+    Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
+    void endSession(uint32_t number, bool announceOffline, const char* reason);
+    void expel(uint32_t number, const char* reason);
+    void announce(const Bytes& account, uint16_t presenceCode);
+    uint32_t freshSessionNumber();
+
+    // chat_relay.cpp
+    void onChat(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onAfterRosters(Session& s, const FrameHeader& h, FieldReader& fields);
+    void makeReady(Session& s);
+    void queueWaiting(Session& s);
+    void onWaitingElsewhere(const Bytes& account);
+
+    // chat_contacts.cpp
+    void onRosters(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onProfile(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onAddFriend(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onDeleteFriend(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onAddToBlacklist(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onRemoveFromBlacklist(Session& s, const FrameHeader& h, FieldReader& fields);
     // An account named by its account, else by its nick: how the client names people.
     std::optional<Account> resolve(std::string_view name, bool nickFirst = false);
 
-    Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
-    void endSession(uint32_t number, bool announceOffline, const char* reason);
-    void announce(const Bytes& account, uint16_t code);
-    void makeReady(Session& s);
-    void queueWaiting(Session& s);
-
-    void send(const Endpoint& to, uint16_t type, uint16_t sub, uint16_t code, uint32_t session,
-              const Bytes& body, uint8_t flags = 0, int64_t storedId = 0);
-    void sendTo(Session& s, uint16_t type, uint16_t sub, uint16_t code, const Bytes& body, uint8_t flags = 0,
+    // chat_output.cpp
+    void send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
+              uint8_t flags = 0, int64_t storedId = 0);
+    void sendTo(Session& s, FrameKind kind, uint16_t code, const Bytes& body, uint8_t flags = 0,
                 int64_t storedId = 0) {
-        send(s.endpoint, type, sub, code, s.number, body, flags, storedId);
+        send(s.endpoint, kind, code, s.number, body, flags, storedId);
     }
     void releasePeer(const Endpoint& ep, Peer& peer);
     Peer& peerAt(const Endpoint& ep);
-    uint32_t freshSessionNumber();
     void flushDeletes();
-    void timerWork(Time now);
 
-    // Chat servers sharing the store see each other's presence, expel each other's sessions of
-    // an account that logs in again, and wake each other for messages stored for their users.
-    bool othersRunning();
-    std::optional<std::string> elsewhere(const Bytes& account);
-    void tellOthers(BusKind kind, const Bytes& account, int code = 0, const std::string& target = {});
-    void readBus();
-    // Whether one more dropped frame may be logged now: at most a few dozen lines a second.
-    bool mayLogDrop();
+    void timerWork(Time now);
+    void sweep(Time now);
+    void onBusEvent(const BusEvent& e);
 
     Store& store_;
     const ChatConfig config_;
     Logger& log_;
+    ChatBus bus_;
+    DropLog drops_;
     Time now_{};
 
     std::unordered_map<uint32_t, Session> sessions_;
@@ -139,18 +158,10 @@ class ChatService {
     std::mt19937 random_;
 
     Time nextSweep_{};
-    Time nextBusRead_{};
-    Time othersCheckedAt_{};
-    bool othersRunning_ = false;
-    int64_t lastEventId_ = 0;
     Time nextNoticePoll_{};
-    Time nextLoadReport_{};
     int64_t lastNoticeId_ = 0;
-    Time dropWindow_{};
-    int dropsLogged_ = 0;
-    int dropsUnlogged_ = 0;
-    int reportedLoad_ = -1;
-    int64_t lastReportWall_ = 0;
 };
+
+std::string printable(std::string_view gbkText);
 
 }  // namespace nq::server

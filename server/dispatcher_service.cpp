@@ -1,10 +1,9 @@
 #include "server/dispatcher_service.h"
 
-#include <ctime>
-
 #include "server/credentials.h"
 #include "server/records.h"
 #include "wire/fields.h"
+#include "wire/frame_kinds.h"
 #include "wire/frame_trace.h"
 
 namespace nq::server {
@@ -17,12 +16,13 @@ constexpr int64_t kStaleAfterSeconds = 15;
 }  // namespace
 
 DispatcherService::DispatcherService(Store& store, const DispatcherConfig& config, Logger& log,
-                                     LocalLoad localLoad, HostFor hostFor)
+                                     LocalLoad localLoad, HostFor hostFor, WallClock wall)
     : store_(store),
       config_(config),
       log_(log),
       localLoad_(std::move(localLoad)),
-      hostFor_(std::move(hostFor)) {
+      hostFor_(std::move(hostFor)),
+      wall_(std::move(wall)) {
     minimumCode_ = versionCodeOf(config_.minimumVersion).value_or(256);
     loads_.resize(config_.targets.size());
     sentSinceRefresh_.resize(config_.targets.size());
@@ -38,7 +38,7 @@ void DispatcherService::onDatagram(const Endpoint& from, std::string_view data, 
             return;
         }
         data.remove_prefix(frame->len);
-        if (frame->header.type == 1 && frame->header.sub == 1) {
+        if (FrameKind{frame->header.type, frame->header.sub} == kind::kLogin) {
             try {
                 login(from, *frame, now);
             } catch (const StoreError& e) {
@@ -68,14 +68,15 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
                from.toString().c_str(), versionTextOf(f.header.code).c_str(), config_.minimumVersion.c_str());
         const std::string& target =
             config_.updateTarget.empty() ? config_.minimumVersion : config_.updateTarget;
-        reply(from, 4, updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target));
+        reply(from, code::kUpdateOrdered,
+              updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target));
         return;
     }
     auto account = store_.account(Bytes(*name));
     if (!account || !digestMatches(account->digest, *digest)) {
         NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(),
                account ? "wrong password" : "no such account");
-        reply(from, 2, {});
+        reply(from, code::kWrongPassword, {});
         return;
     }
     if (config_.targets.empty()) {
@@ -88,7 +89,7 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     ++sentSinceRefresh_[i];
     NQ_LOG(log_, Info, "dispatcher sends %s at %s to %s:%u", who.c_str(), from.toString().c_str(),
            host.c_str(), t.port);
-    reply(from, 1, joinFields({host, std::to_string(t.port)}));
+    reply(from, code::kGoToChatServer, joinFields({host, std::to_string(t.port)}));
 }
 
 void DispatcherService::refreshLoads(Time now) {
@@ -100,7 +101,7 @@ void DispatcherService::refreshLoads(Time now) {
     } catch (const StoreError& e) {
         NQ_LOG(log_, Warn, "dispatcher cannot read chat server loads: %s", e.what());
     }
-    const auto wall = static_cast<int64_t>(std::time(nullptr));
+    const int64_t wall = wall_();
     for (size_t i = 0; i < config_.targets.size(); ++i) {
         const ChatTarget& t = config_.targets[i];
         loads_[i].reset();
@@ -129,7 +130,7 @@ size_t DispatcherService::chooseTarget(Time now) {
 
 void DispatcherService::reply(const Endpoint& to, uint16_t code, const Bytes& body) {
     seq_ = seq_ >= kSeqWrap - 1 ? 1 : seq_ + 1;
-    Datagram d{to, encodeFrame({seq_, 1, 1, 0, code}, body)};
+    Datagram d{to, encodeFrame({seq_, kind::kLogin.type, kind::kLogin.sub, 0, code}, body)};
     if (log_.tracing()) log_.trace(describeDatagram("out", "dispatcher " + to.toString(), d.data));
     output_.push_back(std::move(d));
 }

@@ -39,7 +39,7 @@ class DispatcherService {
     using HostFor = std::function<std::string(const Endpoint& client)>;
 
     DispatcherService(Store& store, const DispatcherConfig& config, Logger& log, LocalLoad localLoad,
-                      HostFor hostFor);
+                      HostFor hostFor, WallClock wall = systemWallSeconds);
 
     void onDatagram(const Endpoint& from, std::string_view data, Time now);
     std::vector<Datagram>& output() { return output_; }
@@ -58,6 +58,7 @@ class DispatcherService {
     Logger& log_;
     LocalLoad localLoad_;
     HostFor hostFor_;
+    WallClock wall_;
     int minimumCode_ = 256;
 
     std::vector<Datagram> output_;

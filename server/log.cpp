@@ -53,4 +53,20 @@ std::optional<LogLevel> parseLogLevel(std::string_view text) {
     return std::nullopt;
 }
 
+bool DropLog::allow(Time now) {
+    if (now - window_ >= std::chrono::seconds(1)) {
+        if (unlogged_)
+            NQ_LOG(log_, Info, "%d more dropped frames in the last second were not logged", unlogged_);
+        window_ = now;
+        logged_ = 0;
+        unlogged_ = 0;
+    }
+    if (logged_ < perSecond_) {
+        ++logged_;
+        return true;
+    }
+    ++unlogged_;
+    return false;
+}
+
 }  // namespace nq::server

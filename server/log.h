@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "server/clock.h"
+
 namespace nq::server {
 
 enum class LogLevel { Debug = 0, Info = 1, Warn = 2, Error = 3 };
@@ -44,6 +46,23 @@ class Logger {
         if ((logger).enabled(::nq::server::LogLevel::lvl))          \
             (logger).log(::nq::server::LogLevel::lvl, __VA_ARGS__); \
     } while (0)
+
+// Lines about dropped frames, at most perSecond a second: after a restart every old client's
+// keep-alive is dropped, and thousands of lines a second of that would bury everything else.
+// What was held back is counted in one line when the next second begins.
+class DropLog {
+  public:
+    DropLog(Logger& log, int perSecond) : log_(log), perSecond_(perSecond) {}
+    // Whether one more line may be written now.
+    bool allow(Time now);
+
+  private:
+    Logger& log_;
+    const int perSecond_;
+    Time window_{};
+    int logged_ = 0;
+    int unlogged_ = 0;
+};
 
 std::optional<LogLevel> parseLogLevel(std::string_view text);
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <ctime>
+#include <functional>
+#include <string_view>
 #include <type_traits>
 #include <unordered_map>
 
@@ -181,8 +183,14 @@ class SqliteStore::Statement {
     sqlite3_stmt* stmt_ = nullptr;
 };
 
+// Keyed by the SQL text: the same text built at two places (or rebuilt in a std::string) is one
+// statement, and two texts that happen to share an address are never confused.
 struct SqliteStore::Cache {
-    std::unordered_map<const char*, std::unique_ptr<Statement>> statements;
+    struct Hash {
+        using is_transparent = void;
+        size_t operator()(std::string_view sql) const { return std::hash<std::string_view>{}(sql); }
+    };
+    std::unordered_map<std::string, std::unique_ptr<Statement>, Hash, std::equal_to<>> statements;
 };
 
 SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::make_unique<Cache>()) {
@@ -243,10 +251,11 @@ auto SqliteStore::transaction(Body&& body) {
 }
 
 SqliteStore::Statement& SqliteStore::prepare(const char* sql) {
-    auto& slot = cache_->statements[sql];
-    if (!slot) slot = std::make_unique<Statement>(db_, sql);
-    slot->reset();
-    return *slot;
+    auto it = cache_->statements.find(std::string_view(sql));
+    if (it == cache_->statements.end())
+        it = cache_->statements.emplace(sql, std::make_unique<Statement>(db_, sql)).first;
+    it->second->reset();
+    return *it->second;
 }
 
 int SqliteStore::schemaVersion() {

@@ -1,0 +1,74 @@
+#include "server/chat_bus.h"
+
+#include <algorithm>
+
+namespace nq::server {
+namespace {
+
+constexpr Duration kRead = std::chrono::milliseconds(250);
+constexpr int64_t kFreshSeconds = 15;
+constexpr int64_t kEventLifetimeSeconds = 60;
+constexpr Duration kLoadReport = std::chrono::seconds(2);
+constexpr int64_t kLoadHeartbeatSeconds = 5;
+
+}  // namespace
+
+ChatBus::ChatBus(Store& store, std::string serverId, WallClock wall)
+    : store_(store), serverId_(std::move(serverId)), wall_(std::move(wall)) {
+    lastEventId_ = store_.lastEventId();  // events from before the start were for others
+}
+
+bool ChatBus::othersRunning(Time now) {
+    if (othersCheckedAt_ == Time{} || now - othersCheckedAt_ >= std::chrono::seconds(1)) {
+        othersCheckedAt_ = now;
+        const int64_t wall = wall_();
+        othersRunning_ = false;
+        for (const ServerLoad& l : store_.loads())
+            othersRunning_ |= l.server != serverId_ && wall - l.heartbeat <= kFreshSeconds;
+    }
+    return othersRunning_;
+}
+
+std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {
+    if (!othersRunning(now)) return std::nullopt;
+    return store_.onlineElsewhere(account, serverId_, kFreshSeconds);
+}
+
+void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const std::string& target) {
+    if (!othersRunning(now)) return;
+    store_.publish({0, serverId_, kind, account, code, target});
+}
+
+std::vector<BusEvent> ChatBus::poll(Time now) {
+    if (now < nextRead_) return {};
+    nextRead_ = now + kRead;
+    if (!othersRunning(now)) return {};
+    Store::BusRead read = store_.eventsAfter(lastEventId_, serverId_);
+    lastEventId_ = read.lastId;
+    return std::move(read.events);
+}
+
+void ChatBus::prune(Time now) {
+    if (othersRunning(now)) store_.pruneEvents(kEventLifetimeSeconds);
+}
+
+void ChatBus::report(Time now, int sessions) {
+    if (serverId_.empty() || now < nextReport_) return;
+    nextReport_ = now + kLoadReport;
+    const int64_t wall = wall_();
+    if (sessions != reportedLoad_ || wall - lastReportWall_ >= kLoadHeartbeatSeconds) {
+        store_.reportLoad(serverId_, sessions, wall);
+        reportedLoad_ = sessions;
+        lastReportWall_ = wall;
+    }
+}
+
+void ChatBus::withdraw() {
+    if (!serverId_.empty()) store_.withdrawLoad(serverId_);
+}
+
+Time ChatBus::nextWake() const {
+    return std::min(nextRead_, serverId_.empty() ? Time::max() : nextReport_);
+}
+
+}  // namespace nq::server

@@ -1,0 +1,49 @@
+#pragma once
+// What chat servers sharing one database tell each other. Each reports its load (sessions and a
+// heartbeat in wall seconds) for the dispatcher and for its peers; one that has not reported for
+// kFreshSeconds is taken as gone. Through event rows they see each other's presence, expel each
+// other's sessions of an account that logs in again, and wake each other for messages stored for
+// their users. A server alone on its database writes and reads no events at all.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/clock.h"
+#include "server/store.h"
+
+namespace nq::server {
+
+class ChatBus {
+  public:
+    // serverId: "host:port" under which this server reports; empty reports nothing.
+    ChatBus(Store& store, std::string serverId, WallClock wall);
+
+    bool othersRunning(Time now);
+    // The server that holds a session of account, when it is another one.
+    std::optional<std::string> elsewhere(const Bytes& account, Time now);
+    void tell(Time now, BusKind kind, const Bytes& account, int code = 0, const std::string& target = {});
+
+    // Events of the other servers, when the read interval has passed since the last read.
+    std::vector<BusEvent> poll(Time now);
+    // Events older than a minute are taken as read by everyone.
+    void prune(Time now);
+    // The load report, when it is due: at once on a change, else as a heartbeat.
+    void report(Time now, int sessions);
+    void withdraw();
+    Time nextWake() const;
+
+  private:
+    Store& store_;
+    const std::string serverId_;
+    WallClock wall_;
+    Time nextRead_{};
+    Time othersCheckedAt_{};
+    bool othersRunning_ = false;
+    int64_t lastEventId_ = 0;
+    Time nextReport_{};
+    int reportedLoad_ = -1;
+    int64_t lastReportWall_ = 0;
+};
+
+}  // namespace nq::server

@@ -1,0 +1,137 @@
+// Rosters, profiles, friends and the blacklist.
+
+#include <algorithm>
+
+#include "server/chat_service.h"
+#include "server/records.h"
+
+namespace nq::server {
+
+std::optional<Account> ChatService::resolve(std::string_view name, bool nickFirst) {
+    const Bytes key(name);
+    if (nickFirst) {
+        if (auto a = store_.accountByNick(key)) return a;
+        return store_.account(key);
+    }
+    if (auto a = store_.account(key)) return a;
+    return store_.accountByNick(key);
+}
+
+void ChatService::onRosters(Session& s, const FrameHeader&, FieldReader&) {
+    // Order matters to the client: friends, blacklist, exactly one group roster (whose arrival
+    // makes it ask for the rest with (2,6)), then who of the friends is online.
+    const std::vector<Contact> friends = store_.friends(s.account);
+    if (friends.empty())
+        sendTo(s, kind::kFriendRoster, code::kRosterEmpty, {});
+    else
+        sendTo(s, kind::kFriendRoster, code::kRosterList, friendRoster(friends));
+
+    const std::vector<Contact> blacklist = store_.blacklist(s.account);
+    s.blacklist.clear();
+    for (const Contact& c : blacklist) s.blacklist.insert(c.account);
+    if (!blacklist.empty()) sendTo(s, kind::kBlacklistRoster, code::kRosterList, blacklistRoster(blacklist));
+
+    sendTo(s, kind::kGroupRoster, code::kRosterEmpty, {}, kTrigger);  // no groups yet
+
+    if (!friends.empty()) {
+        std::vector<Contact> online;
+        for (const Contact& c : friends)
+            if (byAccount_.count(c.account) || bus_.elsewhere(c.account, now_)) online.push_back(c);
+        sendTo(s, kind::kFriendRoster, code::kRosterOnline, onlineRoster(online));
+    }
+    if (!s.ready) s.readyDeadline = now_ + config_.readyFallback();
+}
+
+void ChatService::onProfile(Session& s, const FrameHeader& h, FieldReader& fields) {
+    if (h.code == code::kProfileAfterAdd) peerAt(s.endpoint).pacer.triggerAnswered(now_);
+    const auto target = fields.next();
+    if (!target) return dropShort(s, h);
+    // A refresh of the own profile names a nick (the client falls back to the caption it
+    // shows); the others an account.
+    auto account = resolve(*target, h.code == code::kProfileRefreshOwn);
+    if (!account) {
+        // No failure reply exists: the client's wait runs out.
+        NQ_LOG(log_, Info, "no profile for %s asked by %s", printable(*target).c_str(),
+               printable(s.account).c_str());
+        return;
+    }
+    sendTo(s, kind::kProfile, code::kDone, profileRecord(*account));
+    if (h.code == code::kProfileAfterAdd && s.offlineCorrections.erase(account->name) &&
+        !byAccount_.count(account->name)) {
+        // Accepting a friend, the client marks him online; once the profile has given it his nick,
+        // this puts him right.
+        sendTo(s, kind::kPresence, code::kOffline, joinFields({account->name}));
+    }
+}
+
+void ChatService::onAddFriend(Session& s, const FrameHeader& h, FieldReader& fields) {
+    const auto name = fields.next();
+    if (!name) return dropShort(s, h);
+    auto account = resolve(*name);
+    auto refuse = [&](const char* why) {
+        NQ_LOG(log_, Info, "%s cannot add %s as a friend: %s", printable(s.account).c_str(),
+               printable(*name).c_str(), why);
+        sendTo(s, kind::kAddFriend, code::kFailed, joinFields({s.account, *name}));
+    };
+    if (!account) return refuse("no such account");
+    if (account->name == s.account) return refuse("that is himself");
+
+    const std::vector<Contact> friends = store_.friends(s.account);
+    const bool already = std::any_of(friends.begin(), friends.end(),
+                                     [&](const Contact& c) { return c.account == account->name; });
+    if (!already) {
+        size_t size = rosterEntrySize({account->name, account->nick, account->head});
+        for (const Contact& c : friends) size += rosterEntrySize(c);
+        if (size > kMaxBody) return refuse("the friend list fills its roster frame");
+        store_.addFriend(s.account, account->name);
+        s.blacklist.erase(account->name);
+    }
+    // The client answers this at once with a profile request for the new friend.
+    sendTo(s, kind::kAddFriend, code::kDone, joinFields({s.account, account->name}), kTrigger);
+    if (!byAccount_.count(account->name)) s.offlineCorrections.insert(account->name);
+}
+
+void ChatService::onDeleteFriend(Session& s, const FrameHeader& h, FieldReader& fields) {
+    const auto name = fields.next();
+    if (!name) return dropShort(s, h);
+    // Always confirmed: a name the server does not know is a stale entry the client should drop.
+    if (auto account = resolve(*name)) store_.removeFriend(s.account, account->name);
+    sendTo(s, kind::kDeleteFriend, code::kDone, joinFields({s.account, *name}));
+}
+
+void ChatService::onAddToBlacklist(Session& s, const FrameHeader& h, FieldReader& fields) {
+    const auto name = fields.next();
+    if (!name) return dropShort(s, h);
+    auto account = resolve(*name);
+    auto refuse = [&](const char* why) {
+        NQ_LOG(log_, Info, "%s cannot blacklist %s: %s", printable(s.account).c_str(),
+               printable(*name).c_str(), why);
+        sendTo(s, kind::kAddToBlacklist, code::kFailed, joinFields({s.account, *name}));
+    };
+    if (!account) return refuse("no such account or nick");
+    if (account->name == s.account) return refuse("that is himself");
+
+    const std::vector<Contact> entries = store_.blacklist(s.account);
+    const bool already = std::any_of(entries.begin(), entries.end(),
+                                     [&](const Contact& c) { return c.account == account->name; });
+    if (!already) {
+        size_t size = blacklistEntrySize({account->name, account->nick, account->head});
+        for (const Contact& c : entries) size += blacklistEntrySize(c);
+        if (size > kMaxBody) return refuse("the blacklist fills its roster frame");
+        store_.addToBlacklist(s.account, account->name);
+    }
+    s.blacklist.insert(account->name);
+    sendTo(s, kind::kAddToBlacklist, code::kDone, joinFields({s.account, *name}));
+}
+
+void ChatService::onRemoveFromBlacklist(Session& s, const FrameHeader& h, FieldReader& fields) {
+    const auto name = fields.next();
+    if (!name) return dropShort(s, h);
+    if (auto account = resolve(*name)) {
+        store_.removeFromBlacklist(s.account, account->name);
+        s.blacklist.erase(account->name);
+    }
+    sendTo(s, kind::kRemoveFromBlacklist, code::kDone, joinFields({s.account, *name}));
+}
+
+}  // namespace nq::server

@@ -1,0 +1,94 @@
+// One-to-one messages: relayed at once to a receiver who is online and has all older messages,
+// else stored and handed out in order, in slices, once the receiver has its rosters.
+
+#include "server/chat_service.h"
+#include "server/records.h"
+
+namespace nq::server {
+namespace {
+
+// A user with thousands of messages waiting does not pull them all into memory at once.
+constexpr int kWaitingSlice = 64;
+
+}  // namespace
+
+void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) {
+    const auto peerName = fields.next();
+    const auto text = fields.next();
+    if (!peerName || !text) return dropShort(s, h);
+
+    Session* receiver = nullptr;
+    Bytes receiverName;
+    if (auto it = byAccount_.find(Bytes(*peerName)); it != byAccount_.end()) {
+        receiver = &sessions_.at(it->second);
+        receiverName = receiver->account;
+    } else {
+        // The client names the peer by account, or by nick when its cache lacks the account.
+        auto account = resolve(*peerName);
+        if (!account) {
+            NQ_LOG(log_, Info, "dropped a message from %s to unknown %s", printable(s.account).c_str(),
+                   printable(*peerName).c_str());
+            return;
+        }
+        receiverName = account->name;
+        if (auto it = byAccount_.find(receiverName); it != byAccount_.end())
+            receiver = &sessions_.at(it->second);
+    }
+    if (receiverName == s.account) return;  // the client drops its own messages anyway
+
+    const bool refused =
+        receiver ? receiver->blacklist.count(s.account) > 0 : store_.isBlacklisted(receiverName, s.account);
+    if (refused) {
+        NQ_LOG(log_, Debug, "dropped a message from %s: %s has blacklisted him", printable(s.account).c_str(),
+               printable(receiverName).c_str());
+        return;
+    }
+    const Bytes body = chatBody(s.account, receiverName, *text);
+    if (receiver && receiver->ready && !receiver->moreWaiting) {
+        sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage);
+    } else {
+        // Away, or older messages are still on their way to him: this one queues behind them.
+        store_.storeMessage(receiverName, body);
+        if (!receiver) {
+            if (auto server = bus_.elsewhere(receiverName, now_))
+                bus_.tell(now_, BusKind::Waiting, receiverName, 0, *server);
+        }
+    }
+}
+
+void ChatService::onAfterRosters(Session& s, const FrameHeader&, FieldReader&) {
+    peerAt(s.endpoint).pacer.triggerAnswered(now_);
+    if (!s.ready) makeReady(s);  // a repeated (2,6) changes nothing
+}
+
+void ChatService::makeReady(Session& s) {
+    s.ready = true;
+    s.moreWaiting = true;
+    queueWaiting(s);
+}
+
+void ChatService::queueWaiting(Session& s) {
+    const std::vector<WaitingMessage> slice =
+        store_.waitingMessages(s.account, s.lastWaitingId, kWaitingSlice);
+    if (static_cast<int>(slice.size()) < kWaitingSlice) s.moreWaiting = false;
+    for (const WaitingMessage& m : slice) {
+        s.lastWaitingId = m.id;
+        sendTo(s, kind::kChat, code::kNone, m.body, kChatMessage, m.id);
+    }
+    if (!slice.empty())
+        NQ_LOG(log_, Debug, "queued %zu waiting messages for %s", slice.size(), printable(s.account).c_str());
+}
+
+// Another chat server stored messages for an account whose session is here.
+void ChatService::onWaitingElsewhere(const Bytes& account) {
+    auto local = byAccount_.find(account);
+    if (local == byAccount_.end()) return;
+    Session& s = sessions_.at(local->second);
+    // Not ready yet: its (2,6) fetches them. Still fetching: the refill will.
+    if (s.ready && !s.moreWaiting) {
+        s.moreWaiting = true;
+        queueWaiting(s);
+    }
+}
+
+}  // namespace nq::server

@@ -1,0 +1,133 @@
+// Sessions: login, logout, keep-alive, the end of a session and what friends hear of it.
+
+#include "server/chat_service.h"
+#include "server/credentials.h"
+
+namespace nq::server {
+
+uint32_t ChatService::freshSessionNumber() {
+    // Random, so that a session number is not guessed from the last one; at most 2^31 - 1
+    // because the client keeps it in a signed conversion on some paths.
+    std::uniform_int_distribution<uint32_t> pick(1, 0x7FFFFFFF);
+    for (;;) {
+        const uint32_t n = pick(random_);
+        if (!sessions_.count(n)) return n;
+    }
+}
+
+void ChatService::login(const Endpoint& from, const Frame& f) {
+    FieldReader fields(f.body);
+    const auto name = fields.next();
+    const auto digest = fields.next();
+    if (!name || !digest) {
+        NQ_LOG(log_, Info, "dropped a login from %s without name and digest", from.toString().c_str());
+        return;
+    }
+    auto account = store_.account(Bytes(*name));
+    if (!account || !digestMatches(account->digest, *digest)) {
+        NQ_LOG(log_, Info, "login of %s from %s refused: %s", printable(*name).c_str(),
+               from.toString().c_str(), account ? "wrong password" : "no such account");
+        send(from, kind::kLogin, code::kWrongPassword, 0, {});
+        return;
+    }
+
+    bool wasOnline = false;
+    if (auto old = byAccount_.find(account->name); old != byAccount_.end()) {
+        wasOnline = true;
+        const uint32_t oldNumber = old->second;
+        // The account stays online throughout, so its friends hear nothing of the move.
+        if (sessions_.at(oldNumber).endpoint == from)
+            // The client's re-verification after it lost the session: a new session replaces it.
+            endSession(oldNumber, false, "replaced by a new login from the same address");
+        else
+            expel(oldNumber, "logged in elsewhere");
+    } else if (bus_.elsewhere(account->name, now_)) {
+        wasOnline = true;
+        bus_.tell(now_, BusKind::Kick, account->name);
+    }
+    // One client, one ring: another account logged in from this address has left it.
+    if (Peer& peer = peerAt(from); peer.session != 0)
+        endSession(peer.session, true, "another account logged in from its address");
+
+    Session& s = openSession(freshSessionNumber(), *account, from);
+    NQ_LOG(log_, Info, "session %u: %s logged in from %s", s.number, printable(s.account).c_str(),
+           from.toString().c_str());
+    sendTo(s, kind::kLogin, code::kLoginAccepted, joinFields({s.nick, s.head}));
+    if (!wasOnline) {
+        announce(s.account, code::kOnline);
+        bus_.tell(now_, BusKind::Presence, s.account, code::kOnline);
+    }
+}
+
+void ChatService::onLogout(Session& s, const FrameHeader&, FieldReader&) {
+    endSession(s.number, true, "logged out");
+}
+
+void ChatService::onKeepAlive(Session& s, const FrameHeader&, FieldReader&) {
+    sendTo(s, kind::kKeepAlive, code::kNone, {});
+}
+
+ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,
+                                               const Endpoint& from) {
+    Session& s = sessions_[number];
+    s.number = number;
+    s.account = account.name;
+    s.nick = account.nick;
+    s.head = account.head;
+    s.endpoint = from;
+    s.lastHeard = now_;
+    s.readyDeadline = now_ + config_.readyFallback();
+    for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
+    byAccount_[s.account] = number;
+    peerAt(from).session = number;
+    store_.setOnline(s.account, config_.serverId);
+    return s;
+}
+
+// The account logged in again somewhere else: this session ends and its client is told so.
+void ChatService::expel(uint32_t number, const char* reason) {
+    const Endpoint old = sessions_.at(number).endpoint;
+    endSession(number, false, reason);
+    send(old, kind::kLogin, code::kLoggedInElsewhere, number, {});
+}
+
+void ChatService::endSession(uint32_t number, bool announceOffline, const char* reason) {
+    auto it = sessions_.find(number);
+    if (it == sessions_.end()) return;
+    Session s = std::move(it->second);
+    sessions_.erase(it);
+    byAccount_.erase(s.account);
+    NQ_LOG(log_, Info, "session %u of %s at %s ended: %s", number, printable(s.account).c_str(),
+           s.endpoint.toString().c_str(), reason);
+
+    if (auto p = peers_.find(s.endpoint); p != peers_.end()) {
+        if (p->second.session == number) p->second.session = 0;
+        int kept = 0;
+        for (OutFrame& f : p->second.pacer.takeHeld()) {
+            // A relayed message that never left goes back to the store; one that came from the
+            // store is still there.
+            if ((f.flags & kChatMessage) && f.storedId == 0 && f.bytes.size() >= kHeaderSize) {
+                store_.storeMessage(s.account, f.bytes.substr(kHeaderSize));
+                ++kept;
+            }
+        }
+        if (kept) NQ_LOG(log_, Info, "kept %d unsent messages for %s", kept, printable(s.account).c_str());
+        blocked_.erase(s.endpoint);
+    }
+    store_.setOffline(s.account, config_.serverId);
+    if (announceOffline) {
+        announce(s.account, code::kOffline);
+        bus_.tell(now_, BusKind::Presence, s.account, code::kOffline);
+    }
+}
+
+// Tells every online user who lists the account that it came (kOnline) or went (kOffline).
+void ChatService::announce(const Bytes& account, uint16_t presenceCode) {
+    const Bytes body = joinFields({account});
+    for (const Bytes& owner : store_.ownersListing(account)) {
+        auto it = byAccount_.find(owner);
+        if (it != byAccount_.end()) sendTo(sessions_.at(it->second), kind::kPresence, presenceCode, body);
+    }
+}
+
+}  // namespace nq::server
