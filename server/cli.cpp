@@ -1,5 +1,8 @@
 #include "server/cli.h"
 
+#include <getopt.h>
+
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -10,24 +13,6 @@
 
 namespace nq::server {
 namespace {
-
-// Walks the arguments; every value-taking option goes through value(), so "--db" at the end
-// of the line reports what is missing.
-class Args {
-  public:
-    explicit Args(const std::vector<std::string_view>& args) : args_(args) {}
-    bool done() const { return i_ >= args_.size(); }
-    std::string_view peek() const { return args_[i_]; }
-    std::string_view take() { return args_[i_++]; }
-    std::string value(std::string_view option) {
-        if (done()) throw UsageError(std::string(option) + " needs a value");
-        return std::string(take());
-    }
-
-  private:
-    const std::vector<std::string_view>& args_;
-    size_t i_ = 0;
-};
 
 template <typename T>
 T integer(std::string_view text, std::string_view option, T low, T high) {
@@ -60,61 +45,170 @@ ChatTarget chatTarget(const std::string& text) {
     return t;
 }
 
-ServeOptions parseServe(Args& a) {
+// Every option of every command, in one table for getopt_long; which command takes which is
+// checked once the command word is known.
+enum Opt : int {
+    kDb = 256,
+    kAddress,
+    kDispatcherPort,
+    kChatPort,
+    kRole,
+    kChatServer,
+    kPublicHost,
+    kMinVersion,
+    kUpdateTarget,
+    kSessionTimeout,
+    kPaceTick,
+    kRingBudget,
+    kTrace,
+    kLogLevel,
+    kNick,
+    kHead,
+    kLevel,
+    kCoins,
+    kBox,
+    kToast,
+    kFirstServeOpt = kAddress,
+    kLastServeOpt = kLogLevel,
+};
+
+const option kOptions[] = {
+    {"db", required_argument, nullptr, kDb},
+    {"help", no_argument, nullptr, 'h'},
+    {"address", required_argument, nullptr, kAddress},
+    {"dispatcher-port", required_argument, nullptr, kDispatcherPort},
+    {"chat-port", required_argument, nullptr, kChatPort},
+    {"role", required_argument, nullptr, kRole},
+    {"chat-server", required_argument, nullptr, kChatServer},
+    {"public-host", required_argument, nullptr, kPublicHost},
+    {"min-version", required_argument, nullptr, kMinVersion},
+    {"update-target", required_argument, nullptr, kUpdateTarget},
+    {"session-timeout", required_argument, nullptr, kSessionTimeout},
+    {"pace-tick", required_argument, nullptr, kPaceTick},
+    {"ring-budget", required_argument, nullptr, kRingBudget},
+    {"trace", no_argument, nullptr, kTrace},
+    {"log-level", required_argument, nullptr, kLogLevel},
+    {"nick", required_argument, nullptr, kNick},
+    {"head", required_argument, nullptr, kHead},
+    {"level", required_argument, nullptr, kLevel},
+    {"coins", required_argument, nullptr, kCoins},
+    {"box", no_argument, nullptr, kBox},
+    {"toast", no_argument, nullptr, kToast},
+    {nullptr, 0, nullptr, 0},
+};
+
+std::string optionName(int id) {
+    for (const option& o : kOptions)
+        if (o.name && o.val == id) return std::string("--") + o.name;
+    return "?";
+}
+
+struct Given {
+    int id;
+    std::string value;
+};
+
+// The words and options of the line, options in the order given; "--" ends the options.
+struct Parsed {
+    std::vector<std::string> words;
+    std::vector<Given> options;
+    bool help = false;
+};
+
+Parsed scan(const std::vector<std::string_view>& args) {
+    std::vector<std::string> storage{"nqserver"};
+    for (std::string_view a : args) storage.emplace_back(a);
+    std::vector<char*> argv;
+    for (std::string& a : storage) argv.push_back(a.data());
+    argv.push_back(nullptr);
+
+    Parsed p;
+    opterr = 0;  // our own messages, one line each
+    optind = 0;  // glibc: start afresh, as a second parse in the same process needs
+    const int argc = static_cast<int>(argv.size()) - 1;
+    for (;;) {
+        const int id = getopt_long(argc, argv.data(), ":h", kOptions, nullptr);
+        if (id == -1) break;
+        const std::string seen = argv[optind - 1];
+        if (id == ':') throw UsageError(seen.substr(0, seen.find('=')) + " needs a value");
+        if (id == '?') throw UsageError("unknown option " + seen);
+        if (id == 'h') {
+            p.help = true;
+            continue;
+        }
+        p.options.push_back({id, optarg ? optarg : ""});
+    }
+    for (int i = optind; i < argc; ++i) p.words.emplace_back(argv[i]);
+    return p;
+}
+
+ServeOptions serveOptions(const std::vector<Given>& options) {
     ServeOptions o;
-    while (!a.done()) {
-        const std::string_view opt = a.take();
-        if (opt == "--address") {
-            o.address = a.value(opt);
-            if (!parseIpv4(o.address))
-                throw UsageError("--address wants an IPv4 address, not \"" + o.address + "\"");
-        } else if (opt == "--dispatcher-port") {
-            o.dispatcherPort = integer<uint16_t>(a.value(opt), opt, 1, 65535);
-        } else if (opt == "--chat-port") {
-            o.chatPort = integer<uint16_t>(a.value(opt), opt, 1, 65535);
-        } else if (opt == "--role") {
-            const std::string r = a.value(opt);
-            if (r == "both")
-                o.role = Role::Both;
-            else if (r == "dispatcher")
-                o.role = Role::Dispatcher;
-            else if (r == "chat")
-                o.role = Role::Chat;
-            else
-                throw UsageError("--role is both, dispatcher or chat, not \"" + r + "\"");
-        } else if (opt == "--chat-server") {
-            o.chatServers.push_back(chatTarget(a.value(opt)));
-        } else if (opt == "--public-host") {
-            o.publicHost = a.value(opt);
-            if (o.publicHost.empty()) throw UsageError("--public-host is empty");
-            if (o.publicHost.size() > kMaxTextOption)
-                throw UsageError("--public-host is longer than " + std::to_string(kMaxTextOption) + " bytes");
-        } else if (opt == "--min-version") {
-            o.minVersion = a.value(opt);
-            if (!versionCodeOf(o.minVersion))
-                throw UsageError("--min-version wants a digit, a point and a digit, such as 1.0, not \"" +
-                                 o.minVersion + "\"");
-        } else if (opt == "--update-target") {
-            o.updateTarget = a.value(opt);
-            if (o.updateTarget.size() > kMaxTextOption)
-                throw UsageError("--update-target is longer than " + std::to_string(kMaxTextOption) +
-                                 " bytes");
-        } else if (opt == "--session-timeout") {
-            o.sessionTimeoutSeconds = positive(a.value(opt), opt);
-        } else if (opt == "--pace-tick") {
-            o.paceTickMs = positive(a.value(opt), opt);
-        } else if (opt == "--ring-budget") {
-            // At least a few whole frames, and a whole frame short of the client's 65,408 bytes.
-            o.ringBudget = integer<size_t>(a.value(opt), opt, 4096, 65408 - 1021);
-        } else if (opt == "--trace") {
-            o.trace = true;
-        } else if (opt == "--log-level") {
-            const std::string l = a.value(opt);
-            auto level = parseLogLevel(l);
-            if (!level) throw UsageError("--log-level is debug, info, warn or error, not \"" + l + "\"");
-            o.logLevel = *level;
-        } else {
-            throw UsageError("unknown option " + std::string(opt) + " for serve");
+    for (const Given& g : options) {
+        const std::string opt = optionName(g.id);
+        const std::string& v = g.value;
+        switch (g.id) {
+            case kAddress:
+                if (!parseIpv4(v)) throw UsageError("--address wants an IPv4 address, not \"" + v + "\"");
+                o.address = v;
+                break;
+            case kDispatcherPort:
+                o.dispatcherPort = integer<uint16_t>(v, opt, 1, 65535);
+                break;
+            case kChatPort:
+                o.chatPort = integer<uint16_t>(v, opt, 1, 65535);
+                break;
+            case kRole:
+                if (v == "both")
+                    o.role = Role::Both;
+                else if (v == "dispatcher")
+                    o.role = Role::Dispatcher;
+                else if (v == "chat")
+                    o.role = Role::Chat;
+                else
+                    throw UsageError("--role is both, dispatcher or chat, not \"" + v + "\"");
+                break;
+            case kChatServer:
+                o.chatServers.push_back(chatTarget(v));
+                break;
+            case kPublicHost:
+                if (v.empty()) throw UsageError("--public-host is empty");
+                if (v.size() > kMaxTextOption)
+                    throw UsageError("--public-host is longer than " + std::to_string(kMaxTextOption) +
+                                     " bytes");
+                o.publicHost = v;
+                break;
+            case kMinVersion:
+                if (!versionCodeOf(v))
+                    throw UsageError("--min-version wants a digit, a point and a digit, such as 1.0, not \"" +
+                                     v + "\"");
+                o.minVersion = v;
+                break;
+            case kUpdateTarget:
+                if (v.size() > kMaxTextOption)
+                    throw UsageError("--update-target is longer than " + std::to_string(kMaxTextOption) +
+                                     " bytes");
+                o.updateTarget = v;
+                break;
+            case kSessionTimeout:
+                o.sessionTimeoutSeconds = positive(v, opt);
+                break;
+            case kPaceTick:
+                o.paceTickMs = positive(v, opt);
+                break;
+            case kRingBudget:
+                // At least a few whole frames, and a whole frame short of the client's 65,408 bytes.
+                o.ringBudget = integer<size_t>(v, opt, 4096, 65408 - 1021);
+                break;
+            case kTrace:
+                o.trace = true;
+                break;
+            case kLogLevel:
+                if (auto level = parseLogLevel(v))
+                    o.logLevel = *level;
+                else
+                    throw UsageError("--log-level is debug, info, warn or error, not \"" + v + "\"");
+                break;
         }
     }
     if (o.role == Role::Dispatcher && o.chatServers.empty())
@@ -124,105 +218,122 @@ ServeOptions parseServe(Args& a) {
     return o;
 }
 
-void noMore(Args& a, std::string_view command) {
-    if (!a.done())
-        throw UsageError("unexpected \"" + std::string(a.peek()) + "\" after " + std::string(command));
-}
+// The words of one command after its name: exactly the names asked for, nothing more.
+class Words {
+  public:
+    Words(const std::vector<std::string>& words, size_t from, std::string command)
+        : words_(words), i_(from), command_(std::move(command)) {}
+    std::string take(std::string_view what) {
+        if (i_ >= words_.size()) throw UsageError("missing " + std::string(what) + " for " + command_);
+        return words_[i_++];
+    }
+    void end() const {
+        if (i_ < words_.size()) throw UsageError("unexpected \"" + words_[i_] + "\" after " + command_);
+    }
 
-std::string positional(Args& a, std::string_view what) {
-    if (a.done() || a.peek().starts_with("--")) throw UsageError("missing " + std::string(what));
-    return std::string(a.take());
-}
+  private:
+    const std::vector<std::string>& words_;
+    size_t i_;
+    std::string command_;
+};
 
-Command parseUser(Args& a) {
-    if (a.done()) throw UsageError("user wants add, passwd or list");
-    const std::string_view sub = a.take();
-    if (sub == "add") {
-        UserAdd u;
-        u.name = positional(a, "NAME for user add");
-        u.password = positional(a, "PASSWORD for user add");
-        while (!a.done()) {
-            const std::string_view opt = a.take();
-            if (opt == "--nick") {
-                u.nick = a.value(opt);
-            } else if (opt == "--head") {
-                u.head = a.value(opt);
-                if (!isHeadCode(u.head))
-                    throw UsageError("--head is m0..m9 or w1..w10, not \"" + u.head + "\"");
-            } else if (opt == "--level") {
-                u.level = integer<int>(a.value(opt), opt, 1, 32767);
-            } else if (opt == "--coins") {
-                u.coins = integer<int64_t>(a.value(opt), opt, 0, 1'000'000'000'000);
-            } else {
-                throw UsageError("unknown option " + std::string(opt) + " for user add");
-            }
+UserAdd userAdd(Words& w, const std::vector<Given>& options) {
+    UserAdd u;
+    u.name = w.take("NAME");
+    u.password = w.take("PASSWORD");
+    w.end();
+    for (const Given& g : options) {
+        const std::string opt = optionName(g.id);
+        if (g.id == kNick) {
+            u.nick = g.value;
+        } else if (g.id == kHead) {
+            if (!isHeadCode(g.value))
+                throw UsageError("--head is m0..m9 or w1..w10, not \"" + g.value + "\"");
+            u.head = g.value;
+        } else if (g.id == kLevel) {
+            u.level = integer<int>(g.value, opt, 1, 32767);
+        } else if (g.id == kCoins) {
+            u.coins = integer<int64_t>(g.value, opt, 0, 1'000'000'000'000);
         }
-        if (u.nick.empty()) u.nick = u.name;
-        return u;
     }
-    if (sub == "passwd") {
-        UserPasswd p;
-        p.name = positional(a, "NAME for user passwd");
-        p.password = positional(a, "PASSWORD for user passwd");
-        noMore(a, "user passwd");
-        return p;
-    }
-    if (sub == "list") {
-        noMore(a, "user list");
-        return UserList{};
-    }
-    throw UsageError("user wants add, passwd or list, not \"" + std::string(sub) + "\"");
+    if (u.nick.empty()) u.nick = u.name;
+    return u;
+}
+
+// Refuses an option that the command does not take.
+void only(const std::vector<Given>& options, std::string_view command, std::initializer_list<int> allowed) {
+    for (const Given& g : options)
+        if (std::find(allowed.begin(), allowed.end(), g.id) == allowed.end())
+            throw UsageError("unknown option " + optionName(g.id) + " for " + std::string(command));
 }
 
 }  // namespace
 
 CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
-    // --db may stand anywhere; take it out first so that each command sees only its own words.
+    Parsed p = scan(args);
     CommandLine line;
-    std::vector<std::string_view> rest;
-    for (size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--db") {
-            if (i + 1 >= args.size()) throw UsageError("--db needs a value");
-            line.db = std::string(args[++i]);
-            if (line.db.empty()) throw UsageError("--db is empty");
-        } else if (args[i] == "--help" || args[i] == "-h") {
-            line.command = ShowHelp{};
-            return line;
-        } else {
-            rest.push_back(args[i]);
-        }
-    }
-    Args a(rest);
-    if (a.done() || a.peek().starts_with("--")) {
-        line.command = parseServe(a);
+    if (p.help) {
+        line.command = ShowHelp{};
         return line;
     }
-    const std::string_view command = a.take();
+    std::vector<Given> options;
+    for (Given& g : p.options) {
+        if (g.id != kDb) {
+            options.push_back(std::move(g));
+            continue;
+        }
+        if (g.value.empty()) throw UsageError("--db is empty");
+        line.db = std::move(g.value);
+    }
+
+    const std::string command = p.words.empty() ? "serve" : p.words[0];
     if (command == "serve") {
-        line.command = parseServe(a);
+        Words(p.words, 1, "serve").end();
+        for (const Given& g : options)
+            if (g.id < kFirstServeOpt || g.id > kLastServeOpt)
+                throw UsageError("unknown option " + optionName(g.id) + " for serve");
+        line.command = serveOptions(options);
     } else if (command == "user") {
-        line.command = parseUser(a);
+        const std::string sub = p.words.size() > 1 ? p.words[1] : "";
+        Words w(p.words, 2, "user " + sub);
+        if (sub == "add") {
+            only(options, "user add", {kNick, kHead, kLevel, kCoins});
+            line.command = userAdd(w, options);
+        } else if (sub == "passwd") {
+            only(options, "user passwd", {});
+            line.command = UserPasswd{w.take("NAME"), w.take("PASSWORD")};
+            w.end();
+        } else if (sub == "list") {
+            only(options, "user list", {});
+            w.end();
+            line.command = UserList{};
+        } else {
+            throw UsageError(sub.empty() ? "user wants add, passwd or list"
+                                         : "user wants add, passwd or list, not \"" + sub + "\"");
+        }
     } else if (command == "friend") {
+        only(options, "friend", {});
+        Words w(p.words, 1, "friend");
         MakeFriends f;
-        f.first = positional(a, "NAME1 for friend");
-        f.second = positional(a, "NAME2 for friend");
-        noMore(a, "friend");
+        f.first = w.take("NAME1");
+        f.second = w.take("NAME2");
+        w.end();
         line.command = f;
     } else if (command == "notice") {
+        only(options, "notice", {kBox, kToast});
+        if (options.size() != 1) throw UsageError("notice wants --box or --toast and a text");
+        Words w(p.words, 1, "notice TEXT (quote a text with spaces)");
         SendNotice n;
-        if (a.done()) throw UsageError("notice wants --box or --toast and a text");
-        const std::string_view kind = a.take();
-        if (kind != "--box" && kind != "--toast")
-            throw UsageError("notice wants --box or --toast, not \"" + std::string(kind) + "\"");
-        n.box = kind == "--box";
-        n.text = positional(a, "TEXT for notice");
-        noMore(a, "notice TEXT (quote a text with spaces)");
+        n.box = options[0].id == kBox;
+        n.text = w.take("TEXT");
+        w.end();
         line.command = n;
     } else if (command == "demo") {
-        noMore(a, "demo");
+        only(options, "demo", {});
+        Words(p.words, 1, "demo").end();
         line.command = Demo{};
     } else {
-        throw UsageError("unknown command \"" + std::string(command) + "\"");
+        throw UsageError("unknown command \"" + command + "\"");
     }
     return line;
 }
