@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <stdexcept>
 
 #include "wire/digest.h"
@@ -12,19 +11,8 @@
 
 namespace nq::test {
 
-std::string Received::kind() const {
-    return "(" + std::to_string(header.type) + "," + std::to_string(header.sub) + ") code " +
-           std::to_string(header.code);
-}
-
-std::string wireDigest(const std::string& password) {
-    return *passwordDigest(password);
-}
-
-Bytes gbkFields(std::initializer_list<std::string_view> utf8Fields) {
-    Bytes body;
-    for (auto f : utf8Fields) appendField(body, gbk::fromUtf8(f));
-    return body;
+std::string describe(FrameKind kind) {
+    return "(" + std::to_string(kind.type) + "," + std::to_string(kind.sub) + ")";
 }
 
 ScriptedClient::ScriptedClient(const std::string& address) {
@@ -32,10 +20,6 @@ ScriptedClient::ScriptedClient(const std::string& address) {
     const sockaddr_in sa = server::Endpoint{*server::parseIpv4(address), 0}.toSockaddr();
     if (fd_ < 0 || ::bind(fd_, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) != 0)
         throw std::runtime_error("cannot bind a client socket on " + address);
-    sockaddr_in bound{};
-    socklen_t len = sizeof bound;
-    getsockname(fd_, reinterpret_cast<sockaddr*>(&bound), &len);
-    local_ = server::Endpoint::fromSockaddr(bound);
 }
 
 ScriptedClient::~ScriptedClient() {
@@ -47,18 +31,17 @@ void ScriptedClient::sendRaw(const server::Endpoint& to, std::string_view bytes)
     ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
 }
 
-void ScriptedClient::sendFrame(const server::Endpoint& to, uint16_t type, uint16_t sub, uint16_t code,
-                               uint32_t session, const Bytes& body) {
-    seq_ = seq_ >= 5999 ? 1 : seq_ + 1;
-    sendRaw(to, encodeFrame({seq_, type, sub, session, code}, body));
+void ScriptedClient::sendFrame(const server::Endpoint& to, FrameKind kind, uint16_t code, uint32_t session,
+                               const Bytes& body) {
+    seq_ = seq_ >= kSeqWrap - 1 ? 1 : seq_ + 1;
+    sendRaw(to, encodeFrame({seq_, kind.type, kind.sub, session, code}, body));
 }
 
-void ScriptedClient::send(uint16_t type, uint16_t sub, uint16_t code,
-                          std::initializer_list<std::string_view> fieldsAfterOwn) {
+void ScriptedClient::send(FrameKind kind, uint16_t code, std::vector<Bytes> fieldsAfterOwn) {
     Bytes body;
     appendField(body, name_);
-    for (auto f : fieldsAfterOwn) appendField(body, f);
-    sendFrame(chat_, type, sub, code, session_, body);
+    for (const Bytes& f : fieldsAfterOwn) appendField(body, f);
+    sendFrame(chat_, kind, code, session_, body);
 }
 
 std::optional<Received> ScriptedClient::next(Millis timeout) {
@@ -71,16 +54,12 @@ std::optional<Received> ScriptedClient::next(Millis timeout) {
         if (::poll(&p, 1, static_cast<int>(left)) <= 0) continue;
         char buf[65536];
         const ssize_t n = ::recv(fd_, buf, sizeof buf, 0);
-        if (n <= 0) continue;
-        const auto now = std::chrono::steady_clock::now();
-        std::string_view data(buf, static_cast<size_t>(n));
+        std::string_view data(buf, static_cast<size_t>(std::max<ssize_t>(n, 0)));
         while (!data.empty()) {
             auto f = decodeFrame(data);
-            if (!f) throw std::runtime_error("the server sent bytes that are no frame");
-            if (f->len > kMaxFrame)
-                throw std::runtime_error("the server sent a frame of " + std::to_string(f->len) + " bytes");
-            Received r{f->header, Bytes(f->body), {}, now};
-            FieldReader fields(r.body);
+            if (!f || f->len > kMaxFrame) throw std::runtime_error("the server sent bytes that are no frame");
+            Received r{f->header, {}};
+            FieldReader fields(f->body);
             while (auto field = fields.next()) r.fields.emplace_back(*field);
             pending_.push_back(std::move(r));
             data.remove_prefix(f->len);
@@ -91,77 +70,60 @@ std::optional<Received> ScriptedClient::next(Millis timeout) {
     return r;
 }
 
-Received ScriptedClient::expect(uint16_t type, uint16_t sub, Millis timeout) {
-    auto r = next(timeout);
-    if (!r)
-        throw std::runtime_error("expected (" + std::to_string(type) + "," + std::to_string(sub) +
-                                 ") but nothing came");
-    if (r->header.type != type || r->header.sub != sub)
-        throw std::runtime_error("expected (" + std::to_string(type) + "," + std::to_string(sub) +
-                                 ") but got " + r->kind());
-    return *r;
-}
-
-Received ScriptedClient::waitFor(uint16_t type, uint16_t sub, Millis timeout) {
+Received ScriptedClient::waitFor(FrameKind kind, Millis timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     for (;;) {
         const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
         auto r = next(std::max(left, Millis(0)));
-        if (!r)
-            throw std::runtime_error("waited in vain for (" + std::to_string(type) + "," +
-                                     std::to_string(sub) + ")");
-        if (r->header.type == type && r->header.sub == sub) return *r;
+        if (!r) throw std::runtime_error("waited in vain for " + describe(kind));
+        if (r->kind() == kind) return *r;
     }
 }
 
-void ScriptedClient::expectSilence(Millis window, std::optional<std::pair<uint16_t, uint16_t>> kind) {
+void ScriptedClient::expectSilence(Millis window, std::optional<FrameKind> kind) {
     const auto deadline = std::chrono::steady_clock::now() + window;
     for (;;) {
         const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) return;
-        auto r = next(left);
+        auto r = left.count() > 0 ? next(left) : std::nullopt;
         if (!r) return;
-        if (!kind || (r->header.type == kind->first && r->header.sub == kind->second))
-            throw std::runtime_error("expected silence but got " + r->kind());
+        if (!kind || r->kind() == *kind)
+            throw std::runtime_error("expected silence but got " + describe(r->kind()));
     }
 }
 
 Received ScriptedClient::askDispatcher(const server::Endpoint& dispatcher, const std::string& name,
-                                       const std::string& password, uint16_t versionCode) {
-    sendFrame(dispatcher, 1, 1, versionCode, 0, joinFields({name, wireDigest(password)}));
-    return expect(1, 1);
+                                       const std::string& password) {
+    sendFrame(dispatcher, kind::kLogin, 256, 0, joinFields({name, *passwordDigest(password)}));
+    return waitFor(kind::kLogin);
 }
 
 Received ScriptedClient::loginChat(const server::Endpoint& chat, const std::string& name,
                                    const std::string& password) {
     chat_ = chat;
-    sendFrame(chat, 1, 1, 0, 0, joinFields({name, wireDigest(password)}));
-    Received r = waitFor(1, 1);
-    if (r.header.code == 1) {
+    sendFrame(chat, kind::kLogin, 0, 0, joinFields({name, *passwordDigest(password)}));
+    Received r = waitFor(kind::kLogin);
+    if (r.header.code == code::kLoginAccepted) {
         session_ = r.header.session;
         name_ = name;
     }
     return r;
 }
 
-std::vector<Received> ScriptedClient::enter(const server::Endpoint& chat, const std::string& name,
-                                            const std::string& password) {
-    const Received login = loginChat(chat, name, password);
-    if (login.header.code != 1) throw std::runtime_error("login of " + name + " refused: " + login.kind());
-    send(3, 4, 0, {});
+std::vector<Received> ScriptedClient::enter(const server::Endpoint& chat, const std::string& name) {
+    if (loginChat(chat, name).header.code != code::kLoginAccepted)
+        throw std::runtime_error("login of " + name + " refused");
+    send(kind::kFriendRoster);
     std::vector<Received> frames;
     bool friends = false;
-    for (;;) {
+    do {
         auto r = next();
-        if (!r) throw std::runtime_error("the rosters of " + name + " did not end in (3,5)");
-        friends |= r->header.type == 3 && r->header.sub == 4 && r->header.code == 1;
-        const bool groupRoster = r->header.type == 3 && r->header.sub == 5;
+        if (!r) throw std::runtime_error("the rosters of " + name + " did not end in the group roster");
+        friends |= r->kind() == kind::kFriendRoster && r->header.code == code::kRosterList;
         frames.push_back(std::move(*r));
-        if (groupRoster) break;
-    }
+    } while (frames.back().kind() != kind::kGroupRoster);
     // The online roster follows the group roster whenever there are friends.
-    if (friends) frames.push_back(waitFor(3, 4));
-    send(2, 6, 0, {});
+    if (friends) frames.push_back(waitFor(kind::kFriendRoster));
+    send(kind::kAfterRosters);
     return frames;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Base of the end-to-end tests: one nqserver per test on its own loopback address, with the
-// demo accounts, and its log printed when the test fails.
+// Base of the end-to-end tests: one nqserver per test with the demo accounts, on a loopback
+// address the test claims for itself, and its log printed when the test fails.
 
 #include <gtest/gtest.h>
 
@@ -9,14 +9,14 @@
 
 #include "scripted_client.h"
 #include "server_process.h"
+#include "support/loopback.h"
 
 namespace nq::test {
 
 class ServerTest : public ::testing::Test {
   protected:
-    ServerProcess& launch(const std::string& address, std::vector<std::string> extraArgs = {}) {
-        address_ = address;
-        server_ = std::make_unique<ServerProcess>(address, std::move(extraArgs));
+    ServerProcess& launch(std::vector<std::string> extraArgs = {}) {
+        server_ = std::make_unique<ServerProcess>(address_, std::move(extraArgs));
         server_->demo();
         server_->start();
         return *server_;
@@ -27,7 +27,7 @@ class ServerTest : public ::testing::Test {
         if (HasFailure() && server_) std::cerr << "---- nqserver log ----\n" << server_->log() << "----\n";
     }
 
-    std::string address_;
+    const std::string address_ = claimLoopbackAddress();
     std::unique_ptr<ServerProcess> server_;
 };
 

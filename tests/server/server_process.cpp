@@ -42,20 +42,16 @@ pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, co
     return pid;
 }
 
-std::string makeFolder() {
-    char pattern[] = "/tmp/nqserver-test-XXXXXX";
-    if (!mkdtemp(pattern)) throw std::runtime_error("cannot make a temporary folder");
-    return pattern;
-}
-
 }  // namespace
 
-std::string nqserverPath() { return std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver"; }
+std::string nqserverPath() {
+    return std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver";
+}
 
 AdminResult runNqserver(const std::vector<std::string>& args) {
-    static const std::string folder = makeFolder();
-    const std::string out = folder + "/admin.out";
-    const std::string err = folder + "/admin.err";
+    static const TempDir folder("nqserver-admin");
+    const std::string out = folder.file("admin.out");
+    const std::string err = folder.file("admin.err");
     std::vector<std::string> argv{nqserverPath()};
     argv.insert(argv.end(), args.begin(), args.end());
     unlink(err.c_str());
@@ -70,16 +66,15 @@ AdminResult runNqserver(const std::vector<std::string>& args) {
 }
 
 ServerProcess::ServerProcess(std::string address, std::vector<std::string> extraArgs, std::string sharedDb)
-    : address_(std::move(address)), extraArgs_(std::move(extraArgs)), folder_(makeFolder()) {
-    db_ = sharedDb.empty() ? folder_ + "/nq.db" : sharedDb;
-    logPath_ = folder_ + "/server.log";
+    : address_(std::move(address)), extraArgs_(std::move(extraArgs)) {
+    db_ = sharedDb.empty() ? folder_.file("nq.db") : sharedDb;
+    logPath_ = folder_.file("server.log");
     for (size_t i = 0; i + 1 < extraArgs_.size(); ++i)
         if (extraArgs_[i] == "--chat-port") chatPort_ = static_cast<uint16_t>(std::stoi(extraArgs_[i + 1]));
 }
 
 ServerProcess::~ServerProcess() {
     stop();
-    std::system(("rm -rf '" + folder_ + "'").c_str());
 }
 
 void ServerProcess::start() {

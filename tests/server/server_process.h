@@ -1,6 +1,6 @@
 #pragma once
-// Runs the real nqserver for a test: its own database in a fresh folder, its own loopback
-// address, short time-outs, and its log in a file that a failing test prints.
+// Runs the real nqserver for a test: its own database in a fresh folder, the loopback address
+// the test claimed, short time-outs, and its log in a file that a failing test prints.
 
 #include <sys/types.h>
 
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "server/endpoint.h"
+#include "support/temp_dir.h"
 
 namespace nq::test {
 
@@ -22,7 +23,8 @@ struct AdminResult {
 
 class ServerProcess {
   public:
-    // address: 127.0.0.N, unique to the test. extraArgs go after the defaults and so win.
+    // address: claimed by the test (see support/loopback.h). extraArgs go after the defaults
+    // and so win.
     // sharedDb: another process's database, for servers that work together; a fresh one if empty.
     explicit ServerProcess(std::string address, std::vector<std::string> extraArgs = {},
                            std::string sharedDb = {});
@@ -46,7 +48,6 @@ class ServerProcess {
     server::Endpoint chat() const;
     const std::string& address() const { return address_; }
     const std::string& db() const { return db_; }
-    const std::string& folder() const { return folder_; }
     std::string log() const;
 
     // Defaults that keep tests short: a session ends after 1 s of silence; the client's tick is
@@ -57,7 +58,7 @@ class ServerProcess {
   private:
     std::string address_;
     std::vector<std::string> extraArgs_;
-    std::string folder_;
+    TempDir folder_{"nqserver-e2e"};
     std::string db_;
     std::string logPath_;
     pid_t pid_ = -1;

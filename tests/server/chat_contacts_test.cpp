@@ -1,0 +1,205 @@
+// Rosters, presence, profiles, friends and the blacklist.
+
+#include <sstream>
+
+#include "chat_fixture.h"
+#include "server/admin.h"
+
+namespace nq::server {
+namespace {
+
+struct Shown {
+    FrameKind kind;
+    uint16_t code;
+    std::vector<Bytes> fields;
+    friend bool operator==(const Shown&, const Shown&) = default;
+    friend std::ostream& operator<<(std::ostream& os, const Shown& s) {
+        os << "(" << s.kind.type << "," << s.kind.sub << ") code " << s.code << ":";
+        for (const Bytes& f : s.fields) os << " " << gbk::toUtf8(f);
+        return os;
+    }
+};
+std::vector<Shown> shown(const std::vector<Got>& frames, size_t from = 0) {
+    std::vector<Shown> out;
+    for (size_t i = from; i < frames.size(); ++i)
+        out.push_back({frames[i].kind(), frames[i].header.code, frames[i].fields()});
+    return out;
+}
+
+TEST_F(ChatTest, RostersComeInTheOrderTheClientNeeds) {
+    const Endpoint alice = client(1), bob = client(2), erin = client(5);
+    enter(alice, "alice");
+    say(alice, kind::kAddToBlacklist, 0, {"erin"});  // so that a blacklist roster exists
+    say(alice, kind::kLogout);
+    enter(bob, "bob");
+
+    login(alice, "alice");
+    size_t had = inbox(alice).size();
+    say(alice, kind::kFriendRoster);
+    advance(2s);
+    // Bare triples, no count in front; the client derives the count from the NULs.
+    EXPECT_EQ(shown(inbox(alice), had),
+              (std::vector<Shown>{
+                  {kind::kFriendRoster, code::kRosterList,
+                   gs({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"})},
+                  {kind::kBlacklistRoster, code::kRosterList, gs({"艾琳", "w1"})},
+                  {kind::kGroupRoster, code::kRosterEmpty, {}},
+                  {kind::kFriendRoster, code::kRosterOnline, gs({"bob", "m2"})},
+              }));
+    login(erin, "erin");
+    had = inbox(erin).size();
+    say(erin, kind::kFriendRoster);
+    advance(2s);
+    EXPECT_EQ(shown(inbox(erin), had), (std::vector<Shown>{{kind::kFriendRoster, code::kRosterEmpty, {}},
+                                                           {kind::kGroupRoster, code::kRosterEmpty, {}}}));
+}
+
+TEST_F(ChatTest, PresenceReachesOnlineUsersWhoListTheAccount) {
+    const Endpoint alice = client(1), bob = client(2), carol = client(3), erin = client(5);
+    enter(alice, "alice");
+    enter(bob, "bob");
+    enter(erin, "erin");
+    const size_t aliceHad = inbox(alice).size(), bobHad = inbox(bob).size();
+    enter(carol, "carol");
+    say(carol, kind::kLogout);
+    for (const auto& [who, had] : {std::pair{alice, aliceHad}, {bob, bobHad}})
+        EXPECT_EQ(shown(framesOf(who, kind::kPresence, had)),
+                  (std::vector<Shown>{{kind::kPresence, code::kOnline, {"carol"}},
+                                      {kind::kPresence, code::kOffline, {"carol"}}}));
+    EXPECT_TRUE(framesOf(erin, kind::kPresence).empty());  // erin lists nobody
+}
+
+TEST_F(ChatTest, FriendAndBlacklistOperationsAnswerWithTheNameAsked) {
+    const Endpoint bob = client(2);
+    enter(bob, "bob");
+    // erin is offline: accepted; the client asks for her profile at once, and is told
+    // afterwards that she is not online.
+    size_t had = inbox(bob).size();
+    say(bob, kind::kAddFriend, 0, {"erin"});
+    say(bob, kind::kProfile, code::kProfileAfterAdd, {"erin"});
+    advance(2s);
+    const auto after = shown(inbox(bob), had);
+    ASSERT_EQ(after.size(), 3u);
+    EXPECT_EQ(after[0], (Shown{kind::kAddFriend, code::kDone, {"bob", "erin"}}));
+    EXPECT_EQ(after[1].kind, kind::kProfile);
+    EXPECT_EQ(after[2], (Shown{kind::kPresence, code::kOffline, {"erin"}}));
+
+    struct Case {
+        const char* what;
+        FrameKind kind;
+        const char* name;
+        uint16_t code;
+    };
+    const Case cases[] = {
+        {"an unknown account cannot be added", kind::kAddFriend, "nobody", code::kFailed},
+        {"nobody is his own friend", kind::kAddFriend, "bob", code::kFailed},
+        {"a friend is deleted", kind::kDeleteFriend, "erin", code::kDone},
+        {"deleting a name the server does not know still clears the client's entry", kind::kDeleteFriend,
+         "ghost", code::kDone},
+        {"a blacklist entry may name a nick", kind::kAddToBlacklist, "艾琳", code::kDone},
+        {"an unknown name cannot be blacklisted", kind::kAddToBlacklist, "ghost", code::kFailed},
+        {"nobody blacklists himself", kind::kAddToBlacklist, "bob", code::kFailed},
+        {"removal from the blacklist echoes the name", kind::kRemoveFromBlacklist, "艾琳", code::kDone},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.what);
+        had = inbox(bob).size();
+        say(bob, k.kind, 0, {g(k.name)});
+        EXPECT_EQ(shown(inbox(bob), had), (std::vector<Shown>{{k.kind, k.code, {"bob", g(k.name)}}}));
+    }
+    EXPECT_EQ(store().friends("bob").size(), 2u);  // alice and carol
+    EXPECT_TRUE(store().blacklist("bob").empty());
+}
+
+TEST_F(ChatTest, MovingAFriendToTheBlacklistInOneDatagram) {
+    const Endpoint alice = client(1), bob = client(2);
+    enter(alice, "alice");
+    enter(bob, "bob");
+    // The client's move: (5,2) and (6,1) back to back in one datagram, the entry naming the nick.
+    const uint32_t a = session(alice);
+    Bytes datagram = encodeFrame({7, kind::kDeleteFriend.type, kind::kDeleteFriend.sub, a, 0},
+                                 joinFields({"alice", "bob"}));
+    encodeFrame({8, kind::kAddToBlacklist.type, kind::kAddToBlacklist.sub, a, 0},
+                joinFields({"alice", g("鲍勃")}), datagram);
+    size_t had = inbox(alice).size();
+    raw(alice, datagram);
+    EXPECT_EQ(shown(inbox(alice), had),
+              (std::vector<Shown>{{kind::kDeleteFriend, code::kDone, {"alice", "bob"}},
+                                  {kind::kAddToBlacklist, code::kDone, gs({"alice", "鲍勃"})}}));
+    // bob is refused now, whether alice is online or not.
+    say(bob, kind::kChat, 0, {"alice", "还在吗"});
+    EXPECT_TRUE(framesOf(alice, kind::kChat).empty());
+    // Adding him back as a friend lifts the blacklist.
+    say(alice, kind::kAddFriend, 0, {"bob"});
+    say(bob, kind::kChat, 0, {"alice", "在"});
+    advance(2s);
+    EXPECT_EQ(framesOf(alice, kind::kChat).size(), 1u);
+}
+
+TEST_F(ChatTest, ProfileRecordHasTwentyFiveFields) {
+    const Endpoint alice = client(1);
+    enter(alice, "alice");
+    const std::vector<Bytes> carol = gs(
+        {"carol", "2", "初级会员", "300", "卡罗尔", "w7", "", "22", "0", "中华人民共和国", "广东", "广州", "",
+         "",      "",  "",         "",    "",       "",   "", "",   "",  "天秤座",         "0",    "0"});
+    const std::pair<uint16_t, const char*> cases[] = {
+        {code::kProfileShow, "carol"},        {code::kProfileAfterAdd, "carol"},
+        {code::kProfileRefreshOwn, "卡罗尔"}, {code::kProfileRefreshOwn, "carol"},
+        {code::kProfileAfterAdd, "卡罗尔"},
+    };
+    for (const auto& [askCode, name] : cases) {
+        SCOPED_TRACE(name);
+        const size_t had = inbox(alice).size();
+        say(alice, kind::kProfile, askCode, {g(name)});
+        EXPECT_EQ(shown(inbox(alice), had), (std::vector<Shown>{{kind::kProfile, code::kDone, carol}}));
+    }
+    // Nobody of that name: no answer at all, the client's wait runs out.
+    const size_t had = inbox(alice).size();
+    say(alice, kind::kProfile, code::kProfileAfterAdd, {"nobody"});
+    EXPECT_EQ(inbox(alice).size(), had);
+}
+
+TEST_F(ChatTest, FriendListIsCappedAtOneRosterFrame) {
+    // Long names fill the 999-byte roster quickly: 24 + 2 + 24 + 3 bytes a friend.
+    std::ostringstream ignored;
+    int added = 0;
+    std::string refused;
+    for (int i = 0; i < 30 && refused.empty(); ++i) {
+        char name[32], nick[32];
+        std::snprintf(name, sizeof name, "user%02dxxxxxxxxxxxxxxxxxx", i);
+        std::snprintf(nick, sizeof nick, "nick%02dyyyyyyyyyyyyyyyyyy", i);
+        runAdmin(store(), UserAdd{name, "pw", nick, "m1"}, ignored);
+        try {
+            runAdmin(store(), MakeFriends{"erin", name}, ignored);
+            ++added;
+        } catch (const UsageError&) {
+            refused = name;
+        }
+    }
+    EXPECT_EQ(added, 999 / 53);
+    const Endpoint erin = client(5);
+    enter(erin, "erin");
+    EXPECT_EQ(static_cast<int>(framesOf(erin, kind::kFriendRoster)[0].fields().size()), 3 * added);
+    ASSERT_FALSE(refused.empty());
+    say(erin, kind::kAddFriend, 0, {refused});
+    EXPECT_EQ(inbox(erin).back().header.code, code::kFailed);
+}
+
+TEST_F(ChatTest, FramesThatMakeTheClientAnswerAtOnceAreSpacedApart) {
+    const Endpoint alice = client(1);
+    enter(alice, "alice");
+    advance(5s);
+    // Each accepted friend makes the client send a profile request from the handler; two of
+    // those in one client tick would garble its send ring.
+    say(alice, kind::kAddFriend, 0, {"erin"});
+    say(alice, kind::kAddFriend, 0, {"bob"});
+    advance(3s);
+    const auto added = framesOf(alice, kind::kAddFriend);
+    ASSERT_EQ(added.size(), 2u);
+    EXPECT_EQ(added[0].fields()[1], "erin");
+    EXPECT_EQ(added[1].fields()[1], "bob");
+    EXPECT_GE(added[1].at - added[0].at, config_.pacing.tick * 2);
+}
+
+}  // namespace
+}  // namespace nq::server

@@ -1,0 +1,87 @@
+#pragma once
+// The chat service and the dispatcher in-process on a hand-driven clock: datagrams in, frames
+// out, no sockets and no sleeps, so that a minute's time-out runs in milliseconds. One database
+// in a fresh folder with the demo accounts; a second chat server on it when a test asks.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+
+#include "server/chat_service.h"
+#include "server/dispatcher_service.h"
+#include "server/sqlite_store.h"
+#include "support/temp_dir.h"
+#include "wire/fields.h"
+#include "wire/frame_kinds.h"
+
+namespace nq::server {
+
+using namespace std::chrono_literals;
+
+inline Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
+std::vector<Bytes> gs(std::initializer_list<std::string_view> utf8);
+
+struct Got {
+    FrameHeader header;
+    Bytes body;
+    Time at;
+    FrameKind kind() const { return {header.type, header.sub}; }
+    std::vector<Bytes> fields() const;
+};
+
+class ChatTest : public ::testing::Test {
+  protected:
+    ChatTest();
+    ~ChatTest() override;
+    void TearDown() override;
+
+    // Chat server n (0 or 1) on the database, made on first use with config_; with shared_ each
+    // reports its load as 127.0.0.1:800n+1, and so they find each other.
+    ChatService& chat(int n = 0);
+    void stop(int n = 0);   // a graceful stop
+    void start(int n = 0);  // a fresh service that takes up what the stop kept
+    std::string dbPath() const { return dir_.file("chat.db"); }
+    DispatcherService& dispatcher();
+    SqliteStore& store() { return *stores_[0]; }
+
+    // Client n sits at 127.0.0.1:7000+n.
+    static Endpoint client(int n) { return {0x7F000001, static_cast<uint16_t>(7000 + n)}; }
+    void raw(const Endpoint& from, std::string_view bytes, int server = 0);
+    void frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
+               int server = 0);
+    // A frame of the client's session, its account in front, to the server of its login.
+    void say(const Endpoint& from, FrameKind kind, uint16_t code = 0, std::vector<Bytes> fields = {});
+    Got login(const Endpoint& from, const char* name, const char* password = "123456", int server = 0);
+    // Login, the rosters and (2,6).
+    uint32_t enter(const Endpoint& from, const char* name, int server = 0);
+    Got askDispatcher(const Endpoint& from, const char* name, const char* password, uint16_t version = 256);
+
+    void advance(Duration d, Duration step = 10ms);
+    std::vector<Got>& inbox(const Endpoint& e) { return inbox_[e.port]; }
+    std::vector<Got> framesOf(const Endpoint& e, FrameKind kind, size_t from = 0);
+    uint32_t session(const Endpoint& e) { return sessions_[e.port]; }
+
+    ChatConfig config_;    // the real defaults: 60 s time-out, 500 ms tick
+    bool shared_ = false;  // set before the first chat(): two servers share the database
+    Time now_ = Time() + 1h;
+    int64_t wallStart_;
+
+  private:
+    void collect(std::vector<Datagram>& out);
+
+    nq::test::TempDir dir_{"nqserver-chat"};
+    Logger log_;
+    std::string logText_;
+    std::unique_ptr<SqliteStore> stores_[2];
+    std::unique_ptr<ChatService> chats_[2];
+    std::unique_ptr<DispatcherService> dispatcher_;
+    std::map<uint16_t, std::vector<Got>> inbox_;
+    std::map<uint16_t, uint32_t> sessions_;
+    std::map<uint16_t, int> serverOf_;
+    std::map<uint16_t, Bytes> accountOf_;
+};
+
+}  // namespace nq::server

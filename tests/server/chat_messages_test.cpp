@@ -1,0 +1,221 @@
+// One-to-one messages: relay, waiting messages, pacing of a backlog, notices, a graceful restart.
+
+#include <sqlite3.h>
+
+#include <deque>
+#include <set>
+
+#include "chat_fixture.h"
+#include "server/records.h"
+
+namespace nq::server {
+namespace {
+
+Bytes record(const std::string& time, const std::string& text) {
+    return g("宋体/10/255/" + time + "/" + text);
+}
+
+TEST_F(ChatTest, MessageIsRelayedWithSenderReceiverAndText) {
+    const Endpoint alice = client(1), bob = client(2);
+    enter(alice, "alice");
+    enter(bob, "bob");
+    for (const char* peer : {"bob", "鲍勃"}) {  // by account, and by nick
+        SCOPED_TRACE(peer);
+        const Bytes text = record("2024-5-1 12:30:07", "你好 /smile ");
+        say(alice, kind::kChat, 0, {g(peer), text});
+        const Got r = inbox(bob).back();
+        EXPECT_EQ(r.kind(), kind::kChat);
+        EXPECT_EQ(r.header.session, session(bob));
+        EXPECT_EQ(r.fields(), (std::vector<Bytes>{"alice", "bob", text}));
+    }
+}
+
+TEST_F(ChatTest, LongTextIsCutAtACharacterBorderToFitOneFrame) {
+    const Endpoint alice = client(1), bob = client(2);
+    enter(alice, "alice");
+    enter(bob, "bob");
+    // 700 two-byte characters after a 1-byte prefix, so that an even cut would split one.
+    std::string utf8 = "x";
+    for (int i = 0; i < 700; ++i) utf8 += "字";
+    say(alice, kind::kChat, 0, {"bob", g(utf8)});
+    const Got r = inbox(bob).back();
+    ASSERT_EQ(r.fields().size(), 3u);
+    const Bytes text = r.fields()[2];
+    EXPECT_EQ(text.size() % 2, 1u);  // "x" and whole characters
+    EXPECT_GT(text.size(), 900u);
+    EXPECT_EQ(g(utf8).substr(0, text.size()), text);
+    // A lead byte with nothing behind it would swallow the NUL on the client.
+    say(alice, kind::kChat, 0, {"bob", Bytes("ok\xB0", 3)});
+    EXPECT_EQ(inbox(bob).back().fields()[2], "ok");
+}
+
+TEST_F(ChatTest, WaitingMessagesFollowTheRostersOnceOnlyOrAfterSixtyTicks) {
+    const Endpoint alice = client(1), carol = client(3), dave = client(4);
+    enter(alice, "alice");
+    say(alice, kind::kChat, 0, {"carol", record("09:00:00", "早")});
+    say(alice, kind::kChat, 0, {"dave", record("09:00:01", "在吗")});
+    login(carol, "carol");
+    login(dave, "dave");
+    say(carol, kind::kFriendRoster);
+    say(dave, kind::kFriendRoster);
+    const Time asked = now_;
+    advance(2s);
+    EXPECT_TRUE(framesOf(carol, kind::kChat).empty());  // not before the client asks with (2,6)
+    say(carol, kind::kAfterRosters);
+    say(carol, kind::kAfterRosters);  // a repeat changes nothing
+    advance(2s);
+    EXPECT_EQ(framesOf(carol, kind::kChat).size(), 1u);
+    // dave never asks: after sixty client ticks he gets them all the same.
+    advance(30s, 100ms);
+    say(dave, kind::kKeepAlive);
+    const auto daveGot = framesOf(dave, kind::kChat);
+    ASSERT_EQ(daveGot.size(), 1u);
+    EXPECT_GE(daveGot[0].at - asked, config_.pacing.tick * 60);
+    EXPECT_TRUE(store().waitingMessages("carol", 0, 10).empty());  // delivered means gone
+}
+
+TEST_F(ChatTest, ALiveMessageQueuesBehindTheWaitingOnes) {
+    const Endpoint alice = client(1), dave = client(4);
+    for (int i = 0; i < 150; ++i)
+        store().storeMessage("dave", chatBody("bob", "dave", "old " + std::to_string(i)));
+    enter(alice, "alice");
+    enter(dave, "dave");
+    // More wait than one slice from the store: the new line must not overtake them.
+    say(alice, kind::kChat, 0, {"dave", "new"});
+    advance(5s);
+    const auto got = framesOf(dave, kind::kChat);
+    ASSERT_EQ(got.size(), 151u);
+    for (int i = 0; i < 150; ++i) EXPECT_EQ(got[i].fields()[2], "old " + std::to_string(i));
+    EXPECT_EQ(got[150].fields()[0], "alice");
+    EXPECT_EQ(got[150].fields()[2], "new");
+    EXPECT_TRUE(store().waitingMessages("dave", 0, 10).empty());
+}
+
+// Messages held back for a full ring go back to the store when the receiver leaves; those that
+// came from the store are still there and must not be stored twice.
+TEST_F(ChatTest, MessagesHeldAtALogoutComeLaterExactlyOnce) {
+    config_.pacing.ringBudget = 4096;
+    const Endpoint alice = client(1), dave = client(4);
+    for (int i = 0; i < 10; ++i)
+        store().storeMessage("dave", chatBody("bob", "dave", std::to_string(i) + std::string(900, '.')));
+    enter(alice, "alice");
+    enter(dave, "dave");
+    for (int i = 10; i < 20; ++i)
+        say(alice, kind::kChat, 0, {"dave", std::to_string(i) + std::string(900, '.')});
+    const size_t first = framesOf(dave, kind::kChat).size();
+    EXPECT_LT(first, 10u);
+    say(dave, kind::kLogout);
+    enter(dave, "dave");
+    advance(30s, 100ms);
+    std::vector<int> order;
+    for (const Got& m : framesOf(dave, kind::kChat)) order.push_back(std::stoi(m.fields()[2]));
+    ASSERT_EQ(order.size(), 20u);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(order[i], i);
+}
+
+TEST_F(ChatTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
+    config_.pacing.ringBudget = 4096;
+    const Endpoint alice = client(1), dave = client(4);
+    const uint32_t aliceSession = enter(alice, "alice");
+    const uint32_t daveSession = enter(dave, "dave");
+    for (int i = 0; i < 20; ++i)
+        say(alice, kind::kChat, 0, {"dave", std::to_string(i) + std::string(900, '.')});
+    EXPECT_LT(framesOf(dave, kind::kChat).size(), 20u);  // the rest are held back for dave's ring
+    const size_t aliceHad = inbox(alice).size();
+    stop();
+    now_ += 2s;
+    start();
+    EXPECT_EQ(chat().sessionOf("alice"), aliceSession);
+    EXPECT_EQ(chat().sessionOf("dave"), daveSession);
+    advance(30s, 100ms);
+    const auto all = framesOf(dave, kind::kChat);
+    ASSERT_EQ(all.size(), 20u);
+    for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(std::stoul(all[i].fields()[2]), i);
+    // The same client goes on with the same session, and nobody was told of a coming or going.
+    say(dave, kind::kKeepAlive);
+    EXPECT_EQ(inbox(dave).back().kind(), kind::kKeepAlive);
+    EXPECT_TRUE(framesOf(alice, kind::kPresence, aliceHad).empty());
+
+    // Down longer than a client waits before it gives its session up: not taken up, and gone.
+    stop();
+    sqlite3* db = nullptr;
+    sqlite3_open(dbPath().c_str(), &db);
+    sqlite3_exec(db, "UPDATE kept_sessions SET kept_at = kept_at - 151", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    start();
+    EXPECT_EQ(chat().sessionCount(), 0u);
+    EXPECT_TRUE(store().takeKeptSessions("", 100000).empty());
+}
+
+TEST_F(ChatTest, NoticesQueuedInTheStoreReachEveryoneOnlineWithinASecond) {
+    const Endpoint alice = client(1), erin = client(5);
+    enter(alice, "alice");
+    enter(erin, "erin");
+    store().queueNotice(NoticeKind::Toast, g("服务器将在十分钟后重启"));
+    store().queueNotice(NoticeKind::Box, g("欢迎使用"));
+    advance(1100ms);
+    for (const Endpoint& c : {alice, erin}) {
+        EXPECT_EQ(framesOf(c, kind::kNoticeToast).at(0).fields(), gs({"服务器将在十分钟后重启"}));
+        EXPECT_EQ(framesOf(c, kind::kNoticeBox).at(0).fields(), gs({"欢迎使用"}));
+    }
+}
+
+// A client that reads its ring as the real one does: a tick takes two frames when a datagram
+// came since the last tick, else one; the ring of 65,408 bytes must never fill. Its tick runs at
+// 500 ms, or late at 545 ms as a busy client's does, at any phase against the server's clock.
+class RealClientRing : public ChatTest, public ::testing::WithParamInterface<std::pair<int, int>> {};
+
+TEST_P(RealClientRing, ABacklogNeverOverflowsIt) {
+    const auto [tickMs, phaseMs] = GetParam();
+    const Endpoint dave = client(4);
+    constexpr int kWaiting = 300;
+    for (int i = 0; i < kWaiting; ++i)
+        store().storeMessage("dave",
+                             chatBody("bob", "dave", std::to_string(i) + "#" + std::string(980, '.')));
+    login(dave, "dave");
+    say(dave, kind::kFriendRoster);
+
+    std::deque<size_t> ring;  // frame lengths not yet read
+    size_t unread = 0, seen = 0, maxUnread = 0;
+    bool datagramSinceTick = false, asked = false;
+    Time nextTick = now_ + std::chrono::milliseconds(phaseMs);
+    int ticks = 0;
+    std::vector<int> order;
+    while (order.size() < kWaiting && ticks < 2000) {
+        advance(10ms);
+        auto& got = inbox(dave);
+        for (; seen < got.size(); ++seen) {
+            const size_t length = got[seen].body.size() + kHeaderSize;
+            ring.push_back(length);
+            unread += length;
+            datagramSinceTick = true;
+            maxUnread = std::max(maxUnread, unread);
+            ASSERT_LT(unread, 65408u) << "the client's ring overflowed and dropped everything";
+        }
+        if (now_ < nextTick) continue;
+        nextTick += std::chrono::milliseconds(tickMs);
+        ++ticks;
+        for (int n = datagramSinceTick ? 2 : 1; n > 0 && !ring.empty(); --n) {
+            const Got frame = got[got.size() - ring.size()];
+            unread -= ring.front();
+            ring.pop_front();
+            if (frame.kind() == kind::kGroupRoster && !asked) {
+                say(dave, kind::kAfterRosters);  // the handler answers at once
+                asked = true;
+            }
+            if (frame.kind() == kind::kChat) order.push_back(std::stoi(frame.fields()[2]));
+        }
+        datagramSinceTick = false;
+        if (ticks % 21 == 0) say(dave, kind::kKeepAlive);
+    }
+    ASSERT_EQ(order.size(), static_cast<size_t>(kWaiting));
+    for (int i = 0; i < kWaiting; ++i) EXPECT_EQ(order[i], i);
+    EXPECT_GT(maxUnread, 40'000u);  // the ring was used, not left idle
+}
+
+INSTANTIATE_TEST_SUITE_P(TickAndPhase, RealClientRing,
+                         ::testing::Values(std::pair{500, 0}, std::pair{500, 123}, std::pair{500, 499},
+                                           std::pair{545, 7}, std::pair{545, 300}));
+
+}  // namespace
+}  // namespace nq::server
