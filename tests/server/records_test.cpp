@@ -86,19 +86,6 @@ TEST(ProfileRecord, HasTwentyFiveFieldsAndFitsOneFrameWhateverIsStored) {
     EXPECT_EQ(fieldsOf(profileRecord(plain)).size(), 25u);
 }
 
-TEST(ChatBody, KeepsTheTextWholeWhenItFitsAndCutsItAtACharacterWhenNot) {
-    const Bytes text = g("宋体/10/0/12:00/你好");
-    EXPECT_EQ(fieldsOf(chatBody("alice", "bob", text)), (std::vector<Bytes>{"alice", "bob", text}));
-
-    std::string many;
-    for (int i = 0; i < 600; ++i) many += "长";
-    const Bytes longText = "a" + g(many);
-    const Bytes body = chatBody("alice", "bob", longText);
-    // "alice", "bob" and three NULs leave 988 bytes: "a" and 493 whole characters.
-    EXPECT_EQ(body.size(), kMaxBody - 1);
-    EXPECT_EQ(fieldsOf(body)[2], longText.substr(0, 987));
-}
-
 TEST(CutGbk, NeverSplitsACharacterNorLeavesAHalfOne) {
     const Bytes two = g("汉字");
     struct Case {
