@@ -128,6 +128,12 @@ TEST_F(ChatTest, MovingAFriendToTheBlacklistInOneDatagram) {
                                   {kind::kAddToBlacklist, code::kDone, gs({"alice", "鲍勃"})}}));
     // bob is refused now, whether alice is online or not.
     say(bob, kind::kChat, 0, {"alice", "还在吗"});
+    say(alice, kind::kLogout);
+    say(bob, kind::kChat, 0, {"alice", "走了吗"});
+    EXPECT_TRUE(store().waitingMessages("alice", 0, 10).empty());
+    advance(2s);  // the group roster of the next login need not wait for the last one's gap
+    enter(alice, "alice");
+    advance(2s);
     EXPECT_TRUE(framesOf(alice, kind::kChat).empty());
     // Adding him back as a friend lifts the blacklist.
     say(alice, kind::kAddFriend, 0, {"bob"});
