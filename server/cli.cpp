@@ -47,65 +47,35 @@ ChatTarget chatTarget(const std::string& text) {
 
 // Every option of every command, in one table for getopt_long; which command takes which is
 // checked once the command word is known.
-enum Opt : int {
-    kDb = 256,
-    kAddress,
-    kDispatcherPort,
-    kChatPort,
-    kRole,
-    kChatServer,
-    kPublicHost,
-    kMinVersion,
-    kUpdateTarget,
-    kSessionTimeout,
-    kPaceTick,
-    kRingBudget,
-    kTrace,
-    kLogLevel,
-    kNick,
-    kHead,
-    kLevel,
-    kCoins,
-    kBox,
-    kToast,
-    kFirstServeOpt = kAddress,
-    kLastServeOpt = kLogLevel,
-};
-
-const option kOptions[] = {
-    {"db", required_argument, nullptr, kDb},
-    {"help", no_argument, nullptr, 'h'},
-    {"address", required_argument, nullptr, kAddress},
-    {"dispatcher-port", required_argument, nullptr, kDispatcherPort},
-    {"chat-port", required_argument, nullptr, kChatPort},
-    {"role", required_argument, nullptr, kRole},
-    {"chat-server", required_argument, nullptr, kChatServer},
-    {"public-host", required_argument, nullptr, kPublicHost},
-    {"min-version", required_argument, nullptr, kMinVersion},
-    {"update-target", required_argument, nullptr, kUpdateTarget},
-    {"session-timeout", required_argument, nullptr, kSessionTimeout},
-    {"pace-tick", required_argument, nullptr, kPaceTick},
-    {"ring-budget", required_argument, nullptr, kRingBudget},
-    {"trace", no_argument, nullptr, kTrace},
-    {"log-level", required_argument, nullptr, kLogLevel},
-    {"nick", required_argument, nullptr, kNick},
-    {"head", required_argument, nullptr, kHead},
-    {"level", required_argument, nullptr, kLevel},
-    {"coins", required_argument, nullptr, kCoins},
-    {"box", no_argument, nullptr, kBox},
-    {"toast", no_argument, nullptr, kToast},
-    {nullptr, 0, nullptr, 0},
-};
-
-std::string optionName(int id) {
-    for (const option& o : kOptions)
-        if (o.name && o.val == id) return std::string("--") + o.name;
-    return "?";
-}
+const option kOptions[] = {{"db", required_argument, nullptr, 0},
+                           {"help", no_argument, nullptr, 'h'},
+                           {"address", required_argument, nullptr, 0},
+                           {"dispatcher-port", required_argument, nullptr, 0},
+                           {"chat-port", required_argument, nullptr, 0},
+                           {"role", required_argument, nullptr, 0},
+                           {"chat-server", required_argument, nullptr, 0},
+                           {"public-host", required_argument, nullptr, 0},
+                           {"min-version", required_argument, nullptr, 0},
+                           {"update-target", required_argument, nullptr, 0},
+                           {"session-timeout", required_argument, nullptr, 0},
+                           {"pace-tick", required_argument, nullptr, 0},
+                           {"ring-budget", required_argument, nullptr, 0},
+                           {"trace", no_argument, nullptr, 0},
+                           {"log-level", required_argument, nullptr, 0},
+                           {"nick", required_argument, nullptr, 0},
+                           {"head", required_argument, nullptr, 0},
+                           {"level", required_argument, nullptr, 0},
+                           {"coins", required_argument, nullptr, 0},
+                           {"box", no_argument, nullptr, 0},
+                           {"toast", no_argument, nullptr, 0},
+                           {nullptr, 0, nullptr, 0}};
+constexpr int kFirstServeOption = 2, kLastServeOption = 14;  // address .. log-level
 
 struct Given {
-    int id;
+    int index;  // into kOptions
     std::string value;
+    std::string name() const { return std::string("--") + kOptions[index].name; }
+    bool is(std::string_view option) const { return option == kOptions[index].name; }
 };
 
 // The words and options of the line, options in the order given; "--" ends the options.
@@ -127,7 +97,8 @@ Parsed scan(const std::vector<std::string_view>& args) {
     optind = 0;  // glibc: start afresh, as a second parse in the same process needs
     const int argc = static_cast<int>(argv.size()) - 1;
     for (;;) {
-        const int id = getopt_long(argc, argv.data(), ":h", kOptions, nullptr);
+        int index = -1;
+        const int id = getopt_long(argc, argv.data(), ":h", kOptions, &index);
         if (id == -1) break;
         const std::string seen = argv[optind - 1];
         if (id == ':') throw UsageError(seen.substr(0, seen.find('=')) + " needs a value");
@@ -136,7 +107,7 @@ Parsed scan(const std::vector<std::string_view>& args) {
             p.help = true;
             continue;
         }
-        p.options.push_back({id, optarg ? optarg : ""});
+        p.options.push_back({index, optarg ? optarg : ""});
     }
     for (int i = optind; i < argc; ++i) p.words.emplace_back(argv[i]);
     return p;
@@ -145,70 +116,54 @@ Parsed scan(const std::vector<std::string_view>& args) {
 ServeOptions serveOptions(const std::vector<Given>& options) {
     ServeOptions o;
     for (const Given& g : options) {
-        const std::string opt = optionName(g.id);
+        const std::string opt = g.name();
         const std::string& v = g.value;
-        switch (g.id) {
-            case kAddress:
-                if (!parseIpv4(v)) throw UsageError("--address wants an IPv4 address, not \"" + v + "\"");
-                o.address = v;
-                break;
-            case kDispatcherPort:
-                o.dispatcherPort = integer<uint16_t>(v, opt, 1, 65535);
-                break;
-            case kChatPort:
-                o.chatPort = integer<uint16_t>(v, opt, 1, 65535);
-                break;
-            case kRole:
-                if (v == "both")
-                    o.role = Role::Both;
-                else if (v == "dispatcher")
-                    o.role = Role::Dispatcher;
-                else if (v == "chat")
-                    o.role = Role::Chat;
-                else
-                    throw UsageError("--role is both, dispatcher or chat, not \"" + v + "\"");
-                break;
-            case kChatServer:
-                o.chatServers.push_back(chatTarget(v));
-                break;
-            case kPublicHost:
-                if (v.empty()) throw UsageError("--public-host is empty");
-                if (v.size() > kMaxTextOption)
-                    throw UsageError("--public-host is longer than " + std::to_string(kMaxTextOption) +
-                                     " bytes");
-                o.publicHost = v;
-                break;
-            case kMinVersion:
-                if (!versionCodeOf(v))
-                    throw UsageError("--min-version wants a digit, a point and a digit, such as 1.0, not \"" +
-                                     v + "\"");
-                o.minVersion = v;
-                break;
-            case kUpdateTarget:
-                if (v.size() > kMaxTextOption)
-                    throw UsageError("--update-target is longer than " + std::to_string(kMaxTextOption) +
-                                     " bytes");
-                o.updateTarget = v;
-                break;
-            case kSessionTimeout:
-                o.sessionTimeoutSeconds = positive(v, opt);
-                break;
-            case kPaceTick:
-                o.paceTickMs = positive(v, opt);
-                break;
-            case kRingBudget:
-                // At least a few whole frames, and a whole frame short of the client's 65,408 bytes.
-                o.ringBudget = integer<size_t>(v, opt, 4096, 65408 - 1021);
-                break;
-            case kTrace:
-                o.trace = true;
-                break;
-            case kLogLevel:
-                if (auto level = parseLogLevel(v))
-                    o.logLevel = *level;
-                else
-                    throw UsageError("--log-level is debug, info, warn or error, not \"" + v + "\"");
-                break;
+        if (g.is("address")) {
+            if (!parseIpv4(v)) throw UsageError("--address wants an IPv4 address, not \"" + v + "\"");
+            o.address = v;
+        } else if (g.is("dispatcher-port")) {
+            o.dispatcherPort = integer<uint16_t>(v, opt, 1, 65535);
+        } else if (g.is("chat-port")) {
+            o.chatPort = integer<uint16_t>(v, opt, 1, 65535);
+        } else if (g.is("role")) {
+            if (v == "both")
+                o.role = Role::Both;
+            else if (v == "dispatcher")
+                o.role = Role::Dispatcher;
+            else if (v == "chat")
+                o.role = Role::Chat;
+            else
+                throw UsageError("--role is both, dispatcher or chat, not \"" + v + "\"");
+        } else if (g.is("chat-server")) {
+            o.chatServers.push_back(chatTarget(v));
+        } else if (g.is("public-host")) {
+            if (v.empty()) throw UsageError("--public-host is empty");
+            if (v.size() > kMaxTextOption)
+                throw UsageError("--public-host is longer than " + std::to_string(kMaxTextOption) + " bytes");
+            o.publicHost = v;
+        } else if (g.is("min-version")) {
+            if (!versionCodeOf(v))
+                throw UsageError("--min-version wants a digit, a point and a digit, such as 1.0, not \"" + v +
+                                 "\"");
+            o.minVersion = v;
+        } else if (g.is("update-target")) {
+            if (v.size() > kMaxTextOption)
+                throw UsageError("--update-target is longer than " + std::to_string(kMaxTextOption) +
+                                 " bytes");
+            o.updateTarget = v;
+        } else if (g.is("session-timeout")) {
+            o.sessionTimeoutSeconds = positive(v, opt);
+        } else if (g.is("pace-tick")) {
+            o.paceTickMs = positive(v, opt);
+        } else if (g.is("ring-budget")) {
+            // At least a few whole frames, and a whole frame short of the client's 65,408 bytes.
+            o.ringBudget = integer<size_t>(v, opt, 4096, 65408 - 1021);
+        } else if (g.is("trace")) {
+            o.trace = true;
+        } else if (g.is("log-level")) {
+            auto level = parseLogLevel(v);
+            if (!level) throw UsageError("--log-level is debug, info, warn or error, not \"" + v + "\"");
+            o.logLevel = *level;
         }
     }
     if (o.role == Role::Dispatcher && o.chatServers.empty())
@@ -243,16 +198,16 @@ UserAdd userAdd(Words& w, const std::vector<Given>& options) {
     u.password = w.take("PASSWORD");
     w.end();
     for (const Given& g : options) {
-        const std::string opt = optionName(g.id);
-        if (g.id == kNick) {
+        const std::string opt = g.name();
+        if (g.is("nick")) {
             u.nick = g.value;
-        } else if (g.id == kHead) {
+        } else if (g.is("head")) {
             if (!isHeadCode(g.value))
                 throw UsageError("--head is m0..m9 or w1..w10, not \"" + g.value + "\"");
             u.head = g.value;
-        } else if (g.id == kLevel) {
+        } else if (g.is("level")) {
             u.level = integer<int>(g.value, opt, 1, 32767);
-        } else if (g.id == kCoins) {
+        } else if (g.is("coins")) {
             u.coins = integer<int64_t>(g.value, opt, 0, 1'000'000'000'000);
         }
     }
@@ -261,10 +216,11 @@ UserAdd userAdd(Words& w, const std::vector<Given>& options) {
 }
 
 // Refuses an option that the command does not take.
-void only(const std::vector<Given>& options, std::string_view command, std::initializer_list<int> allowed) {
+void only(const std::vector<Given>& options, std::string_view command,
+          std::initializer_list<std::string_view> allowed) {
     for (const Given& g : options)
-        if (std::find(allowed.begin(), allowed.end(), g.id) == allowed.end())
-            throw UsageError("unknown option " + optionName(g.id) + " for " + std::string(command));
+        if (std::none_of(allowed.begin(), allowed.end(), [&](std::string_view a) { return g.is(a); }))
+            throw UsageError("unknown option " + g.name() + " for " + std::string(command));
 }
 
 }  // namespace
@@ -278,7 +234,7 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
     }
     std::vector<Given> options;
     for (Given& g : p.options) {
-        if (g.id != kDb) {
+        if (!g.is("db")) {
             options.push_back(std::move(g));
             continue;
         }
@@ -290,14 +246,14 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
     if (command == "serve") {
         Words(p.words, 1, "serve").end();
         for (const Given& g : options)
-            if (g.id < kFirstServeOpt || g.id > kLastServeOpt)
-                throw UsageError("unknown option " + optionName(g.id) + " for serve");
+            if (g.index < kFirstServeOption || g.index > kLastServeOption)
+                throw UsageError("unknown option " + g.name() + " for serve");
         line.command = serveOptions(options);
     } else if (command == "user") {
         const std::string sub = p.words.size() > 1 ? p.words[1] : "";
         Words w(p.words, 2, "user " + sub);
         if (sub == "add") {
-            only(options, "user add", {kNick, kHead, kLevel, kCoins});
+            only(options, "user add", {"nick", "head", "level", "coins"});
             line.command = userAdd(w, options);
         } else if (sub == "passwd") {
             only(options, "user passwd", {});
@@ -320,11 +276,11 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
         w.end();
         line.command = f;
     } else if (command == "notice") {
-        only(options, "notice", {kBox, kToast});
+        only(options, "notice", {"box", "toast"});
         if (options.size() != 1) throw UsageError("notice wants --box or --toast and a text");
         Words w(p.words, 1, "notice TEXT (quote a text with spaces)");
         SendNotice n;
-        n.box = options[0].id == kBox;
+        n.box = options[0].is("box");
         n.text = w.take("TEXT");
         w.end();
         line.command = n;
