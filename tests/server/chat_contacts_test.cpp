@@ -28,30 +28,21 @@ std::vector<Shown> shown(const std::vector<Got>& frames, size_t from = 0) {
 
 TEST_F(ChatTest, RostersComeInTheOrderTheClientNeeds) {
     const Endpoint alice = client(1), bob = client(2), erin = client(5);
-    enter(alice, "alice");
-    say(alice, kind::kAddToBlacklist, 0, {"erin"});  // so that a blacklist roster exists
-    say(alice, kind::kLogout);
+    store().addToBlacklist("alice", "erin");
     enter(bob, "bob");
-
     login(alice, "alice");
-    size_t had = inbox(alice).size();
-    say(alice, kind::kFriendRoster);
+    login(erin, "erin");
+    for (const Endpoint& c : {alice, erin}) say(c, kind::kFriendRoster);
     advance(2s);
     // Bare triples, no count in front; the client derives the count from the NULs.
-    EXPECT_EQ(shown(inbox(alice), had),
-              (std::vector<Shown>{
-                  {kind::kFriendRoster, code::kRosterList,
-                   gs({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"})},
-                  {kind::kBlacklistRoster, code::kRosterList, gs({"艾琳", "w1"})},
-                  {kind::kGroupRoster, code::kRosterEmpty, {}},
-                  {kind::kFriendRoster, code::kRosterOnline, gs({"bob", "m2"})},
-              }));
-    login(erin, "erin");
-    had = inbox(erin).size();
-    say(erin, kind::kFriendRoster);
-    advance(2s);
-    EXPECT_EQ(shown(inbox(erin), had), (std::vector<Shown>{{kind::kFriendRoster, code::kRosterEmpty, {}},
-                                                           {kind::kGroupRoster, code::kRosterEmpty, {}}}));
+    EXPECT_EQ(shown(inbox(alice), 1),
+              (std::vector<Shown>{{kind::kFriendRoster, code::kRosterList,
+                                   gs({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"})},
+                                  {kind::kBlacklistRoster, code::kRosterList, gs({"艾琳", "w1"})},
+                                  {kind::kGroupRoster, code::kRosterEmpty, {}},
+                                  {kind::kFriendRoster, code::kRosterOnline, gs({"bob", "m2"})}}));
+    EXPECT_EQ(shown(inbox(erin), 1), (std::vector<Shown>{{kind::kFriendRoster, code::kRosterEmpty, {}},
+                                                         {kind::kGroupRoster, code::kRosterEmpty, {}}}));
 }
 
 TEST_F(ChatTest, PresenceReachesOnlineUsersWhoListTheAccount) {
@@ -84,34 +75,26 @@ TEST_F(ChatTest, FriendAndBlacklistOperationsAnswerWithTheNameAsked) {
     EXPECT_EQ(after[1].kind, kind::kProfile);
     EXPECT_EQ(after[2], (Shown{kind::kPresence, code::kOffline, {"erin"}}));
 
-    struct Case {
-        const char* what;
-        FrameKind kind;
-        const char* name;
-        uint16_t code;
+    const std::tuple<FrameKind, const char*, uint16_t> cases[] = {
+        {kind::kAddFriend, "nobody", code::kFailed},  // unknown
+        {kind::kAddFriend, "bob", code::kFailed},     // nobody is his own friend
+        {kind::kDeleteFriend, "erin", code::kDone},
+        {kind::kDeleteFriend, "ghost", code::kDone},   // still clears the client's stale entry
+        {kind::kAddToBlacklist, "艾琳", code::kDone},  // by nick
+        {kind::kAddToBlacklist, "ghost", code::kFailed},
+        {kind::kAddToBlacklist, "bob", code::kFailed},
+        {kind::kRemoveFromBlacklist, "艾琳", code::kDone},
     };
-    const Case cases[] = {
-        {"an unknown account cannot be added", kind::kAddFriend, "nobody", code::kFailed},
-        {"nobody is his own friend", kind::kAddFriend, "bob", code::kFailed},
-        {"a friend is deleted", kind::kDeleteFriend, "erin", code::kDone},
-        {"deleting a name the server does not know still clears the client's entry", kind::kDeleteFriend,
-         "ghost", code::kDone},
-        {"a blacklist entry may name a nick", kind::kAddToBlacklist, "艾琳", code::kDone},
-        {"an unknown name cannot be blacklisted", kind::kAddToBlacklist, "ghost", code::kFailed},
-        {"nobody blacklists himself", kind::kAddToBlacklist, "bob", code::kFailed},
-        {"removal from the blacklist echoes the name", kind::kRemoveFromBlacklist, "艾琳", code::kDone},
-    };
-    for (const Case& k : cases) {
-        SCOPED_TRACE(k.what);
+    for (const auto& [k, name, code] : cases) {
         had = inbox(bob).size();
-        say(bob, k.kind, 0, {g(k.name)});
-        EXPECT_EQ(shown(inbox(bob), had), (std::vector<Shown>{{k.kind, k.code, {"bob", g(k.name)}}}));
+        say(bob, k, 0, {g(name)});
+        EXPECT_EQ(shown(inbox(bob), had), (std::vector<Shown>{{k, code, {"bob", g(name)}}})) << name;
     }
     EXPECT_EQ(store().friends("bob").size(), 2u);  // alice and carol
     EXPECT_TRUE(store().blacklist("bob").empty());
 }
 
-TEST_F(ChatTest, MovingAFriendToTheBlacklistInOneDatagram) {
+TEST_F(ChatTest, ABlacklistedSenderIsRefusedUntilAddedBackAsAFriend) {
     const Endpoint alice = client(1), bob = client(2);
     enter(alice, "alice");
     enter(bob, "bob");
@@ -121,7 +104,7 @@ TEST_F(ChatTest, MovingAFriendToTheBlacklistInOneDatagram) {
                                  joinFields({"alice", "bob"}));
     encodeFrame({8, kind::kAddToBlacklist.type, kind::kAddToBlacklist.sub, a, 0},
                 joinFields({"alice", g("鲍勃")}), datagram);
-    size_t had = inbox(alice).size();
+    const size_t had = inbox(alice).size();
     raw(alice, datagram);
     EXPECT_EQ(shown(inbox(alice), had),
               (std::vector<Shown>{{kind::kDeleteFriend, code::kDone, {"alice", "bob"}},
@@ -142,22 +125,20 @@ TEST_F(ChatTest, MovingAFriendToTheBlacklistInOneDatagram) {
     EXPECT_EQ(framesOf(alice, kind::kChat).size(), 1u);
 }
 
-TEST_F(ChatTest, ProfileRecordHasTwentyFiveFields) {
+TEST_F(ChatTest, ProfileRecordByAccountOrOwnNickAndNoAnswerForNobody) {
     const Endpoint alice = client(1);
     enter(alice, "alice");
     const std::vector<Bytes> carol = gs(
         {"carol", "2", "初级会员", "300", "卡罗尔", "w7", "", "22", "0", "中华人民共和国", "广东", "广州", "",
          "",      "",  "",         "",    "",       "",   "", "",   "",  "天秤座",         "0",    "0"});
-    const std::pair<uint16_t, const char*> cases[] = {
-        {code::kProfileShow, "carol"},        {code::kProfileAfterAdd, "carol"},
-        {code::kProfileRefreshOwn, "卡罗尔"}, {code::kProfileRefreshOwn, "carol"},
-        {code::kProfileAfterAdd, "卡罗尔"},
-    };
-    for (const auto& [askCode, name] : cases) {
-        SCOPED_TRACE(name);
+    for (const auto& [askCode, name] : {std::pair{code::kProfileShow, "carol"},
+                                        {code::kProfileAfterAdd, "carol"},
+                                        {code::kProfileRefreshOwn, "卡罗尔"},
+                                        {code::kProfileAfterAdd, "卡罗尔"}}) {
         const size_t had = inbox(alice).size();
         say(alice, kind::kProfile, askCode, {g(name)});
-        EXPECT_EQ(shown(inbox(alice), had), (std::vector<Shown>{{kind::kProfile, code::kDone, carol}}));
+        EXPECT_EQ(shown(inbox(alice), had), (std::vector<Shown>{{kind::kProfile, code::kDone, carol}}))
+            << name;
     }
     // Nobody of that name: no answer at all, the client's wait runs out.
     const size_t had = inbox(alice).size();
@@ -171,9 +152,8 @@ TEST_F(ChatTest, FriendListIsCappedAtOneRosterFrame) {
     int added = 0;
     std::string refused;
     for (int i = 0; i < 30 && refused.empty(); ++i) {
-        char name[32], nick[32];
-        std::snprintf(name, sizeof name, "user%02dxxxxxxxxxxxxxxxxxx", i);
-        std::snprintf(nick, sizeof nick, "nick%02dyyyyyyyyyyyyyyyyyy", i);
+        const std::string n = std::to_string(10 + i);
+        const std::string name = "user" + n + std::string(18, 'x'), nick = "nick" + n + std::string(18, 'y');
         runAdmin(store(), UserAdd{name, "pw", nick, "m1"}, ignored);
         try {
             runAdmin(store(), MakeFriends{"erin", name}, ignored);
@@ -202,7 +182,6 @@ TEST_F(ChatTest, FramesThatMakeTheClientAnswerAtOnceAreSpacedApart) {
     advance(3s);
     const auto added = framesOf(alice, kind::kAddFriend);
     ASSERT_EQ(added.size(), 2u);
-    EXPECT_EQ(added[0].fields()[1], "erin");
     EXPECT_EQ(added[1].fields()[1], "bob");
     EXPECT_GE(added[1].at - added[0].at, config_.pacing.tick * 2);
 }

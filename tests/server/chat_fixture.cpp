@@ -24,9 +24,8 @@ std::vector<Bytes> Got::fields() const {
 
 // The wall clock starts at the real one, so that what the store stamps by itself agrees with it.
 ChatTest::ChatTest() : wallStart_(static_cast<int64_t>(std::time(nullptr))) {
-    stores_[0] = std::make_unique<SqliteStore>(dir_.file("chat.db"));
     std::ostringstream ignored;
-    runAdmin(*stores_[0], Demo{}, ignored);
+    runAdmin(store_, Demo{}, ignored);
     log_.setSink([this](std::string_view line) { logText_ += line; });
 }
 
@@ -36,29 +35,26 @@ void ChatTest::TearDown() {
     if (HasFailure()) std::cerr << logText_;
 }
 
-ChatService& ChatTest::chat(int n) {
-    if (!chats_[n]) {
-        if (!stores_[n]) stores_[n] = std::make_unique<SqliteStore>(dir_.file("chat.db"));
-        ChatConfig c = config_;
-        if (shared_) c.serverId = "127.0.0.1:800" + std::to_string(n + 1);
+ChatService& ChatTest::chat() {
+    if (!chat_) {
         const WallClock wall = [this] {
             return wallStart_ +
                    std::chrono::duration_cast<std::chrono::seconds>(now_ - (Time() + 1h)).count();
         };
-        chats_[n] = std::make_unique<ChatService>(*stores_[n], c, log_, wall);
+        chat_ = std::make_unique<ChatService>(store_, config_, log_, wall);
     }
-    return *chats_[n];
+    return *chat_;
 }
 
-void ChatTest::stop(int n) {
-    chat(n).shutdown(now_);
-    collect(chat(n).output());
-    chats_[n].reset();
+void ChatTest::stop() {
+    chat().shutdown(now_);
+    collect(chat().output());
+    chat_.reset();
 }
 
-void ChatTest::start(int n) {
-    chat(n).restoreSessions(now_);
-    collect(chat(n).output());
+void ChatTest::start() {
+    chat().restoreSessions(now_);
+    collect(chat().output());
 }
 
 DispatcherService& ChatTest::dispatcher() {
@@ -67,7 +63,7 @@ DispatcherService& ChatTest::dispatcher() {
         c.minimumVersion = "1.2";
         c.targets = {{"", 8000}};
         dispatcher_ = std::make_unique<DispatcherService>(
-            store(), c, log_, nullptr, [](const Endpoint&) { return std::string("127.0.0.9"); });
+            store_, c, log_, nullptr, [](const Endpoint&) { return std::string("127.0.0.9"); });
     }
     return *dispatcher_;
 }
@@ -83,36 +79,35 @@ void ChatTest::collect(std::vector<Datagram>& out) {
     out.clear();
 }
 
-void ChatTest::raw(const Endpoint& from, std::string_view bytes, int server) {
-    chat(server).onDatagram(from, bytes, now_);
-    collect(chat(server).output());
+void ChatTest::raw(const Endpoint& from, std::string_view bytes) {
+    chat().onDatagram(from, bytes, now_);
+    collect(chat().output());
 }
 
-void ChatTest::frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
-                     int server) {
-    raw(from, encodeFrame({1, kind.type, kind.sub, session, code}, body), server);
+void ChatTest::frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session,
+                     const Bytes& body) {
+    raw(from, encodeFrame({1, kind.type, kind.sub, session, code}, body));
 }
 
 void ChatTest::say(const Endpoint& from, FrameKind kind, uint16_t code, std::vector<Bytes> fields) {
     Bytes body = joinFields({accountOf_[from.port]});
     for (const Bytes& f : fields) appendField(body, f);
-    frame(from, kind, code, sessions_[from.port], body, serverOf_[from.port]);
+    frame(from, kind, code, sessions_[from.port], body);
 }
 
-Got ChatTest::login(const Endpoint& from, const char* name, const char* password, int server) {
-    frame(from, kind::kLogin, 0, 0, joinFields({g(name), *passwordDigest(password)}), server);
+Got ChatTest::login(const Endpoint& from, const char* name, const char* password) {
+    frame(from, kind::kLogin, 0, 0, joinFields({g(name), *passwordDigest(password)}));
     const Got reply = inbox(from).back();
     EXPECT_EQ(reply.kind(), kind::kLogin);
     if (reply.header.code == code::kLoginAccepted) {
         sessions_[from.port] = reply.header.session;
-        serverOf_[from.port] = server;
         accountOf_[from.port] = g(name);
     }
     return reply;
 }
 
-uint32_t ChatTest::enter(const Endpoint& from, const char* name, int server) {
-    EXPECT_EQ(login(from, name, "123456", server).header.code, code::kLoginAccepted);
+uint32_t ChatTest::enter(const Endpoint& from, const char* name) {
+    EXPECT_EQ(login(from, name).header.code, code::kLoginAccepted);
     say(from, kind::kFriendRoster);
     say(from, kind::kAfterRosters);
     return session(from);
@@ -130,11 +125,9 @@ Got ChatTest::askDispatcher(const Endpoint& from, const char* name, const char* 
 void ChatTest::advance(Duration d, Duration step) {
     for (const Time end = now_ + d; now_ < end;) {
         now_ += step;
-        for (int n : {0, 1}) {
-            if (!chats_[n]) continue;
-            chats_[n]->onTimer(now_);
-            collect(chats_[n]->output());
-        }
+        if (!chat_) continue;
+        chat_->onTimer(now_);
+        collect(chat_->output());
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // The chat service and the dispatcher in-process on a hand-driven clock: datagrams in, frames
 // out, no sockets and no sleeps, so that a minute's time-out runs in milliseconds. One database
-// in a fresh folder with the demo accounts; a second chat server on it when a test asks.
+// in a fresh folder with the demo accounts. Client n sits at 127.0.0.1:7000+n.
 
 #include <gtest/gtest.h>
 
@@ -38,49 +38,42 @@ class ChatTest : public ::testing::Test {
     ~ChatTest() override;
     void TearDown() override;
 
-    // Chat server n (0 or 1) on the database, made on first use with config_; with shared_ each
-    // reports its load as 127.0.0.1:800n+1, and so they find each other.
-    ChatService& chat(int n = 0);
-    void stop(int n = 0);   // a graceful stop
-    void start(int n = 0);  // a fresh service that takes up what the stop kept
-    std::string dbPath() const { return dir_.file("chat.db"); }
+    ChatService& chat();  // made on first use with config_
+    void stop();          // a graceful stop
+    void start();         // a fresh service that takes up what the stop kept
     DispatcherService& dispatcher();
-    SqliteStore& store() { return *stores_[0]; }
+    SqliteStore& store() { return store_; }
+    std::string dbPath() const { return dir_.file("chat.db"); }
 
-    // Client n sits at 127.0.0.1:7000+n.
     static Endpoint client(int n) { return {0x7F000001, static_cast<uint16_t>(7000 + n)}; }
-    void raw(const Endpoint& from, std::string_view bytes, int server = 0);
-    void frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
-               int server = 0);
-    // A frame of the client's session, its account in front, to the server of its login.
+    void raw(const Endpoint& from, std::string_view bytes);
+    void frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body);
+    // A frame of the client's session, its account in front.
     void say(const Endpoint& from, FrameKind kind, uint16_t code = 0, std::vector<Bytes> fields = {});
-    Got login(const Endpoint& from, const char* name, const char* password = "123456", int server = 0);
-    // Login, the rosters and (2,6).
-    uint32_t enter(const Endpoint& from, const char* name, int server = 0);
-    Got askDispatcher(const Endpoint& from, const char* name, const char* password, uint16_t version = 256);
+    Got login(const Endpoint& from, const char* name, const char* password = "123456");
+    uint32_t enter(const Endpoint& from, const char* name);  // login, the rosters and (2,6)
+    Got askDispatcher(const Endpoint& from, const char* name, const char* password, uint16_t version);
 
     void advance(Duration d, Duration step = 10ms);
     std::vector<Got>& inbox(const Endpoint& e) { return inbox_[e.port]; }
     std::vector<Got> framesOf(const Endpoint& e, FrameKind kind, size_t from = 0);
     uint32_t session(const Endpoint& e) { return sessions_[e.port]; }
 
-    ChatConfig config_;    // the real defaults: 60 s time-out, 500 ms tick
-    bool shared_ = false;  // set before the first chat(): two servers share the database
+    ChatConfig config_;  // the real defaults: 60 s time-out, 500 ms tick
     Time now_ = Time() + 1h;
-    int64_t wallStart_;
 
   private:
     void collect(std::vector<Datagram>& out);
 
     nq::test::TempDir dir_{"nqserver-chat"};
+    SqliteStore store_{dir_.file("chat.db")};
     Logger log_;
     std::string logText_;
-    std::unique_ptr<SqliteStore> stores_[2];
-    std::unique_ptr<ChatService> chats_[2];
+    const int64_t wallStart_;
+    std::unique_ptr<ChatService> chat_;
     std::unique_ptr<DispatcherService> dispatcher_;
     std::map<uint16_t, std::vector<Got>> inbox_;
     std::map<uint16_t, uint32_t> sessions_;
-    std::map<uint16_t, int> serverOf_;
     std::map<uint16_t, Bytes> accountOf_;
 };
 

@@ -1,3 +1,6 @@
+// The command line and the admin commands, in-process on a demo database; that main turns a
+// refusal into one line and status 2 is checked once against the real executable.
+
 #include "server/cli.h"
 
 #include <gtest/gtest.h>
@@ -5,10 +8,14 @@
 #include <algorithm>
 #include <sstream>
 
+#include "server/admin.h"
+#include "server/sqlite_store.h"
+#include "support/temp_dir.h"
+
 namespace nq::server {
 namespace {
 
-// The words of a line split at spaces; "_" stands for a space inside a word.
+// The words of a line split at spaces; "_" stands for a space inside a word, '' for an empty one.
 CommandLine parse(const std::string& line) {
     std::vector<std::string> words;
     std::istringstream in(line);
@@ -19,17 +26,11 @@ CommandLine parse(const std::string& line) {
     return parseCommandLine(std::vector<std::string_view>(words.begin(), words.end()));
 }
 
-TEST(ServeCommandLine, DefaultsAndEveryServeOption) {
-    for (auto line : {parse(""), parse("serve")}) {
-        const auto& o = std::get<ServeOptions>(line.command);
-        EXPECT_EQ(line.db, "nqserver.db");
-        EXPECT_EQ(std::tie(o.address, o.dispatcherPort, o.chatPort, o.minVersion),
-                  std::tuple("0.0.0.0", 4000, 8000, "1.0"));
-        EXPECT_EQ(std::tie(o.sessionTimeoutSeconds, o.paceTickMs, o.ringBudget),
-                  std::tuple(60.0, 500.0, 48 * 1024u));
-        EXPECT_TRUE(o.role == Role::Both && o.chatServers.empty() && !o.trace &&
-                    o.logLevel == LogLevel::Info);
-    }
+TEST(CommandLine, DefaultsAndEveryServeOption) {
+    const CommandLine serve = parse("serve");
+    const auto& d = std::get<ServeOptions>(serve.command);
+    EXPECT_EQ(std::tie(d.address, d.dispatcherPort, d.chatPort, d.minVersion, d.ringBudget),
+              std::tuple("0.0.0.0", 4000, 8000, "1.0", 48 * 1024u));
     const auto line = parse(
         "--address 127.0.0.5 --dispatcher-port 4100 --chat-port=8100 --role dispatcher --chat-server "
         "10.0.0.1:8000 --chat-server chat.example:8001 --public-host nq.example --min-version 1.2 "
@@ -44,51 +45,99 @@ TEST(ServeCommandLine, DefaultsAndEveryServeOption) {
     EXPECT_TRUE(o.role == Role::Dispatcher && o.trace && o.logLevel == LogLevel::Debug);
     ASSERT_EQ(o.chatServers.size(), 2u);
     EXPECT_EQ(std::tie(o.chatServers[1].host, o.chatServers[1].port), std::tuple("chat.example", 8001));
-}
-
-TEST(ServeCommandLine, AdminCommandsTakeTheirWordsAndTheDatabaseAnywhere) {
-    auto add = parse("user add bob pw --db a.db --head w10 --level 4 --coins 7");
-    EXPECT_EQ(add.db, "a.db");
+    const CommandLine add = parse("user add bob pw --db a.db --head w10 --level 4 --coins 7");
     const auto& u = std::get<UserAdd>(add.command);
     EXPECT_EQ(std::tie(u.name, u.password, u.nick, u.head, u.level, u.coins),
               std::tuple("bob", "pw", "bob", "w10", 4, 7));  // the nick is the name when not given
-    EXPECT_EQ(std::get<UserPasswd>(parse("--db b.db user passwd bob x").command).password, "x");
-    EXPECT_TRUE(std::holds_alternative<UserList>(parse("user list").command));
-    EXPECT_EQ(std::get<MakeFriends>(parse("friend a b").command).second, "b");
-    const auto n = std::get<SendNotice>(parse("notice --box hello_there").command);
-    EXPECT_TRUE(n.box);
-    EXPECT_EQ(n.text, "hello there");
-    EXPECT_TRUE(std::holds_alternative<Demo>(parse("demo").command));
-    EXPECT_TRUE(std::holds_alternative<ShowHelp>(parse("user --help").command));
+    EXPECT_EQ(std::get<SendNotice>(parse("notice --box hello_there").command).text, "hello there");
 }
 
-TEST(ServeCommandLine, MalformedOrContradictoryLinesAreRefused) {
+class AdminCommand : public ::testing::Test {
+  protected:
+    std::string run(const std::string& line) {
+        std::ostringstream out;
+        runAdmin(store_, parse(line).command, out);
+        return out.str();
+    }
+    test::TempDir dir_{"nqserver-admin"};
+    SqliteStore store_{dir_.file("admin.db")};
+};
+
+// Each refusal names what is wrong; an empty expectation only asks for a refusal.
+TEST_F(AdminCommand, MalformedOrContradictoryLinesAreRefused) {
+    run("demo");
     const std::string longText(201, 'h');  // texts that travel in a frame leave room in it
-    const std::string bad[] = {"--role both --chat-port 4000",
-                               "--ring-budget 100",
-                               "--ring-budget 65000",
-                               "--chat-port 80x",
-                               "--chat-port -1",
-                               "--dispatcher-port 65536",
-                               "--pace-tick 0",
-                               "--pace-tick 5x",
-                               "--session-timeout abc",
-                               "--chat-server host:0",
-                               "--public-host ''",
-                               "--public-host " + longText,
-                               "--update-target " + longText,
-                               "--nick x",
-                               "user list extra",
-                               "user add a b --box",
-                               "demo now",
-                               "friend a --nick b",
-                               "serve now",
-                               "notice --box --toast x",
-                               "--db ''",
-                               "--trace=1",
-                               "--bogus",
-                               "--db"};
-    for (const std::string& line : bad) EXPECT_THROW(parse(line), UsageError) << line;
+    const std::pair<std::string, const char*> cases[] = {
+        {"--bogus", "unknown option --bogus"},
+        {"--role both --chat-port 4000", "different ports"},
+        {"--ring-budget 100", ""},
+        {"--ring-budget 65000", ""},
+        {"--chat-port 80x", "--chat-port wants a whole number"},
+        {"--chat-port -1", ""},
+        {"--nick x", ""},
+        {"--dispatcher-port 65536", "--dispatcher-port wants a whole number"},
+        {"--pace-tick 5x", ""},
+        {"--session-timeout -3", "--session-timeout wants a positive number"},
+        {"--chat-server host:0", ""},
+        {"--chat-server nohost", "--chat-server wants HOST:PORT"},
+        {"--public-host ''", ""},
+        {"--update-target " + longText, ""},
+        {"--address not-an-address", "--address wants an IPv4 address"},
+        {"--role proxy", "--role is both, dispatcher or chat"},
+        {"--role dispatcher", "needs at least one --chat-server"},
+        {"--min-version 1.10", "--min-version wants a digit, a point and a digit"},
+        {"--log-level loud", "--log-level is debug, info, warn or error"},
+        {"--trace=1", ""},
+        {"--db", "--db needs a value"},
+        {"frobnicate", "unknown command"},
+        {"serve now", ""},
+        {"user", "user wants add, passwd or list"},
+        {"user list extra", ""},
+        {"user add zed", "missing PASSWORD"},
+        {"user add a b --box", ""},
+        {"user add zed pw --head w12", "--head is m0..m9 or w1..w10"},
+        {"user add zed pw --level high", "--level wants a whole number"},
+        {"user add a[b] pw", "INI"},
+        {"user add zed pw --nick 老王(庄主)", "(庄主)"},
+        {"user add zed pw --nick 😀", "GBK cannot write"},
+        {"user add zed 密码", "printable ASCII"},
+        {"user add alice pw", "exists already"},
+        {"user add zed pw --nick 鲍勃", "taken"},
+        {"user add zed pw --nick bob", "account of somebody else"},
+        {"user add zzzzzzzzzzzzzzzzzzzzzzzzz pw", "longer than 24 bytes"},
+        {"user passwd nobody pw", "no account nobody"},
+        {"friend alice", "missing NAME2"},
+        {"friend a --nick b", ""},
+        {"friend alice alice", "his own friend"},
+        {"friend alice ghost", "no account ghost"},
+        {"demo now", ""},
+        {"notice hello", "--box or --toast"},
+        {"notice --box --toast x", ""},
+        {"notice --toast a b", "unexpected \"b\""},
+        {"notice --box " + std::string(1000, 'x'), "one frame carries 998"},
+    };
+    for (const auto& [line, says] : cases) {
+        std::string said = "accepted";
+        try {
+            run(line);
+        } catch (const UsageError& e) {
+            said = e.what();
+        } catch (const StoreError& e) {  // main answers both with one line and status 2
+            said = e.what();
+        }
+        EXPECT_TRUE(said != "accepted" && said.find(says) != std::string::npos) << line << ": " << said;
+    }
+    EXPECT_EQ(store_.accounts().size(), 5u);  // nothing refused was half done
+}
+
+TEST_F(AdminCommand, DemoIsIdempotentAndListsItsAccounts) {
+    run("demo");
+    EXPECT_NE(run("demo").find("alice exists, kept as it is"), std::string::npos);
+    const std::string list = run("user list");
+    // account, nick, head, level, coins, friends, blacklist: the friendships both ways, once.
+    for (const char* row : {"alice\t爱丽丝\tw3\t5\t12000\t3\t0", "bob\t鲍勃\tm2\t3\t800\t2\t0",
+                            "erin\t艾琳\tw1\t1\t0\t0\t0", "5 accounts"})
+        EXPECT_NE(list.find(row), std::string::npos) << row << " in\n" << list;
 }
 
 }  // namespace

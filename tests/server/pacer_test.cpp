@@ -30,37 +30,26 @@ class PacerTest : public ::testing::Test {
         for (const OutFrame& f : out) numbers.push_back(numberOf(f));
         return numbers;
     }
+    // Each step: release at ms, and what leaves.
+    void expectSteps(std::initializer_list<std::pair<int, std::vector<int>>> steps) {
+        for (const auto& [ms, released] : steps) EXPECT_EQ(releaseAt(ms), released) << "at " << ms << " ms";
+    }
 
     PacingConfig config;  // a 500 ms tick read as 550 ms, 48 KB allowed unread
     ClientPacer pacer{config};
     Time t0 = Time() + std::chrono::hours(1);
 };
 
-TEST_F(PacerTest, FramesWithinTheBudgetLeaveAtOnce) {
-    for (int i = 0; i < 10; ++i) pacer.push(frame(1000, i));
-    EXPECT_EQ(releaseAt(0), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(pacer.unreadEstimate(t0), 10000u);
-    EXPECT_EQ(pacer.heldCount(), 0u);
-}
-
 TEST_F(PacerTest, HeldFramesLeaveAsFastAsTheClientIsBelievedToRead) {
     for (int i = 0; i < 60; ++i) pacer.push(frame(1021, i));
     EXPECT_EQ(releaseAt(0).size(), 48u);  // 48 * 1021 <= 49152 < 49 * 1021
-    struct Step {
-        int ms;
-        std::vector<int> released;
-    };
-    const Step steps[] = {
-        {549, {}},        // nothing read yet
-        {550, {48, 49}},  // a tick reads one frame, and one more after our datagrams arrived
-        {1099, {}},
+    expectSteps({
+        {549, {}},                 // nothing read yet
+        {550, {48, 49}},           // a tick reads one frame, and one more after our datagrams arrived
+        {1099, {}},                //
         {1100, {50}},              // 48 and 49 came only one tick after the last: no second read sure
         {2750, {51, 52, 53, 54}},  // a late wake makes up for the frames read meanwhile
-    };
-    for (const Step& s : steps) {
-        SCOPED_TRACE(s.ms);
-        EXPECT_EQ(releaseAt(s.ms), s.released);
-    }
+    });
     EXPECT_EQ(pacer.nextChance(t0 + milliseconds(2750)), t0 + milliseconds(3300));
 }
 
@@ -78,9 +67,7 @@ TEST_F(PacerTest, AChatAtTheClientsTopRateNeverBacksUp) {
 
 TEST_F(PacerTest, EstimateStaysWithinTheBudgetAndOrderHoldsWhateverComes) {
     std::mt19937 random(7);
-    int pushed = 0;
-    int expected = 0;
-    int ms = 0;
+    int pushed = 0, expected = 0, ms = 0;
     // Bursts for a minute, far more than the client can read; then the backlog drains.
     for (; ms < 60'000 || pacer.heldCount() > 0; ms += static_cast<int>(random() % 300)) {
         ASSERT_LT(ms, 3'600'000) << "the backlog never drained";
@@ -93,51 +80,34 @@ TEST_F(PacerTest, EstimateStaysWithinTheBudgetAndOrderHoldsWhateverComes) {
     EXPECT_EQ(expected, pushed);
 }
 
-TEST_F(PacerTest, ATriggerWaitsUntilThePreviousOneIsReadAndTwoTicksHavePassed) {
+// A trigger waits until the one before is read and two ticks have passed, or the client's
+// answer to it proves everything before it read.
+TEST_F(PacerTest, ATriggerWaitsForTheLastOneToBeReadOrAnswered) {
     pacer.push(frame(100, 0, kTrigger));
     pacer.push(frame(100, 1, kTrigger));
     pacer.push(frame(100, 2));
-    EXPECT_EQ(releaseAt(0), std::vector<int>{0});
-    EXPECT_EQ(releaseAt(549), std::vector<int>{});
-    EXPECT_EQ(releaseAt(550), std::vector<int>{});  // read now, but the gap has just begun
+    pacer.push(frame(100, 3, kTrigger));
+    expectSteps({{0, {0}}, {549, {}}, {550, {}}});  // read at 550, but the gap has just begun
     EXPECT_EQ(pacer.nextChance(t0 + milliseconds(550)), t0 + milliseconds(1550));
-    EXPECT_EQ(releaseAt(1549), std::vector<int>{});
-    EXPECT_EQ(releaseAt(1550), (std::vector<int>{1, 2}));
-}
-
-TEST_F(PacerTest, TheClientsAnswerToATriggerProvesEverythingBeforeItRead) {
-    for (int i = 0; i < 5; ++i) pacer.push(frame(1000, i));
-    pacer.push(frame(100, 5, kTrigger));
-    pacer.push(frame(100, 6, kTrigger));
-    EXPECT_EQ(releaseAt(0), (std::vector<int>{0, 1, 2, 3, 4, 5}));
-    pacer.triggerAnswered(t0 + milliseconds(100));
-    EXPECT_EQ(pacer.unreadEstimate(t0 + milliseconds(100)), 0u);
-    EXPECT_EQ(releaseAt(1099), std::vector<int>{});
-    EXPECT_EQ(releaseAt(1100), std::vector<int>{6});
+    expectSteps({{1549, {}}, {1550, {1, 2}}});
+    pacer.triggerAnswered(t0 + milliseconds(1600));
+    EXPECT_EQ(pacer.unreadEstimate(t0 + milliseconds(1600)), 100u);  // only what came after it
+    expectSteps({{2599, {}}, {2600, {3}}});
 }
 
 TEST_F(PacerTest, ABoxStopsReadingUntilTheClientIsHeardAgain) {
     config.ringBudget = 4096;
     pacer.push(frame(100, 0, kStallsReader));
     for (int i = 1; i <= 10; ++i) pacer.push(frame(1100, i));
-    EXPECT_EQ(releaseAt(0), (std::vector<int>{0, 1, 2, 3}));
-    EXPECT_EQ(releaseAt(550), std::vector<int>{});  // the box is read and stands: nothing more
-    EXPECT_EQ(releaseAt(60'000), std::vector<int>{});
+    expectSteps({{0, {0, 1, 2, 3}}, {550, {}}, {60'000, {}}});  // the box is read and stands
     EXPECT_FALSE(pacer.nextChance(t0 + milliseconds(60'000)));
     pacer.clientHeard(t0 + milliseconds(60'000));
-    EXPECT_EQ(releaseAt(60'549), std::vector<int>{});
-    EXPECT_EQ(releaseAt(60'550), std::vector<int>{4});
-}
-
-TEST_F(PacerTest, HeldFramesCanBeTakenBackInOrder) {
-    config.ringBudget = 4096;
-    for (int i = 0; i < 8; ++i) pacer.push(frame(1000, i));
-    EXPECT_EQ(releaseAt(0).size(), 4u);
-    std::vector<int> back;
+    expectSteps({{60'549, {}}, {60'550, {4}}});
+    std::vector<int> back;  // taken back in order for a session that ends
     for (const OutFrame& f : pacer.takeHeld()) back.push_back(numberOf(f));
-    EXPECT_EQ(back, (std::vector<int>{4, 5, 6, 7}));
-    EXPECT_FALSE(pacer.idle(t0));  // still unread in the client's ring
-    EXPECT_TRUE(pacer.idle(t0 + milliseconds(4 * 550)));
+    EXPECT_EQ(back, (std::vector<int>{5, 6, 7, 8, 9, 10}));
+    EXPECT_FALSE(pacer.idle(t0 + milliseconds(60'550)));  // still unread in the client's ring
+    EXPECT_TRUE(pacer.idle(t0 + milliseconds(70'000)));
 }
 
 }  // namespace

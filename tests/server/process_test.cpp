@@ -1,158 +1,183 @@
-// What needs the real process: a graceful restart, several processes on one database, and
-// malformed datagrams on real sockets. The protocol itself is tested in-process (chat_*_test).
+// What needs the real process: a graceful restart, several processes on one database, malformed
+// datagrams on real sockets, and the admin command beside a running server. The protocol itself
+// is tested in-process (chat_*_test).
 
 #include <algorithm>
+#include <fstream>
 #include <thread>
 
 #include "server/sqlite_store.h"
-#include "server_fixture.h"
+#include "server_process.h"
+#include "wire/digest.h"
 
 namespace nq::test {
 namespace {
 
-TEST_F(ServerTest, SessionsAndWaitingMessagesSurviveAGracefulRestart) {
-    auto& s = launch();
-    auto alice = client();
-    alice->enter(s.chat(), "alice");
-    auto bob = client();
-    bob->enter(s.chat(), "bob");
-    alice->waitFor(kind::kPresence);
-    std::vector<Bytes> sent;
-    for (int i = 0; i < 5; ++i) {
-        sent.push_back(g("宋体/10/255/12:00:0" + std::to_string(i) + "/第" + std::to_string(i) + "条"));
-        alice->send(kind::kChat, 0, {"dave", sent.back()});
-    }
-    alice->keepAlive();
-    alice->waitFor(kind::kKeepAlive);  // the server has read all five
+TEST(Nqserver, SessionsAndWaitingMessagesSurviveAGracefulRestart) {
+    const std::string address = claimLoopbackAddress();
+    ServerProcess s(address);
+    Client alice(address), bob(address);
+    alice.enter(s.chat(), "alice");
+    bob.enter(s.chat(), "bob");
+    alice.waitFor(kind::kPresence);
+    alice.send(kind::kChat, {"dave", g("宋体/10/255/12:00:00/等你")});
+    alice.send(kind::kKeepAlive);
+    alice.waitFor(kind::kKeepAlive);  // the server has read the message
 
-    s.restart();
+    s.stop();
+    s.start();
     // Same sessions, same addresses: keep-alives are answered, messages flow, nobody came or went.
-    alice->keepAlive();
-    alice->waitFor(kind::kKeepAlive);
-    alice->send(kind::kChat, 0, {"bob", g("重启了吗")});
-    EXPECT_EQ(bob->waitFor(kind::kChat).fields[2], g("重启了吗"));
-    bob->expectSilence(100ms, kind::kPresence);
-    // What waited for dave came through the restart, in order.
-    auto dave = client();
-    dave->enter(s.chat(), "dave");
-    for (const Bytes& text : sent)
-        EXPECT_EQ(dave->waitFor(kind::kChat).fields, (std::vector<Bytes>{"alice", "dave", text}));
-}
-
-// Chat servers report their load to the database every two seconds; the dispatcher reads it
-// every second. Waits until `ready` holds for the database, then for one more read.
-void waitForReports(const std::string& db,
-                    const std::function<bool(const std::vector<server::ServerLoad>&)>& ready) {
-    server::SqliteStore shared(db);
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (!ready(shared.loads()) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(50ms);
-    ASSERT_TRUE(ready(shared.loads()));
-    std::this_thread::sleep_for(1200ms);
+    alice.send(kind::kKeepAlive);
+    alice.waitFor(kind::kKeepAlive);
+    alice.send(kind::kChat, {"bob", g("重启了吗")});
+    EXPECT_EQ(bob.waitFor(kind::kChat).fields[2], g("重启了吗"));
+    bob.expectSilence(100ms, kind::kPresence);
+    Client dave(address);
+    dave.enter(s.chat(), "dave");
+    EXPECT_EQ(dave.waitFor(kind::kChat).fields[2], g("宋体/10/255/12:00:00/等你"));
 }
 
 // A dispatcher and two chat servers, three processes on one database.
-TEST_F(ServerTest, SeveralProcessesOnOneDatabaseActAsOne) {
-    const std::string a = address_ + ":8001", b = address_ + ":8002";
-    auto& s = launch({"--role", "dispatcher", "--chat-server", a, "--chat-server", b});
+TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
+    const std::string address = claimLoopbackAddress(), a = address + ":8001", b = address + ":8002";
+    ServerProcess s(address, {"--role", "dispatcher", "--chat-server", a, "--chat-server", b});
     auto chatArgs = [&](const char* port) {
         return std::vector<std::string>{
-            "--role", "chat", "--public-host", address_, "--session-timeout", "30", "--chat-port", port};
+            "--role", "chat", "--public-host", address, "--session-timeout", "30", "--chat-port", port};
     };
-    ServerProcess chatA(address_, chatArgs("8001"), s.db());
-    ServerProcess chatB(address_, chatArgs("8002"), s.db());
-    chatA.start();
-    chatB.start();
-    std::vector<std::unique_ptr<ScriptedClient>> onA;
-    for (const char* name : {"carol", "dave"}) {
-        onA.push_back(client());
-        ASSERT_EQ(onA.back()->loginChat(chatA.chat(), name).header.code, code::kLoginAccepted);
-    }
-    auto alice = client();
-    alice->enter(chatA.chat(), "alice");
-    waitForReports(s.db(), [&](const auto& loads) {
+    ServerProcess chatA(address, chatArgs("8001"), s.db()), chatB(address, chatArgs("8002"), s.db());
+    Client carol(address), dave(address), alice(address), asker(address), bob(address), again(address);
+    carol.enter(chatA.chat(), "carol");
+    dave.login(chatA.chat(), "dave");
+    alice.enter(chatA.chat(), "alice");
+    // Chat servers report their load every two seconds, the dispatcher reads it every second.
+    server::SqliteStore shared(s.db());
+    auto aHasThree = [&] {
+        const auto loads = shared.loads();
         return std::any_of(loads.begin(), loads.end(),
-                           [&](const server::ServerLoad& l) { return l.server == a && l.sessions == 3; });
-    });
+                           [&](auto& l) { return l.server == a && l.sessions == 3; });
+    };
+    for (int i = 0; i < 200 && !aHasThree(); ++i) std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(aHasThree());
+    std::this_thread::sleep_for(1200ms);
     // B has none and takes logins until it draws level with A's three; a tie goes to the first.
     std::vector<std::string> named;
-    auto asker = client();
     for (int i = 0; i < 4; ++i) {
-        const Received r = asker->askDispatcher(s.dispatcher(), "erin");
-        ASSERT_EQ(r.header.code, code::kGoToChatServer);
+        const Received r = asker.askDispatcher(s.dispatcher(), "erin");
         named.push_back(r.fields.at(0) + ":" + r.fields.at(1));
     }
     EXPECT_EQ(named, (std::vector<std::string>{b, b, b, a}));
 
-    // bob on B sees his friends on A online, they hear of him, and messages cross.
-    auto bob = client();
-    EXPECT_EQ(bob->enter(chatB.chat(), "bob").back().fields,
-              (std::vector<Bytes>{"alice", "w3", "carol", "w7"}));
-    EXPECT_EQ(alice->waitFor(kind::kPresence).fields, std::vector<Bytes>{"bob"});
-    alice->send(kind::kChat, 0, {"bob", g("你在另一台上")});
-    EXPECT_EQ(bob->waitFor(kind::kChat).fields[0], "alice");
-    // alice logs in on B: her session on A is expelled.
-    auto again = client();
-    ASSERT_EQ(again->loginChat(chatB.chat(), "alice").header.code, code::kLoginAccepted);
-    EXPECT_EQ(alice->waitFor(kind::kLogin).header.code, code::kLoggedInElsewhere);
-    if (HasFailure()) std::cerr << chatA.log() << chatB.log();
+    // bob on B sees his friends on A online, they hear of him, and messages cross both ways.
+    EXPECT_EQ(bob.enter(chatB.chat(), "bob").fields, (std::vector<Bytes>{"alice", "w3", "carol", "w7"}));
+    EXPECT_EQ(alice.waitFor(kind::kPresence).fields, std::vector<Bytes>{"bob"});
+    alice.send(kind::kChat, {"bob", g("你在另一台上")});
+    EXPECT_EQ(bob.waitFor(kind::kChat).fields[0], "alice");
+    bob.send(kind::kChat, {"alice", g("收到")});
+    EXPECT_EQ(alice.waitFor(kind::kChat).fields[0], "bob");
+    // alice logs in on B: her session on A is expelled, and bob hears nothing of it.
+    ASSERT_EQ(again.login(chatB.chat(), "alice").header.code, code::kLoginAccepted);
+    EXPECT_EQ(alice.waitFor(kind::kLogin).header.code, code::kLoggedInElsewhere);
+    bob.expectSilence(300ms, kind::kPresence);
+    // A's goodbye to her session left her online record on B alone: dave, coming to A, sees her.
+    Client dave2(address);
+    EXPECT_EQ(dave2.enter(chatA.chat(), "dave").fields, (std::vector<Bytes>{"alice", "w3"}));
+    // Her logout on B reaches her friends on A.
+    again.send(kind::kLogout);
+    Received heard;
+    do heard = carol.waitFor(kind::kPresence);
+    while (heard.header.code != code::kOffline);
+    EXPECT_EQ(heard.fields, std::vector<Bytes>{"alice"});
 }
 
-TEST_F(ServerTest, MalformedDatagramsAreDroppedAndTheServerCarriesOn) {
-    auto& s = launch();
-    auto alice = client();
-    alice->enter(s.chat(), "alice");
-    auto bob = client();
-    bob->enter(s.chat(), "bob");
-    alice->waitFor(kind::kPresence);  // bob came online
-    auto junk = client();
-
-    auto header = [](uint16_t len, FrameKind k, uint32_t session) {
-        Bytes h = encodeFrame({1, k.type, k.sub, session, 0}, "");
+TEST(Nqserver, MalformedDatagramsAreDroppedAndTheServerCarriesOn) {
+    const std::string address = claimLoopbackAddress();
+    ServerProcess s(address);
+    Client alice(address), bob(address), junk(address);
+    alice.enter(s.chat(), "alice");
+    bob.enter(s.chat(), "bob");
+    alice.waitFor(kind::kPresence);  // bob came online
+    const uint32_t a = alice.session();
+    auto header = [&](uint16_t len, FrameKind k) {
+        Bytes h = encodeFrame({1, k.type, k.sub, a, 0}, "");
         h[2] = static_cast<char>(len >> 8);
         h[3] = static_cast<char>(len & 0xFF);
         return h;
     };
-    auto frame = [](FrameKind k, uint32_t session, uint16_t code, std::string_view body) {
-        return encodeFrame({1, k.type, k.sub, session, code}, body);
+    auto frame = [&](FrameKind k, std::string_view body, uint16_t code = 0, uint32_t session = 0) {
+        return encodeFrame({1, k.type, k.sub, session ? session : a, code}, body);
     };
-    const uint32_t a = alice->session();
-    const std::pair<const char*, Bytes> inputs[] = {
-        {"an empty datagram", ""},
-        {"five stray bytes", "hello"},
-        {"a header cut short", header(22, kind::kKeepAlive, a).substr(0, 15)},
-        {"Len below the header", header(10, kind::kKeepAlive, a)},
-        {"Len beyond the datagram", header(500, kind::kKeepAlive, a) + "alice" + Bytes(1, '\0')},
-        {"Len at its largest", header(0xFFFF, kind::kChat, a)},
-        {"an unknown kind", frame({77, 3}, a, 0, Bytes("alice\0", 6))},
-        {"a kind not served", frame(kind::kCreateGroup, a, 0, Bytes("alice\0村\0", 10))},
-        {"no fields at all", frame(kind::kChat, a, 0, "")},
-        {"a message without text", frame(kind::kChat, a, 0, Bytes("alice\0bob\0", 10))},
-        {"a field without its NUL", frame(kind::kAddFriend, a, 0, Bytes("alice\0bob", 9))},
-        {"a login without digest", frame(kind::kLogin, 0, 0, Bytes("alice\0", 6))},
-        {"a profile request without a name",
-         frame(kind::kProfile, a, code::kProfileAfterAdd, Bytes("alice\0", 6))},
-        {"bytes that are not GBK", frame(kind::kChat, a, 0, Bytes("alice\0\xFF\xFF\0\x80\0", 11))},
+    const Bytes inputs[] = {
+        "",                                                                  // empty
+        "hello",                                                             // five stray bytes
+        header(22, kind::kKeepAlive).substr(0, 15),                          // a header cut short
+        header(10, kind::kKeepAlive),                                        // Len below the header
+        header(500, kind::kKeepAlive) + "alice" + Bytes(1, '\0'),            // Len beyond the datagram
+        header(0xFFFF, kind::kChat),                                         // Len at its largest
+        frame({77, 3}, Bytes("alice\0", 6)),                                 // an unknown kind
+        frame(kind::kCreateGroup, Bytes("alice\0村\0", 10)),                 // a kind not served
+        frame(kind::kChat, ""),                                              // no fields at all
+        frame(kind::kChat, Bytes("alice\0bob\0", 10)),                       // a message without text
+        frame(kind::kAddFriend, Bytes("alice\0bob", 9)),                     // a field without its NUL
+        frame(kind::kLogin, Bytes("alice\0", 6), 0, 0),                      // a login without digest
+        frame(kind::kProfile, Bytes("alice\0", 6), code::kProfileAfterAdd),  // no name asked
+        frame(kind::kChat, Bytes("alice\0\xFF\xFF\0\x80\0", 11)),            // bytes that are not GBK
     };
-    for (const auto& [what, bytes] : inputs) {
-        SCOPED_TRACE(what);
-        alice->sendRaw(s.chat(), bytes);
-        junk->sendRaw(s.chat(), bytes);
-        junk->sendRaw(s.dispatcher(), bytes);
+    for (const Bytes& bytes : inputs) {
+        alice.sendRaw(s.chat(), bytes);
+        junk.sendRaw(s.chat(), bytes);
+        junk.sendRaw(s.dispatcher(), bytes);
     }
-    alice->expectSilence(200ms);
-    bob->expectSilence(100ms);
-    junk->expectSilence(100ms);
+    alice.expectSilence(200ms);
+    bob.expectSilence(100ms);
+    junk.expectSilence(100ms);
+    // A good frame in front of a broken one is still read, and everything still works.
+    alice.sendRaw(s.chat(), frame(kind::kKeepAlive, Bytes("alice\0", 6)) + header(300, kind::kChat));
+    alice.waitFor(kind::kKeepAlive);
+    alice.send(kind::kChat, {"bob", g("宋体/10/0/1:00/还活着")});
+    EXPECT_EQ(bob.waitFor(kind::kChat).fields[0], "alice");
+    EXPECT_EQ(junk.askDispatcher(s.dispatcher(), "erin").header.code, code::kGoToChatServer);
+}
 
-    // A good frame in front of a broken one is still read.
-    alice->sendRaw(s.chat(),
-                   frame(kind::kKeepAlive, a, 0, Bytes("alice\0", 6)) + header(300, kind::kChat, a));
-    alice->waitFor(kind::kKeepAlive);
-    // And everything still works.
-    ASSERT_TRUE(s.running());
-    alice->send(kind::kChat, 0, {"bob", g("宋体/10/0/1:00/还活着")});
-    EXPECT_EQ(bob->waitFor(kind::kChat).fields[0], "alice");
-    EXPECT_EQ(junk->askDispatcher(s.dispatcher(), "erin").header.code, code::kGoToChatServer);
+TEST(Nqserver, BadInputGivesOneLineAndStatusTwo) {
+    const TempDir folder("nqserver-cli");
+    const std::string db = folder.file("cli.db");
+    ASSERT_EQ(runNqserver({"--db", db, "demo"}).status, 0);
+    // What each refusal says is tested in-process (cli_test); here, that main turns it into this.
+    for (const auto& args : {std::vector<std::string>{"--db", db, "--bogus"},
+                             {"--db", db, "user", "add", "alice", "pw"},
+                             {"--db", "/nonexistent/folder/x.db", "user", "list"}}) {
+        const RunResult r = runNqserver(args);
+        EXPECT_EQ(r.status, 2) << args.back();
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    }
+}
+
+TEST(Nqserver, TheAdminCommandWorksBesideARunningServer) {
+    const std::string address = claimLoopbackAddress();
+    ServerProcess s(address, {"--session-timeout", "30"});  // notices are picked up once a second
+    ASSERT_EQ(s.admin({"user", "add", "小明", "secret", "--nick", "明明", "--head", "m7"}).status, 0);
+    Client c(address), alice(address);
+    const Received r = c.login(s.chat(), g("小明"), "secret");
+    ASSERT_EQ(r.header.code, code::kLoginAccepted);
+    EXPECT_EQ(r.fields, (std::vector<Bytes>{g("明明"), "m7"}));
+    ASSERT_EQ(s.admin({"user", "passwd", "小明", "better"}).status, 0);
+    EXPECT_EQ(c.login(s.chat(), g("小明"), "secret").header.code, code::kWrongPassword);
+    EXPECT_EQ(c.login(s.chat(), g("小明"), "better").header.code, code::kLoginAccepted);
+    // The password is not in the database in any form the client sends.
+    std::ifstream in(s.db(), std::ios::binary);
+    const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(file.find(*passwordDigest("better")), std::string::npos);
+
+    alice.enter(s.chat(), "alice");
+    for (const auto& [flag, kind, text] :
+         {std::tuple{"--toast", kind::kNoticeToast, "服务器将在十分钟后重启"},
+          std::tuple{"--box", kind::kNoticeBox, "欢迎使用"}}) {
+        const RunResult n = s.admin({"notice", flag, text});
+        ASSERT_EQ(n.status, 0) << n.err;
+        EXPECT_NE(n.out.find("1 chat server"), std::string::npos) << n.out;
+        for (Client* to : {&c, &alice}) EXPECT_EQ(to->waitFor(kind, 4s).fields, std::vector<Bytes>{g(text)});
+    }
 }
 
 }  // namespace

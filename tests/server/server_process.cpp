@@ -1,16 +1,22 @@
 #include "server_process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+
+#include "wire/digest.h"
+#include "wire/fields.h"
 
 extern char** environ;
 
@@ -24,16 +30,19 @@ std::string readFile(const std::string& path) {
     return s.str();
 }
 
-// Starts argv with stdout and stderr going to files; returns the pid.
-pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath) {
+std::string nqserverPath() {
+    return std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver";
+}
+
+// Starts nqserver with args, its stdout and stderr to files; returns the pid.
+pid_t spawn(std::vector<std::string> args, const std::string& outPath, const std::string& errPath) {
+    args.insert(args.begin(), nqserverPath());
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_CREAT | O_APPEND,
-                                     0644);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
     std::vector<char*> argv;
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    for (std::string& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
     pid_t pid = -1;
     const int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
@@ -42,70 +51,54 @@ pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, co
     return pid;
 }
 
-}  // namespace
-
-std::string nqserverPath() {
-    return std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver";
+std::string describe(FrameKind kind) {
+    return "(" + std::to_string(kind.type) + "," + std::to_string(kind.sub) + ")";
 }
 
-AdminResult runNqserver(const std::vector<std::string>& args) {
+}  // namespace
+
+RunResult runNqserver(std::vector<std::string> args) {
     static const TempDir folder("nqserver-admin");
-    const std::string out = folder.file("admin.out");
-    const std::string err = folder.file("admin.err");
-    std::vector<std::string> argv{nqserverPath()};
-    argv.insert(argv.end(), args.begin(), args.end());
+    const std::string out = folder.file("admin.out"), err = folder.file("admin.err");
     unlink(err.c_str());
-    const pid_t pid = spawn(argv, out, err);
     int status = 0;
-    waitpid(pid, &status, 0);
-    AdminResult r;
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    r.out = readFile(out);
-    r.err = readFile(err);
-    return r;
+    waitpid(spawn(args, out, err), &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(out), readFile(err)};
 }
 
 ServerProcess::ServerProcess(std::string address, std::vector<std::string> extraArgs, std::string sharedDb)
-    : address_(std::move(address)), extraArgs_(std::move(extraArgs)) {
-    db_ = sharedDb.empty() ? folder_.file("nq.db") : sharedDb;
-    logPath_ = folder_.file("server.log");
-    for (size_t i = 0; i + 1 < extraArgs_.size(); ++i)
-        if (extraArgs_[i] == "--chat-port") chatPort_ = static_cast<uint16_t>(std::stoi(extraArgs_[i + 1]));
+    : db_(sharedDb.empty() ? folder_.file("nq.db") : sharedDb),
+      logPath_(folder_.file("server.log")),
+      ip_(*server::parseIpv4(address)) {
+    args_ = {"serve", "--db",        db_,  "--address",   address, "--session-timeout",
+             "1",     "--pace-tick", "20", "--log-level", "debug", "--trace"};
+    for (size_t i = 0; i + 1 < extraArgs.size(); ++i)
+        if (extraArgs[i] == "--chat-port") chatPort_ = static_cast<uint16_t>(std::stoi(extraArgs[i + 1]));
+    args_.insert(args_.end(), extraArgs.begin(), extraArgs.end());
+    if (sharedDb.empty() && admin({"demo"}).status != 0) throw std::runtime_error("nqserver demo failed");
+    start();
 }
 
 ServerProcess::~ServerProcess() {
     stop();
+    if (::testing::Test::HasFailure())
+        std::cerr << "---- nqserver log ----\n" << readFile(logPath_) << "----\n";
 }
 
 void ServerProcess::start() {
-    if (pid_ > 0) return;
-    std::vector<std::string> args{nqserverPath(),
-                                  "serve",
-                                  "--db",
-                                  db_,
-                                  "--address",
-                                  address_,
-                                  "--session-timeout",
-                                  std::to_string(kSessionTimeout),
-                                  "--pace-tick",
-                                  std::to_string(kPaceTickMs),
-                                  "--log-level",
-                                  "debug",
-                                  "--trace"};
-    args.insert(args.end(), extraArgs_.begin(), extraArgs_.end());
-    const size_t logStart = log().size();
-    pid_ = spawn(args, "/dev/null", logPath_);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (log().find("nqserver ready", logStart) != std::string::npos) return;
+    const size_t logStart = readFile(logPath_).size();
+    pid_ = spawn(args_, "/dev/null", logPath_);
+    for (const auto deadline = std::chrono::steady_clock::now() + 10s;
+         std::chrono::steady_clock::now() < deadline;) {
+        if (readFile(logPath_).find("nqserver ready", logStart) != std::string::npos) return;
         int status = 0;
         if (waitpid(pid_, &status, WNOHANG) == pid_) {
             pid_ = -1;
-            throw std::runtime_error("nqserver exited at start:\n" + log());
+            throw std::runtime_error("nqserver exited at start:\n" + readFile(logPath_));
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::this_thread::sleep_for(5ms);
     }
-    throw std::runtime_error("nqserver did not become ready:\n" + log());
+    throw std::runtime_error("nqserver did not become ready:\n" + readFile(logPath_));
 }
 
 void ServerProcess::stop() {
@@ -116,26 +109,109 @@ void ServerProcess::stop() {
     pid_ = -1;
 }
 
-AdminResult ServerProcess::admin(const std::vector<std::string>& args) const {
-    std::vector<std::string> all{"--db", db_};
-    all.insert(all.end(), args.begin(), args.end());
-    return runNqserver(all);
+RunResult ServerProcess::admin(std::vector<std::string> args) const {
+    args.insert(args.begin(), {"--db", db_});
+    return runNqserver(args);
 }
 
-void ServerProcess::demo() const {
-    const AdminResult r = admin({"demo"});
-    if (r.status != 0) throw std::runtime_error("nqserver demo failed: " + r.err);
+Client::Client(const std::string& address) {
+    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in sa = server::Endpoint{*server::parseIpv4(address), 0}.toSockaddr();
+    if (fd_ < 0 || ::bind(fd_, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) != 0)
+        throw std::runtime_error("cannot bind a client socket on " + address);
 }
 
-server::Endpoint ServerProcess::dispatcher() const {
-    return {*server::parseIpv4(address_), 4000};
-}
-server::Endpoint ServerProcess::chat() const {
-    return {*server::parseIpv4(address_), chatPort_};
+Client::~Client() {
+    if (fd_ >= 0) ::close(fd_);
 }
 
-std::string ServerProcess::log() const {
-    return readFile(logPath_);
+void Client::sendRaw(const server::Endpoint& to, std::string_view bytes) {
+    const sockaddr_in sa = to.toSockaddr();
+    ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
+}
+
+void Client::sendFrame(const server::Endpoint& to, FrameKind kind, uint16_t code, uint32_t session,
+                       const Bytes& body) {
+    seq_ = seq_ >= kSeqWrap - 1 ? 1 : seq_ + 1;
+    sendRaw(to, encodeFrame({seq_, kind.type, kind.sub, session, code}, body));
+}
+
+void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn) {
+    Bytes body = joinFields({name_});
+    for (const Bytes& f : fieldsAfterOwn) appendField(body, f);
+    sendFrame(chat_, kind, 0, session_, body);
+}
+
+std::optional<Received> Client::next(Millis timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (pending_.empty()) {
+        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
+        pollfd p{fd_, POLLIN, 0};
+        if (left.count() <= 0) return std::nullopt;
+        if (::poll(&p, 1, static_cast<int>(left.count())) <= 0) continue;
+        char buf[65536];
+        const ssize_t n = ::recv(fd_, buf, sizeof buf, 0);
+        for (std::string_view data(buf, static_cast<size_t>(std::max<ssize_t>(n, 0))); !data.empty();) {
+            auto f = decodeFrame(data);
+            if (!f || f->len > kMaxFrame) throw std::runtime_error("the server sent bytes that are no frame");
+            Received r{f->header, {}};
+            FieldReader fields(f->body);
+            while (auto field = fields.next()) r.fields.emplace_back(*field);
+            pending_.push_back(std::move(r));
+            data.remove_prefix(f->len);
+        }
+    }
+    Received r = std::move(pending_.front());
+    pending_.pop_front();
+    return r;
+}
+
+Received Client::waitFor(FrameKind kind, Millis timeout) {
+    for (const auto deadline = std::chrono::steady_clock::now() + timeout;;) {
+        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
+        auto r = next(std::max(left, Millis(0)));
+        if (!r) throw std::runtime_error("waited in vain for " + describe(kind));
+        if (r->kind() == kind) return *r;
+    }
+}
+
+void Client::expectSilence(Millis window, std::optional<FrameKind> kind) {
+    for (const auto deadline = std::chrono::steady_clock::now() + window;;) {
+        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
+        auto r = left.count() > 0 ? next(left) : std::nullopt;
+        if (!r) return;
+        if (!kind || r->kind() == *kind)
+            throw std::runtime_error("expected silence but got " + describe(r->kind()));
+    }
+}
+
+Received Client::askDispatcher(const server::Endpoint& dispatcher, const std::string& name) {
+    sendFrame(dispatcher, kind::kLogin, 256, 0, joinFields({name, *passwordDigest("123456")}));
+    return waitFor(kind::kLogin);
+}
+
+Received Client::login(const server::Endpoint& chat, const std::string& name, const std::string& password) {
+    chat_ = chat;
+    sendFrame(chat, kind::kLogin, 0, 0, joinFields({name, *passwordDigest(password)}));
+    Received r = waitFor(kind::kLogin);
+    if (r.header.code == code::kLoginAccepted) {
+        session_ = r.header.session;
+        name_ = name;
+    }
+    return r;
+}
+
+Received Client::enter(const server::Endpoint& chat, const std::string& name) {
+    if (login(chat, name).header.code != code::kLoginAccepted) throw std::runtime_error(name + " refused");
+    send(kind::kFriendRoster);
+    // The online roster follows the group roster whenever there are friends.
+    Received r = waitFor(kind::kFriendRoster);
+    if (r.header.code == code::kRosterList)
+        r = waitFor(kind::kFriendRoster);
+    else
+        waitFor(kind::kGroupRoster);
+    send(kind::kAfterRosters);
+    return r;
 }
 
 }  // namespace nq::test

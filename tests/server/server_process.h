@@ -1,71 +1,102 @@
 #pragma once
-// Runs the real nqserver for a test: its own database in a fresh folder, the loopback address
-// the test claimed, short time-outs, and its log in a file that a failing test prints.
+// The real nqserver for the end-to-end tests, and a client that speaks the wire protocol to it
+// over UDP one step at a time. Each test claims a loopback address of its own (support/loopback.h).
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <chrono>
+#include <deque>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "server/endpoint.h"
+#include "support/loopback.h"
 #include "support/temp_dir.h"
+#include "wire/frame_kinds.h"
+#include "wire/gbk.h"
+#include "wire/packet.h"
 
 namespace nq::test {
 
-std::string nqserverPath();
+using namespace std::chrono_literals;
+using Millis = std::chrono::milliseconds;
 
-struct AdminResult {
+inline Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
+
+struct RunResult {
     int status = -1;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
+RunResult runNqserver(std::vector<std::string> args);
 
+// `nqserver serve` on the test's address with the demo accounts in a database of its own (or
+// another process's), a 1 s session time-out and the client's tick taken as 20 ms; extraArgs
+// come last and so win. Started at once; its log is printed if the test has failed.
 class ServerProcess {
   public:
-    // address: claimed by the test (see support/loopback.h). extraArgs go after the defaults
-    // and so win.
-    // sharedDb: another process's database, for servers that work together; a fresh one if empty.
-    explicit ServerProcess(std::string address, std::vector<std::string> extraArgs = {},
-                           std::string sharedDb = {});
+    ServerProcess(std::string address, std::vector<std::string> extraArgs = {}, std::string sharedDb = {});
     ~ServerProcess();
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
 
     void start();
     void stop();  // SIGTERM, as an operator would, and wait for the exit
-    void restart() {
-        stop();
-        start();
-    }
-    bool running() const { return pid_ > 0; }
-
-    // nqserver --db <this db> args...
-    AdminResult admin(const std::vector<std::string>& args) const;
-    void demo() const;
-
-    server::Endpoint dispatcher() const;
-    server::Endpoint chat() const;
-    const std::string& address() const { return address_; }
+    RunResult admin(std::vector<std::string> args) const;  // nqserver --db <its db> args...
+    server::Endpoint dispatcher() const { return {ip_, 4000}; }
+    server::Endpoint chat() const { return {ip_, chatPort_}; }
     const std::string& db() const { return db_; }
-    std::string log() const;
-
-    // Defaults that keep tests short: a session ends after 1 s of silence; the client's tick is
-    // taken as 20 ms.
-    static constexpr double kSessionTimeout = 1.0;
-    static constexpr double kPaceTickMs = 20;
 
   private:
-    std::string address_;
-    std::vector<std::string> extraArgs_;
+    std::vector<std::string> args_;
     TempDir folder_{"nqserver-e2e"};
-    std::string db_;
-    std::string logPath_;
-    pid_t pid_ = -1;
+    std::string db_, logPath_;
+    uint32_t ip_;
     uint16_t chatPort_ = 8000;
+    pid_t pid_ = -1;
 };
 
-// Runs nqserver with args and collects its exit status and output.
-AdminResult runNqserver(const std::vector<std::string>& args);
+struct Received {
+    FrameHeader header;
+    std::vector<Bytes> fields;
+    FrameKind kind() const { return {header.type, header.sub}; }
+};
+
+// Reads each datagram as frames one behind the other, as the client does; throws when the
+// server sends bytes that are no frame, or keeps silent where it should answer.
+class Client {
+  public:
+    explicit Client(const std::string& address);  // an ephemeral port on the test's address
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    uint32_t session() const { return session_; }
+    void sendRaw(const server::Endpoint& to, std::string_view bytes);
+    // To the chat server of the last login, with its session and the own name in front.
+    void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {});
+    Received waitFor(FrameKind kind, Millis timeout = 3s);  // skips other frames
+    void expectSilence(Millis window, std::optional<FrameKind> kind = std::nullopt);
+    Received askDispatcher(const server::Endpoint& dispatcher, const std::string& name);
+    Received login(const server::Endpoint& chat, const std::string& name,
+                   const std::string& password = "123456");
+    // Login, the rosters and (2,6); returns the last friend roster.
+    Received enter(const server::Endpoint& chat, const std::string& name);
+
+  private:
+    std::optional<Received> next(Millis timeout);
+    void sendFrame(const server::Endpoint& to, FrameKind kind, uint16_t code, uint32_t session,
+                   const Bytes& body);
+
+    int fd_ = -1;
+    server::Endpoint chat_;
+    uint32_t session_ = 0;
+    std::string name_;
+    uint16_t seq_ = 0;
+    std::deque<Received> pending_;
+};
 
 }  // namespace nq::test
