@@ -132,19 +132,6 @@ TEST_F(ChatTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
     EXPECT_TRUE(store().takeKeptSessions("", 100000).empty());
 }
 
-TEST_F(ChatTest, NoticesQueuedInTheStoreReachEveryoneOnlineWithinASecond) {
-    const Endpoint alice = client(1), erin = client(5);
-    enter(alice, "alice");
-    enter(erin, "erin");
-    store().queueNotice(NoticeKind::Toast, g("服务器将在十分钟后重启"));
-    store().queueNotice(NoticeKind::Box, g("欢迎使用"));
-    advance(1100ms);
-    for (const Endpoint& c : {alice, erin}) {
-        EXPECT_EQ(framesOf(c, kind::kNoticeToast).at(0).fields(), gs({"服务器将在十分钟后重启"}));
-        EXPECT_EQ(framesOf(c, kind::kNoticeBox).at(0).fields(), gs({"欢迎使用"}));
-    }
-}
-
 // A client that reads its ring as the real one does: a tick takes two frames when a datagram
 // came since the last tick, else one; the ring of 65,408 bytes must never fill. Its tick runs at
 // 500 ms, or late at 545 ms as a busy client's does, at any phase against the server's clock.

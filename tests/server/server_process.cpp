@@ -51,10 +51,6 @@ pid_t spawn(std::vector<std::string> args, const std::string& outPath, const std
     return pid;
 }
 
-std::string describe(FrameKind kind) {
-    return "(" + std::to_string(kind.type) + "," + std::to_string(kind.sub) + ")";
-}
-
 }  // namespace
 
 RunResult runNqserver(std::vector<std::string> args) {
@@ -142,8 +138,7 @@ void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn) {
     sendFrame(chat_, kind, 0, session_, body);
 }
 
-std::optional<Received> Client::next(Millis timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadline) {
     while (pending_.empty()) {
         const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
         pollfd p{fd_, POLLIN, 0};
@@ -168,21 +163,16 @@ std::optional<Received> Client::next(Millis timeout) {
 
 Received Client::waitFor(FrameKind kind, Millis timeout) {
     for (const auto deadline = std::chrono::steady_clock::now() + timeout;;) {
-        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
-        auto r = next(std::max(left, Millis(0)));
-        if (!r) throw std::runtime_error("waited in vain for " + describe(kind));
+        auto r = next(deadline);
+        if (!r) throw std::runtime_error("waited in vain for a frame of type " + std::to_string(kind.type));
         if (r->kind() == kind) return *r;
     }
 }
 
 void Client::expectSilence(Millis window, std::optional<FrameKind> kind) {
-    for (const auto deadline = std::chrono::steady_clock::now() + window;;) {
-        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
-        auto r = left.count() > 0 ? next(left) : std::nullopt;
-        if (!r) return;
+    for (const auto deadline = std::chrono::steady_clock::now() + window; auto r = next(deadline);)
         if (!kind || r->kind() == *kind)
-            throw std::runtime_error("expected silence but got " + describe(r->kind()));
-    }
+            throw std::runtime_error("expected silence but got type " + std::to_string(r->header.type));
 }
 
 Received Client::askDispatcher(const server::Endpoint& dispatcher, const std::string& name) {

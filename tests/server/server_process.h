@@ -87,7 +87,7 @@ class Client {
     Received enter(const server::Endpoint& chat, const std::string& name);
 
   private:
-    std::optional<Received> next(Millis timeout);
+    std::optional<Received> next(std::chrono::steady_clock::time_point deadline);
     void sendFrame(const server::Endpoint& to, FrameKind kind, uint16_t code, uint32_t session,
                    const Bytes& body);
 
