@@ -13,7 +13,7 @@
 namespace nq::store {
 
 // "3" + "HeadId" -> "3HeadId": the numbered keys of roster sections.
-Bytes numberedKey(int index, std::string_view suffix = {});
+[[nodiscard]] Bytes numberedKey(int index, std::string_view suffix = {});
 
 // ---- NQUser.nq: the contact lists of one account.
 namespace user {

@@ -8,10 +8,10 @@
 namespace nq {
 
 // MD5 of the bytes, 32 lower-case hex digits.
-std::string Md5Hex(std::string_view bytes);
+[[nodiscard]] std::string Md5Hex(std::string_view bytes);
 
 // Md5Hex(Md5Hex(password)) over one byte per character. A GBK password with a two-byte
 // character has no one-byte form: the result is empty and the caller decides what that means.
-std::optional<std::string> passwordDigest(std::string_view gbkPassword);
+[[nodiscard]] std::optional<std::string> passwordDigest(std::string_view gbkPassword);
 
 }  // namespace nq

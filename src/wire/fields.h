@@ -21,7 +21,7 @@ class FieldReader {
   public:
     explicit FieldReader(std::string_view body) : rest_(body) {}
     std::optional<std::string_view> next();
-    std::string_view rest() const { return rest_; }
+    [[nodiscard]] std::string_view rest() const { return rest_; }
 
   private:
     std::string_view rest_;
@@ -29,18 +29,18 @@ class FieldReader {
 
 // Splits the whole body at every NUL. A body that ends in NUL yields an empty last element,
 // which callers that split this way drop themselves.
-std::vector<std::string_view> splitAll(std::string_view body);
+[[nodiscard]] std::vector<std::string_view> splitAll(std::string_view body);
 
 // The number of NUL bytes, from which rosters derive their row counts.
-int countNul(std::string_view body);
+[[nodiscard]] int countNul(std::string_view body);
 
 // Joins fields, closing each with a NUL.
-Bytes joinFields(std::initializer_list<std::string_view> fields);
+[[nodiscard]] Bytes joinFields(std::initializer_list<std::string_view> fields);
 void appendField(Bytes& body, std::string_view field);
 
 // Decimal text to number in the lenient way every numeric field is read: leading blanks,
 // an optional sign, digits with an optional fraction; anything else stops the number, and
 // text with no number in front reads as 0.
-double toNumber(std::string_view text);
+[[nodiscard]] double toNumber(std::string_view text);
 
 }  // namespace nq

@@ -119,6 +119,6 @@ inline constexpr uint16_t kPeerDetails = 3;  // five fields
 }  // namespace code
 
 // The kind's name for traces and logs ("FriendRoster"), or nothing for a kind not listed.
-std::optional<std::string_view> frameKindName(FrameKind kind);
+[[nodiscard]] std::optional<std::string_view> frameKindName(FrameKind kind);
 
 }  // namespace nq

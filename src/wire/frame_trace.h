@@ -10,9 +10,11 @@ namespace nq {
 
 // direction is "in" or "out", channel names the socket or peer. Fields are shown decoded
 // from GBK and separated by " | "; an unclosed tail is marked with "…".
-std::string describeFrame(std::string_view direction, std::string_view channel, const Frame& frame);
+[[nodiscard]] std::string describeFrame(std::string_view direction, std::string_view channel,
+                                        const Frame& frame);
 
 // Describes every frame of a datagram; bytes that do not form a frame are reported as junk.
-std::string describeDatagram(std::string_view direction, std::string_view channel, std::string_view data);
+[[nodiscard]] std::string describeDatagram(std::string_view direction, std::string_view channel,
+                                           std::string_view data);
 
 }  // namespace nq

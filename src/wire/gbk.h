@@ -15,16 +15,16 @@ namespace gbk {
 // UTF-8 to GBK. A character that GBK cannot hold becomes "?", as the Windows
 // code-page conversion did. The euro sign is refused too: the wire parser reads every
 // byte from 0x80 up as a lead byte, so CP936's single-byte 0x80 could not survive a trip.
-Bytes fromUtf8(std::string_view utf8);
+[[nodiscard]] Bytes fromUtf8(std::string_view utf8);
 
 // GBK to UTF-8. A byte sequence that is not GBK becomes "?" per offending character.
-std::string toUtf8(std::string_view gbk);
+[[nodiscard]] std::string toUtf8(std::string_view gbk);
 
 }  // namespace gbk
 
 // Byte length of a GBK text, counted as the protocol counts it: a byte below 0x80 is one
 // character of length 1; a byte of 0x80 or above opens a two-byte character of length 2,
 // even when it is the last byte. Every protocol length is computed with this.
-int gbkLength(std::string_view gbkBytes);
+[[nodiscard]] int gbkLength(std::string_view gbkBytes);
 
 }  // namespace nq

@@ -7,12 +7,12 @@
 namespace nq {
 
 // The number inside a head code: the last character of a two-byte code, else the last two.
-int headCodeNumber(std::string_view code);
+[[nodiscard]] int headCodeNumber(std::string_view code);
 
 // Index for a person shown online (profiles, search results, the own head at login).
-int headOnlineIndex(std::string_view code);
+[[nodiscard]] int headOnlineIndex(std::string_view code);
 
 // Index for a person listed from a roster, where everybody starts offline.
-int headOfflineIndex(std::string_view code);
+[[nodiscard]] int headOfflineIndex(std::string_view code);
 
 }  // namespace nq

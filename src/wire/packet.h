@@ -71,13 +71,13 @@ void ParsePacket(WireState& w);
 void storeDatagram(WireState& w, const uint8_t* data, size_t size);
 
 // Takes size bytes out of the send ring at sendRead, wrapping, for one transmission.
-Bytes takeFromSendRing(WireState& w, size_t size);
+[[nodiscard]] Bytes takeFromSendRing(WireState& w, size_t size);
 
 // The keep-alive (9,0) frame, numbered like any other but built outside the send ring.
-Bytes buildKeepAlive(WireState& w, std::string_view ownName);
+[[nodiscard]] Bytes buildKeepAlive(WireState& w, std::string_view ownName);
 
 // Login version code: first digit * 256 + last digit of a "1.0"-style version text.
-int versionCode(std::string_view ver);
+[[nodiscard]] int versionCode(std::string_view ver);
 
 // ---- Plain frame codec, for the server, tools and tests: no rings, no client state. ----
 
@@ -97,11 +97,11 @@ struct Frame {
 
 // Appends one frame to out; its Len is 22 + body size.
 void encodeFrame(const FrameHeader& h, std::string_view body, Bytes& out);
-Bytes encodeFrame(const FrameHeader& h, std::string_view body);
+[[nodiscard]] Bytes encodeFrame(const FrameHeader& h, std::string_view body);
 
 // Decodes the frame at the start of data. Len must be at least 22 and the frame must lie
 // within data; otherwise there is no frame. Lengths above 1021 are accepted here: clients
 // may send long chat frames, and it is the client's parser that refuses them.
-std::optional<Frame> decodeFrame(std::string_view data);
+[[nodiscard]] std::optional<Frame> decodeFrame(std::string_view data);
 
 }  // namespace nq
