@@ -10,225 +10,30 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <string>
+#include <system_error>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "store/ini_text.h"
+
 namespace nq {
+
+using namespace ini;
+
 namespace {
 
 namespace fs = std::filesystem;
-
-// ---- Text rules of the profile format. All scanning is DBCS-aware: a byte of 0x80 and up
-// opens a two-byte character whose trail may be any byte, ASCII letters and brackets included.
-
-bool isBlank(unsigned char c) {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
-}
-
-// Trail bytes of GBK are 0x40 and up, so a blank is always a character of its own and
-// blanks can be stripped from either end without looking at character borders.
-std::string_view trimBlanks(std::string_view s) {
-    while (!s.empty() && isBlank(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
-    while (!s.empty() && isBlank(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
-    return s;
-}
-
-std::string_view trimSpaces(std::string_view s) {
-    while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
-    while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
-    return s;
-}
-
-// The profile calls took C strings: everything from the first NUL on never reached them.
-std::string_view upToNul(std::string_view s) {
-    return s.substr(0, s.find('\0'));
-}
-
-// What a caller hands in, cut where it would have ended for the C call or where it would
-// have broken into a second line of the file.
-std::string_view asOneLine(std::string_view s) {
-    return s.substr(0, s.find_first_of(std::string_view("\0\r\n", 3)));
-}
-
-// Names compare equal when they differ only in the case of single-byte ASCII letters; the
-// trail byte of a two-byte character is copied as it is, so "\x81\x41" never meets "\x81\x61".
-std::string foldName(std::string_view s) {
-    std::string out(s);
-    size_t i = 0;
-    while (i < out.size()) {
-        const auto c = static_cast<unsigned char>(out[i]);
-        if (c >= 0x80) {
-            i += 2;
-            continue;
-        }
-        if (c >= 'A' && c <= 'Z') out[i] = static_cast<char>(c + ('a' - 'A'));
-        i += 1;
-    }
-    return out;
-}
-
-// Largest prefix of whole characters that fits in limit bytes.
-std::string_view cutToCharacters(std::string_view s, size_t limit) {
-    if (s.size() <= limit) return s;
-    size_t i = 0;
-    while (i < s.size()) {
-        const size_t step = static_cast<unsigned char>(s[i]) >= 0x80 ? 2 : 1;
-        if (i + step > limit) break;
-        i += step;
-    }
-    return s.substr(0, i);
-}
-
-enum class LineKind { kOther, kHeader, kKey };
-
-struct LineView {
-    LineKind kind = LineKind::kOther;
-    std::string_view name;   // section name or key, blanks stripped
-    std::string_view value;  // for keys: the text after the first "=", blanks stripped
-};
-
-// "[name]" with the name up to the last "]" that is a character of its own; "key=value";
-// anything else (comments, blank lines, junk) is carried along untouched.
-LineView classify(std::string_view text) {
-    LineView v;
-    const std::string_view t = trimBlanks(text);
-    if (t.empty() || t.front() == ';') return v;
-    if (t.front() == '[') {
-        size_t close = std::string_view::npos;
-        size_t i = 1;
-        while (i < t.size()) {
-            const auto c = static_cast<unsigned char>(t[i]);
-            if (c >= 0x80) {
-                i += 2;
-                continue;
-            }
-            if (c == ']') close = i;
-            i += 1;
-        }
-        if (close != std::string_view::npos) {
-            v.kind = LineKind::kHeader;
-            v.name = trimBlanks(t.substr(1, close - 1));
-            return v;
-        }
-    }
-    // "=" is below 0x40 and so never the trail of a two-byte character.
-    const size_t eq = t.find('=');
-    if (eq == std::string_view::npos) return v;
-    v.name = trimBlanks(t.substr(0, eq));
-    if (v.name.empty()) return v;
-    v.kind = LineKind::kKey;
-    v.value = trimBlanks(t.substr(eq + 1));
-    return v;
-}
-
-enum class LineEnd : uint8_t { kNone, kLf, kCrLf };
-
-struct Line {
-    std::string text;  // without its line end
-    LineEnd end = LineEnd::kCrLf;
-};
-
-struct Section {
-    size_t header = 0;  // index of the "[name]" line
-    size_t end = 0;     // one past the section's last line: the next header or the end of file
-    std::unordered_map<std::string, size_t> keys;  // folded key -> first line with it
-};
-
-// A parsed file: the lines as they were, plus an index of sections and keys. Lines before
-// the first header belong to no section and are only carried along.
-struct Document {
-    std::vector<Line> lines;
-    std::vector<Section> sections;
-    std::unordered_map<std::string, size_t> firstSection;  // folded name -> sections index
-
-    void reindex() {
-        sections.clear();
-        firstSection.clear();
-        for (size_t i = 0; i < lines.size(); ++i) {
-            const LineView v = classify(lines[i].text);
-            if (v.kind == LineKind::kHeader) {
-                if (!sections.empty()) sections.back().end = i;
-                sections.push_back(Section{i, lines.size(), {}});
-                firstSection.try_emplace(foldName(v.name), sections.size() - 1);
-            } else if (v.kind == LineKind::kKey && !sections.empty()) {
-                sections.back().keys.try_emplace(foldName(v.name), i);
-            }
-        }
-    }
-
-    const Section* find(const std::string& foldedSection) const {
-        const auto it = firstSection.find(foldedSection);
-        return it == firstSection.end() ? nullptr : &sections[it->second];
-    }
-
-    // The raw value of the first key in the first section of that name, as the profile
-    // call found it: blanks around it stripped, nothing else done yet.
-    std::optional<std::string_view> rawValue(const std::string& foldedSection,
-                                             const std::string& foldedKey) const {
-        const Section* s = find(foldedSection);
-        if (!s) return std::nullopt;
-        const auto k = s->keys.find(foldedKey);
-        if (k == s->keys.end()) return std::nullopt;
-        return classify(lines[k->second].text).value;
-    }
-
-    std::string serialize() const {
-        size_t total = 0;
-        for (const Line& l : lines) total += l.text.size() + 2;
-        std::string out;
-        out.reserve(total);
-        for (size_t i = 0; i < lines.size(); ++i) {
-            out += lines[i].text;
-            switch (lines[i].end) {
-                case LineEnd::kCrLf:
-                    out += "\r\n";
-                    break;
-                case LineEnd::kLf:
-                    out += '\n';
-                    break;
-                case LineEnd::kNone:
-                    // Only the old last line can lack an end; once something follows it, it
-                    // gets the line end every written line has.
-                    if (i + 1 < lines.size()) out += "\r\n";
-                    break;
-            }
-        }
-        return out;
-    }
-};
-
-Document parse(std::string_view bytes) {
-    Document d;
-    size_t pos = 0;
-    while (pos < bytes.size()) {
-        size_t nl = bytes.find('\n', pos);
-        Line line;
-        if (nl == std::string_view::npos) {
-            line.text.assign(bytes.substr(pos));
-            line.end = LineEnd::kNone;
-            pos = bytes.size();
-        } else {
-            std::string_view t = bytes.substr(pos, nl - pos);
-            line.end = LineEnd::kLf;
-            if (!t.empty() && t.back() == '\r') {
-                t.remove_suffix(1);
-                line.end = LineEnd::kCrLf;
-            }
-            line.text.assign(t);
-            pos = nl + 1;
-        }
-        d.lines.push_back(std::move(line));
-    }
-    d.reindex();
-    return d;
-}
 
 // ---- The cache of parsed files. A file is taken as unchanged while its device, inode,
 // size and modification time (nanoseconds) all stay the same; a rename over it changes
@@ -303,12 +108,31 @@ void remember(const std::string& path, const Stamp& stamp, std::shared_ptr<const
     gCache[path] = std::move(e);
 }
 
+// Why a change did not reach the disk: what went wrong and the errno it came with (0 if none).
+// A failure with no text has nothing to tell the user (no file was named).
+struct Failure {
+    const char* what = nullptr;
+    int err = 0;
+};
+
+// Failures already told on stderr, per file: a write that keeps failing says so once, and a
+// file that was written again since tells a new failure afresh. Guarded by gMutex.
+std::unordered_map<std::string, std::set<std::pair<std::string, int>>> gReported;
+
+void reportFailure(const std::string& path, const Failure& f) {
+    if (!f.what || !gReported[path].emplace(f.what, f.err).second) return;
+    std::string line = "nq: settings not saved to " + path + ": " + f.what;
+    if (f.err) line += ": " + std::error_code(f.err, std::generic_category()).message();
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
 enum class LoadStatus { kOk, kMissing, kFailed };
 
 struct Loaded {
     LoadStatus status = LoadStatus::kFailed;
     std::shared_ptr<const Document> doc;
     std::optional<Stamp> stamp;  // set when the file exists
+    Failure failure;             // set when the status is kFailed
 };
 
 bool readAll(int fd, std::string& out) {
@@ -321,7 +145,10 @@ bool readAll(int fd, std::string& out) {
             return false;
         }
         out.append(buf, static_cast<size_t>(n));
-        if (out.size() > CIniFile::kMaxFileBytes) return false;
+        if (out.size() > CIniFile::kMaxFileBytes) {
+            errno = EFBIG;
+            return false;
+        }
     }
 }
 
@@ -336,10 +163,15 @@ Loaded load(const std::string& path) {
         if (errno == ENOENT) {
             r.status = LoadStatus::kMissing;
             r.doc = std::make_shared<const Document>();
+        } else {
+            r.failure = {"cannot look at the file", errno};
         }
         return r;
     }
-    if (S_ISDIR(st.st_mode)) return r;
+    if (S_ISDIR(st.st_mode)) {
+        r.failure = {"a folder has its name", EISDIR};
+        return r;
+    }
     const auto cached = gCache.find(path);
     if (cached != gCache.end() && cached->second.stamp == Stamp::of(st) && !cached->second.racy) {
         cached->second.lastUse = ++gUseClock;
@@ -348,17 +180,27 @@ Loaded load(const std::string& path) {
         r.stamp = cached->second.stamp;
         return r;
     }
-    if (static_cast<uintmax_t>(st.st_size) > CIniFile::kMaxFileBytes) return r;
+    if (static_cast<uintmax_t>(st.st_size) > CIniFile::kMaxFileBytes) {
+        r.failure = {"the file is larger than 64 MB", EFBIG};
+        return r;
+    }
 
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return r;
+    if (fd < 0) {
+        r.failure = {"cannot open the file", errno};
+        return r;
+    }
     // The stamp is taken from the open file, so that a change racing with the read shows up
     // as a different stamp on the next access rather than being taken for this content.
     struct stat fst {};
     std::string bytes;
     const bool ok = ::fstat(fd, &fst) == 0 && !S_ISDIR(fst.st_mode) && readAll(fd, bytes);
+    const int err = errno;
     ::close(fd);
-    if (!ok) return r;
+    if (!ok) {
+        r.failure = {"cannot read the file", err};
+        return r;
+    }
     const Stamp stamp = Stamp::of(fst);
     r.status = LoadStatus::kOk;
     r.stamp = stamp;
@@ -417,9 +259,11 @@ void sweepStaleTemporaries(const fs::path& dir) {
 }
 
 // Writes the new content beside the file and renames it over the file, so that whatever
-// happens to the process, the file is either the old one or the new one, never a part.
-// Must be called with gMutex held.
-bool replaceFile(const std::string& path, const Document& doc, const std::optional<Stamp>& old) {
+// happens to the process, the file is either the old one or the new one, never a part. The
+// copy reaches the disk before the rename: otherwise a power cut soon after could leave the
+// new name on an empty file. Must be called with gMutex held.
+bool replaceFile(const std::string& path, const Document& doc, const std::optional<Stamp>& old,
+                 Failure& failure) {
     // A link is followed, so that a profile kept elsewhere behind a link stays there.
     fs::path target(path);
     struct stat lst {};
@@ -439,17 +283,26 @@ bool replaceFile(const std::string& path, const Document& doc, const std::option
                   .string();
         // 0666 under the umask: a new file gets the permissions any other new file would.
         fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && errno != EEXIST) return false;
+        if (fd < 0 && errno != EEXIST) break;
     }
-    if (fd < 0) return false;
+    if (fd < 0) {
+        failure = {"cannot create a file in its folder", errno};
+        return false;
+    }
 
-    bool ok = true;
-    if (old) ok = ::fchmod(fd, old->mode & 07777) == 0;
     std::string bytes = doc.serialize();
-    ok = ok && writeAllFd(fd, bytes);
-    ok = (::close(fd) == 0) && ok;
-    ok = ok && ::rename(tmp.c_str(), target.c_str()) == 0;
-    if (!ok) {
+    if (old && ::fchmod(fd, old->mode & 07777) != 0) {
+        failure = {"cannot give the new copy the file's permissions", errno};
+    } else if (!writeAllFd(fd, bytes)) {
+        failure = {"cannot write the new copy", errno};
+    } else if (::fsync(fd) != 0) {
+        failure = {"cannot flush the new copy to the disk", errno};
+    }
+    if (::close(fd) != 0 && !failure.what) failure = {"cannot write the new copy", errno};
+    if (!failure.what && ::rename(tmp.c_str(), target.c_str()) != 0) {
+        failure = {"cannot put the new copy in place", errno};
+    }
+    if (failure.what) {
         ::unlink(tmp.c_str());
         return false;
     }
@@ -495,15 +348,25 @@ Bytes profileValue(const std::string& path, std::string_view section, std::strin
 }
 
 // Loads the file, lets edit change a copy of it and writes the copy back when edit reports
-// a change. edit returns false when the file already is as asked.
+// a change. edit returns false when the file already is as asked. A change that cannot be
+// written is told on stderr: callers have no better place to show it.
 template <typename Edit>
 bool modify(const std::string& path, Edit edit) {
     std::lock_guard lock(gMutex);
     Loaded l = load(path);
-    if (l.status == LoadStatus::kFailed) return false;
+    if (l.status == LoadStatus::kFailed) {
+        reportFailure(path, l.failure);
+        return false;
+    }
     Document doc = *l.doc;
     if (!edit(doc)) return true;
-    return replaceFile(path, doc, l.stamp);
+    Failure failure;
+    if (!replaceFile(path, doc, l.stamp, failure)) {
+        reportFailure(path, failure);
+        return false;
+    }
+    gReported.erase(path);
+    return true;
 }
 
 }  // namespace

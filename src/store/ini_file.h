@@ -14,7 +14,7 @@ namespace nq {
 
 // True when path names something that exists and is not a directory; false for an empty
 // path and for any error on the way (no permission, dangling link, ...).
-bool fileExists(const std::string& path);
+[[nodiscard]] bool fileExists(const std::string& path);
 
 class CIniFile {
   public:
@@ -34,27 +34,29 @@ class CIniFile {
     void setINIFileName(std::string_view strDrv, std::string_view strDir) {
         path_ = MakePath(strDrv, strDir);
     }
-    const std::string& INIFileName() const { return path_; }
+    [[nodiscard]] const std::string& INIFileName() const { return path_; }
 
     // Joins a folder and a name with exactly one "/", whichever separators either side
     // brought along ("C:\\Users\\" + "\\NQUser.nq" style parts come from the old settings).
-    static std::string MakePath(std::string_view strDrv, std::string_view strDir);
+    [[nodiscard]] static std::string MakePath(std::string_view strDrv, std::string_view strDir);
 
     // Writes key=value into section, creating the file and the section as needed. Section,
     // key and value end at their first NUL as the C calls did; the value also ends at a CR or
     // LF, which would otherwise plant extra lines in the file. Returns whether the change is
     // on disk: an unwritable folder, an oversized file, or a name that could not read back as
     // itself (empty, holding a line break, a key such as "[x]", ";x" or "a=b") make it false.
+    // A file that cannot be read or written also says so on stderr, once for each file and
+    // failure until a write to that file succeeds again, so callers may ignore the result.
     bool WriteIniKey(std::string_view section, std::string_view key, std::string_view value);
 
     // The value as the Windows code read it: the profile value (blanks around it stripped,
     // one pair of matching quotes removed), cut to 1023 bytes, spaces trimmed. A missing key
     // and an empty value both read as "".
-    Bytes GetIniKey(std::string_view section, std::string_view key) const;
+    [[nodiscard]] Bytes GetIniKey(std::string_view section, std::string_view key) const;
 
     // The same read without the final trim: the value padded with spaces to 1023 bytes, as
     // the profile call left it in a buffer that had been filled with spaces.
-    Bytes GetIniKey1(std::string_view section, std::string_view key) const;
+    [[nodiscard]] Bytes GetIniKey1(std::string_view section, std::string_view key) const;
 
     // Removes every line of key in the section (true when nothing of it is left on disk).
     bool DelIniKey(std::string_view section, std::string_view key);
@@ -64,7 +66,7 @@ class CIniFile {
 
     // How many times a file has been read from disk and parsed, over all instances. Reads of
     // an unchanged file and reads after this process's own writes are served from memory.
-    static uint64_t diskParseCount();
+    [[nodiscard]] static uint64_t diskParseCount();
 
     // Forgets every parsed file, so that the next access of each goes to the disk.
     static void dropCache();
