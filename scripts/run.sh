@@ -5,7 +5,8 @@
 # server already listens there; prepares the program folder run/home-NAME (Sys.ini, User.ini,
 # the install's sounds, pictures and faces) and opens nqchat on it. NAME is one of the demo
 # accounts alice, bob, carol, dave, erin (password 123456); default alice. Without a display the
-# client runs under xvfb-run. A server this script started is stopped when the client ends.
+# client runs under xvfb-run. A server this script started is stopped when the client ends, and
+# SIGTERM or SIGINT to this script (timeout, a service manager, Ctrl+C) stops both.
 set -euo pipefail
 
 die() { echo "run.sh: $*" >&2; exit 1; }
@@ -39,14 +40,27 @@ udp_port_taken() {
 }
 
 SERVER_PID=""
-stop_server() {
+CLIENT_PID=""
+# The client runs in a process group of its own (xvfb-run, Xvfb and nqchat under it), so that one
+# signal to the group stops all of it; the server is a single process.
+stop_children() {
+  trap - EXIT INT TERM
+  if [ -n "$CLIENT_PID" ] && kill -0 "$CLIENT_PID" 2>/dev/null; then
+    echo "run.sh: stopping nqchat (pid $CLIENT_PID)"
+    kill -TERM -- "-$CLIENT_PID" 2>/dev/null || kill -TERM "$CLIENT_PID" 2>/dev/null || true
+  fi
   if [ -n "$SERVER_PID" ] && kill -0 "$SERVER_PID" 2>/dev/null; then
     echo "run.sh: stopping the nqserver it started (pid $SERVER_PID)"
     kill -TERM "$SERVER_PID" 2>/dev/null || true
-    wait "$SERVER_PID" 2>/dev/null || true
   fi
+  [ -z "$CLIENT_PID" ] || wait "$CLIENT_PID" 2>/dev/null || true
+  [ -z "$SERVER_PID" ] || wait "$SERVER_PID" 2>/dev/null || true
 }
-trap stop_server EXIT
+trap stop_children EXIT
+# Bash runs a trap only once the command in the foreground has ended, so the client runs in the
+# background and the script waits for it: a signal then reaches stop_children at once.
+trap 'stop_children; exit 143' TERM
+trap 'stop_children; exit 130' INT
 
 if udp_port_taken "$DISPATCHER_PORT"; then
   echo "run.sh: a server already listens on $HOST:$DISPATCHER_PORT; using it (its accounts, not necessarily the demo ones)"
@@ -81,9 +95,13 @@ done
 
 echo "run.sh: opening nqchat as $NAME (password 123456), program folder $HOME_DIR"
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
-  "$CLIENT" --home "$HOME_DIR"
+  setsid "$CLIENT" --home "$HOME_DIR" &
 else
   command -v xvfb-run >/dev/null || die "no DISPLAY and no xvfb-run: install xvfb and xauth (./nq deps)"
   echo "run.sh: no DISPLAY: running under xvfb-run, so the window is not visible here (Ctrl+C ends it)"
-  xvfb-run -a -s "-screen 0 1280x800x24" "$CLIENT" --home "$HOME_DIR"
+  setsid xvfb-run -a -s "-screen 0 1280x800x24" "$CLIENT" --home "$HOME_DIR" &
 fi
+CLIENT_PID=$!
+status=0
+wait "$CLIENT_PID" || status=$?
+exit "$status"
