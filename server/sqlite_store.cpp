@@ -211,6 +211,7 @@ SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::mak
         exec("PRAGMA foreign_keys=ON");
         migrate();
     } catch (const StoreError& e) {
+        cache_.reset();  // close refuses a database with live statements and would leak it
         sqlite3_close(db_);
         db_ = nullptr;
         throw StoreError("cannot use database " + path + ": " + e.what());
