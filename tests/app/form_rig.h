@@ -1,7 +1,7 @@
 #pragma once
-// A Mainform on a temporary program folder with recording services, a recording desktop, a
-// timer that only the test ticks, and real loopback sockets towards a scripted dispatcher and
-// chat server on a loopback address claimed for the rig alone.
+// A Mainform on a temporary program folder with recording services, a recording desktop, and
+// the session's sockets and timer in memory, the dispatcher and the chat server played by the
+// test (support/session_harness.h).
 
 #include <QApplication>
 #include <QPushButton>
@@ -13,17 +13,8 @@
 #include "app/desktop_bridge.h"
 #include "app/login_frame.h"
 #include "app/main_form.h"
-#include "session/qt_transport.h"
-#include "store/ini_file.h"
 #include "store/store_keys.h"
-#include "support/loopback.h"
-#include "support/recording_services.h"
-#include "support/recording_view.h"
 #include "support/session_harness.h"
-#include "support/temp_dir.h"
-#include "wire/fields.h"
-#include "wire/frame_kinds.h"
-#include "wire/packet.h"
 
 namespace nq::test {
 
@@ -49,18 +40,9 @@ class RecordingDesktop : public app::MainformDesktop {
     std::function<void()> onTrayAdd;
 };
 
-inline FrameHeader reply(FrameKind kind, uint16_t code, uint32_t session = 0) {
-    return {.seq = 1, .type = kind.type, .sub = kind.sub, .session = session, .code = code};
-}
-
-class FormRig {
+class FormRig : public ScriptedServers {
   public:
-    static constexpr uint16_t kChatPort = 8000;
-
-    FormRig()
-        : ip(claimLoopbackAddress()), dispatcher(ip, Session::kDispatcherPort), chatServer(ip, kChatPort) {
-        writeKey(keys::kSysFileName, keys::kServer, ip);
-    }
+    FormRig() { writeKey(keys::kSysFileName, keys::kServer, kDispatcherHost); }
     ~FormRig() {
         // Close any window a test opened besides the form, so that the next test starts bare.
         form.reset();
@@ -91,49 +73,20 @@ class FormRig {
 
     Session& session() { return form->session(); }
     void tick(int n = 1) {
-        for (int i = 0; i < n; ++i) {
-            session().tick();
-            QCoreApplication::processEvents();
-        }
+        for (int i = 0; i < n; ++i) session().tick();
     }
-    OwnedFrame expect(ScriptedPeer& peer) { return expectFrame(peer); }
-
-    // Through the login panel as a user: type, click, then the dispatcher redirects and the
-    // chat server accepts. Ends online with the roster request taken off the wire.
+    // Through the login panel as a user types and clicks, then on to online.
     void login() {
         app::LoginFrame& f = form->loginFrame();
         f.txtName->setText("alice");
         f.txtPassword->setText("123456");
         f.com_login->click();
-        tick();
-        expect(dispatcher);
-        dispatcher.reply(encodeFrame(reply(kind::kLogin, code::kGoToChatServer),
-                                     joinFields({ip, std::to_string(kChatPort)})));
-        if (!waitFor([&] { return session().waitLogin; })) throw std::runtime_error("no redirect");
-        tick();
-        expect(chatServer);
-        chatServer.reply(encodeFrame(reply(kind::kLogin, code::kLoginAccepted, 77),
-                                     joinFields({gbk::fromUtf8("爱丽丝"), "m3"})));
-        if (!waitFor([&] {
-                tick();
-                return session().online;
-            }))
-            throw std::runtime_error("login did not complete");
-        tick();
-        const FrameHeader h = expect(chatServer).header;
-        if (FrameKind{h.type, h.sub} != kind::kFriendRoster)
-            throw std::runtime_error("no roster request after login");
+        completeLogin(session(), [this] { tick(); });
     }
 
     TempDir dir;
-    std::string ip;
-    ScriptedPeer dispatcher;  // listening from the start, so that nothing the form sends is lost
-    ScriptedPeer chatServer;
     RecordingServices services;
     RecordingDesktop desktop;
-    QtUdpSocket update;
-    QtUdpSocket chat;
-    FakeTimer timer;
     std::unique_ptr<app::Mainform> form;
     int unloadCount = 0;
 };

@@ -24,7 +24,7 @@ TEST(MainformClose, BeforeLoginUnloadsOnceWritesThePositionAndSendsNothing) {
     EXPECT_EQ(rig.position(), "4500,675,");
     EXPECT_EQ(rig.desktop.calls.back(), "trayRemove");
     EXPECT_FALSE(other.isVisible()) << "the unload closes every other window";
-    EXPECT_FALSE(rig.dispatcher.receive(50));
+    EXPECT_TRUE(rig.update.sent.empty());
     f.show();
     f.exitProgram();
     EXPECT_EQ(rig.unloadCount, 1) << "the unload runs once";
@@ -47,7 +47,7 @@ TEST(MainformClose, AfterLoginHidesToTheTrayUntilExitSendsTheQuitFrame) {
     EXPECT_EQ(rig.unloadCount, 0);
     EXPECT_TRUE(f.session().online);
     EXPECT_EQ(rig.position(), "");
-    EXPECT_FALSE(rig.chatServer.receive(50)) << "hiding sends no quit";
+    EXPECT_TRUE(rig.chat.sent.empty()) << "hiding sends no quit";
     f.menus().show->trigger();
     EXPECT_TRUE(f.isVisible());
     EXPECT_FALSE(f.windowState() & Qt::WindowMinimized);
@@ -55,8 +55,8 @@ TEST(MainformClose, AfterLoginHidesToTheTrayUntilExitSendsTheQuitFrame) {
     f.menus().exit->trigger();
     EXPECT_EQ(rig.unloadCount, 1);
     EXPECT_FALSE(f.isVisible());
-    const OwnedFrame quit = rig.expect(rig.chatServer);
-    EXPECT_EQ((FrameKind{quit.header.type, quit.header.sub}), kind::kLogout);
+    const OwnedFrame quit = rig.sentOn(rig.chat);
+    EXPECT_EQ(kindOf(quit), kind::kLogout);
     EXPECT_EQ(quit.body, joinFields({"alice"}));
     EXPECT_FALSE(f.session().online);
     EXPECT_NE(rig.position(), "");
@@ -70,8 +70,7 @@ TEST(MainformClose, LogoutSendsQuitButTheCloseButtonStillOnlyHides) {
     f.showMainFrame();
 
     f.menus().logout->trigger();
-    const OwnedFrame quit = rig.expect(rig.chatServer);
-    EXPECT_EQ((FrameKind{quit.header.type, quit.header.sub}), kind::kLogout);
+    EXPECT_EQ(kindOf(rig.sentOn(rig.chat)), kind::kLogout);
     EXPECT_FALSE(f.mainFrameShown());
     EXPECT_EQ(f.statusText(2), "状态：未验证");
 
@@ -79,7 +78,7 @@ TEST(MainformClose, LogoutSendsQuitButTheCloseButtonStillOnlyHides) {
     EXPECT_EQ(rig.unloadCount, 0);
     f.exitProgram();
     EXPECT_EQ(rig.unloadCount, 1);
-    EXPECT_FALSE(rig.chatServer.receive(50)) << "logged out: the exit sends nothing more";
+    EXPECT_TRUE(rig.chat.sent.empty()) << "logged out: the exit sends nothing more";
 }
 
 }  // namespace

@@ -58,13 +58,13 @@ TEST(MainformControls, EnterInThePasswordBoxLogsInOnceAndFillsThePanels) {
 
     QTest::keyClick(l.txtPassword, Qt::Key_Enter);  // while the first login waits: nothing more
     rig.tick(2);
-    const OwnedFrame login = rig.expect(rig.dispatcher);
-    EXPECT_EQ((FrameKind{login.header.type, login.header.sub}), kind::kLogin);
+    const OwnedFrame login = rig.sentOn(rig.update);
+    EXPECT_EQ(kindOf(login), kind::kLogin);
     EXPECT_EQ(login.body, joinFields({"alice", "14e1b600b1fd579f47433b88e8d85291"}));
-    EXPECT_FALSE(rig.dispatcher.receive(50));
+    EXPECT_TRUE(rig.update.sent.empty());
 
-    rig.dispatcher.reply(encodeFrame(reply(kind::kLogin, code::kWrongPassword), ""));
-    ASSERT_TRUE(waitFor([&] { return l.com_login->isEnabled(); }));
+    rig.fromDispatcher(code::kWrongPassword, "");
+    EXPECT_TRUE(l.com_login->isEnabled());
     EXPECT_EQ(l.lbInfo->text(), "密码错误，请重新输入。");
     EXPECT_EQ(l.lbInfo->palette().color(QPalette::WindowText), QColor(Qt::red));
     EXPECT_EQ(f.focusWidget(), l.txtPassword);

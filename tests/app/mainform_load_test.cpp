@@ -88,7 +88,7 @@ TEST(MainformLoad, TheHallLineReachesTheSessionAndStartsTheLogin) {
     EXPECT_EQ(f.loginFrame().txtName->text(), "bob");
     EXPECT_FALSE(f.loginFrame().com_login->isEnabled());
     rig.tick();
-    EXPECT_EQ(rig.expect(rig.dispatcher).body, joinFields({"bob", "fedcba9876543210fedcba9876543210"}));
+    EXPECT_EQ(rig.sentOn(rig.update).body, joinFields({"bob", "fedcba9876543210fedcba9876543210"}));
 }
 
 TEST(MainformLoad, TheRealPartsHandToastsTheStoredTransparencyAsTheWindowReadsIt) {

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QThreadPool>
 #include <atomic>
 #include <future>
@@ -7,12 +11,21 @@
 
 #include "session/qt_transport.h"
 #include "support/loopback.h"
-#include "support/scripted_peer.h"
 
 namespace nq {
 namespace {
 
-using test::waitFor;
+// Runs the event loop until pred holds; false when timeoutMs passed first.
+template <class Pred>
+bool waitFor(Pred pred, int timeoutMs = 3000) {
+    QElapsedTimer t;
+    t.start();
+    while (!pred()) {
+        if (t.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return true;
+}
 
 // Each socket binds an ephemeral port; the traffic goes to this process's own loopback address.
 const std::string& here() {

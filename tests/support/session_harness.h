@@ -3,6 +3,7 @@
 // dispatcher and the chat server played by the test: it reads what the session sent and
 // delivers the answers, and the clock moves only when the test ticks.
 
+#include <functional>
 #include <memory>
 
 #include "session/session.h"
@@ -10,9 +11,9 @@
 #include "support/memory_transport.h"
 #include "support/recording_services.h"
 #include "support/recording_view.h"
-#include "support/scripted_peer.h"
 #include "support/temp_dir.h"
 #include "wire/fields.h"
+#include "wire/packet.h"
 
 namespace nq {
 inline void PrintTo(FrameKind k, std::ostream* os) {
@@ -22,39 +23,29 @@ inline void PrintTo(FrameKind k, std::ostream* os) {
 
 namespace nq::test {
 
+struct OwnedFrame {
+    FrameHeader header;
+    uint16_t len = 0;
+    Bytes body;
+    Bytes raw;
+};
 inline OwnedFrame frameOf(const SentDatagram& d) {
-    auto f = firstFrame(d.data);
+    auto f = decodeFrame(d.data);
     if (!f) throw std::runtime_error("the datagram holds no frame");
-    return *f;
+    return OwnedFrame{f->header, f->len, Bytes(f->body), d.data};
 }
 inline FrameKind kindOf(const OwnedFrame& f) {
     return {f.header.type, f.header.sub};
 }
 
-class SessionHarness {
+// The two servers on the far side of the session's sockets, and its timer.
+class ScriptedServers {
   public:
     static constexpr const char* kDispatcherHost = "dispatcher.test";
     static constexpr const char* kChatHost = "chat.test";
     static constexpr uint16_t kChatPort = 8000;
     static constexpr uint32_t kSessionNumber = 0x00ABCDEF;
 
-    SessionHarness() {
-        writeIni("Sys.ini", "Server", kDispatcherHost);
-        session = std::make_unique<Session>(home(), services, view, update, chat, timer);
-        session->InitGlobals();
-    }
-
-    std::string home() const { return dir.path(); }
-    void writeIni(const std::string& file, const std::string& key, const std::string& value) {
-        CIniFile(dir.file(file)).WriteIniKey("Setting", key, value);
-    }
-    std::string readIni(const std::string& file, const std::string& key) {
-        return CIniFile(dir.file(file)).GetIniKey("Setting", key);
-    }
-
-    void tick(int n = 1) {
-        for (int i = 0; i < n; ++i) session->tick();
-    }
     // The oldest frame the session sent on the socket and nobody has read.
     static OwnedFrame sentOn(MemorySocket& socket) { return frameOf(socket.take()); }
 
@@ -69,18 +60,10 @@ class SessionHarness {
         fromChat({.seq = 1, .type = 1, .sub = 1, .session = sessionNumber, .code = code::kLoginAccepted},
                  joinFields({gbk::fromUtf8("爱丽丝"), "m3"}));
     }
-
-    // Types into the login boxes and clicks com_login.
-    void click(const std::string& name = "alice", const std::string& password = "secret") {
-        view.name = name;
-        view.password = password;
-        session->comLoginClick();
-    }
-    // The whole way in: click, dispatcher redirect, the chat server accepts. Ends online, with
-    // the roster request that the first tick online sends taken off the socket.
-    void login(const std::string& name = "alice", const std::string& password = "secret",
-               uint32_t sessionNumber = kSessionNumber) {
-        click(name, password);
+    // The way in after the click: dispatcher redirect, the chat server accepts. Ends online,
+    // with the roster request that the first tick online sends taken off the socket.
+    void completeLogin(const Session& s, const std::function<void()>& tick,
+                       uint32_t sessionNumber = kSessionNumber) {
         tick();
         sentOn(update);
         redirect();
@@ -88,17 +71,50 @@ class SessionHarness {
         sentOn(chat);
         accept(sessionNumber);
         tick();
-        if (!session->online) throw std::runtime_error("login did not complete");
+        if (!s.online) throw std::runtime_error("login did not complete");
         tick();
-        if (sentOn(chat).header.sub != kind::kFriendRoster.sub) throw std::runtime_error("no roster request");
+        if (kindOf(sentOn(chat)) != kind::kFriendRoster) throw std::runtime_error("no roster request");
+    }
+
+    MemorySocket update;
+    MemorySocket chat;
+    FakeTimer timer;
+};
+
+class SessionHarness : public ScriptedServers {
+  public:
+    SessionHarness() {
+        writeIni("Sys.ini", "Server", kDispatcherHost);
+        session = std::make_unique<Session>(dir.path(), services, view, update, chat, timer);
+        session->InitGlobals();
+    }
+
+    std::string home() const { return dir.path(); }
+    void writeIni(const std::string& file, const std::string& key, const std::string& value) {
+        CIniFile(dir.file(file)).WriteIniKey("Setting", key, value);
+    }
+    std::string readIni(const std::string& file, const std::string& key) {
+        return CIniFile(dir.file(file)).GetIniKey("Setting", key);
+    }
+    void tick(int n = 1) {
+        for (int i = 0; i < n; ++i) session->tick();
+    }
+
+    // Types into the login boxes and clicks com_login.
+    void click(const std::string& name = "alice", const std::string& password = "secret") {
+        view.name = name;
+        view.password = password;
+        session->comLoginClick();
+    }
+    void login(uint32_t sessionNumber = kSessionNumber) {
+        click();
+        completeLogin(
+            *session, [this] { tick(); }, sessionNumber);
     }
 
     TempDir dir;
     RecordingServices services;
     RecordingView view;
-    MemorySocket update;
-    MemorySocket chat;
-    FakeTimer timer;
     std::unique_ptr<Session> session;
 };
 
