@@ -34,7 +34,6 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
 
     h.redirect();
     EXPECT_TRUE(!s.waitDispatcher && s.waitLogin && s.waitReply);
-    EXPECT_EQ(h.chat.binds, std::vector<uint16_t>{static_cast<uint16_t>(toDispatcher.localPort + 321)});
     h.tick();
     const SentDatagram toChat = h.chat.take();
     EXPECT_EQ(toChat.host, SessionHarness::kChatHost);

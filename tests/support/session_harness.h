@@ -4,13 +4,14 @@
 // delivers the answers, and the clock moves only when the test ticks.
 
 #include <functional>
+#include <map>
 #include <memory>
 
 #include "session/session.h"
+#include "session/session_view.h"
 #include "store/ini_file.h"
 #include "support/memory_transport.h"
 #include "support/recording_services.h"
-#include "support/recording_view.h"
 #include "support/temp_dir.h"
 #include "wire/fields.h"
 #include "wire/packet.h"
@@ -37,6 +38,46 @@ inline OwnedFrame frameOf(const SentDatagram& d) {
 inline FrameKind kindOf(const OwnedFrame& f) {
     return {f.header.type, f.header.sub};
 }
+
+// What the main window would show, kept for tests to read.
+class RecordingView : public SessionView {
+  public:
+    std::string nameText() const override { return name; }
+    void setNameText(const std::string& t) override { name = t; }
+    std::string passwordText() const override { return password; }
+    void setPasswordText(const std::string& t) override { password = t; }
+    void setInputsEnabled(bool e) override { inputsEnabled = e; }
+    void selectNameText() override {
+        focus = "txtName";
+        ++nameSelections;
+    }
+    void focusName() override { focus = "txtName"; }
+    void selectPasswordText() override { focus = "txtPassword"; }
+    void focusPassword() override { focus = "txtPassword"; }
+    void setRememberChecked(bool c) override { rememberChecked = c; }
+    void setAutoRunChecked(bool c) override { autoRunChecked = c; }
+    void setLoginEnabled(bool e) override { loginEnabled = e; }
+    void setCancelEnabled(bool e) override { cancelEnabled = e; }
+    void setInfo(const std::string& t, InfoColor c) override {
+        info = t;
+        infoColor = c;
+    }
+    void setStatus(int panel, const std::string& t) override { status[panel] = t; }
+    void showLoginFrame() override { frame = "loginFrame"; }
+    void showMainFrame() override { frame = "mainframe"; }
+    void clearContacts() override { ++contactClears; }
+    void setSessionMenusEnabled(bool e) override { sessionMenus = e; }
+    void unloadOtherForms() override { ++otherFormUnloads; }
+    void unloadMainForm() override { ++mainFormUnloads; }
+    void trayRemove() override { trayRemoved = true; }
+
+    std::string name, password, info, focus, frame = "loginFrame";
+    InfoColor infoColor = InfoColor::Black;
+    std::map<int, std::string> status;
+    bool inputsEnabled = true, rememberChecked = false, autoRunChecked = false;
+    bool loginEnabled = true, cancelEnabled = false, sessionMenus = false, trayRemoved = false;
+    int contactClears = 0, otherFormUnloads = 0, mainFormUnloads = 0, nameSelections = 0;
+};
 
 // The two servers on the far side of the session's sockets, and its timer.
 class ScriptedServers {
