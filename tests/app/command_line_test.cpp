@@ -27,6 +27,7 @@ TEST(CommandLine, OptionsAnywhereAndTheRestIsTheHallLine) {
     const CommandLine b = parse({"--home=/x", "--tick-ms", "60000"});  // the top is allowed
     EXPECT_EQ(b.home, "/x");
     EXPECT_EQ(b.tickMs, 60000);
+    EXPECT_EQ(b.error, "");
     EXPECT_EQ(b.hallLine, "");
     // Bytes that are not UTF-8 (a GBK name) come through unchanged.
     char raw[] = "\xB0\xAE$d$2$";
