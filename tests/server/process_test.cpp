@@ -41,11 +41,9 @@ TEST(Nqserver, SessionsAndWaitingMessagesSurviveAGracefulRestart) {
 TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     const std::string address = claimLoopbackAddress(), a = address + ":8001", b = address + ":8002";
     ServerProcess s(address, {"--role", "dispatcher", "--chat-server", a, "--chat-server", b});
-    auto chatArgs = [&](const char* port) {
-        return std::vector<std::string>{
-            "--role", "chat", "--public-host", address, "--session-timeout", "30", "--chat-port", port};
-    };
-    ServerProcess chatA(address, chatArgs("8001"), s.db()), chatB(address, chatArgs("8002"), s.db());
+    const std::vector<std::string> chatArgs = {
+        "--role", "chat", "--public-host", address, "--session-timeout", "30"};
+    ServerProcess chatA(address, chatArgs, s.db(), 8001), chatB(address, chatArgs, s.db(), 8002);
     Client carol(address), dave(address), alice(address), asker(address), bob(address), again(address);
     carol.enter(chatA.chat(), "carol");
     dave.login(chatA.chat(), "dave");

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -25,18 +25,12 @@ namespace {
 
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::string nqserverPath() {
-    return std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver";
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // Starts nqserver with args, its stdout and stderr to files; returns the pid.
 pid_t spawn(std::vector<std::string> args, const std::string& outPath, const std::string& errPath) {
-    args.insert(args.begin(), nqserverPath());
+    args.insert(args.begin(), std::string(std::getenv("NQ_BIN_DIR")) + "/server/nqserver");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -62,14 +56,26 @@ RunResult runNqserver(std::vector<std::string> args) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(out), readFile(err)};
 }
 
-ServerProcess::ServerProcess(std::string address, std::vector<std::string> extraArgs, std::string sharedDb)
+ServerProcess::ServerProcess(std::string address, std::vector<std::string> extraArgs, std::string sharedDb,
+                             uint16_t chatPort)
     : db_(sharedDb.empty() ? folder_.file("nq.db") : sharedDb),
       logPath_(folder_.file("server.log")),
-      ip_(*server::parseIpv4(address)) {
-    args_ = {"serve", "--db",        db_,  "--address",   address, "--session-timeout",
-             "1",     "--pace-tick", "20", "--log-level", "debug", "--trace"};
-    for (size_t i = 0; i + 1 < extraArgs.size(); ++i)
-        if (extraArgs[i] == "--chat-port") chatPort_ = static_cast<uint16_t>(std::stoi(extraArgs[i + 1]));
+      ip_(*server::parseIpv4(address)),
+      chatPort_(chatPort) {
+    args_ = {"serve",
+             "--db",
+             db_,
+             "--address",
+             address,
+             "--session-timeout",
+             "1",
+             "--pace-tick",
+             "20",
+             "--chat-port",
+             std::to_string(chatPort),
+             "--log-level",
+             "debug",
+             "--trace"};
     args_.insert(args_.end(), extraArgs.begin(), extraArgs.end());
     if (sharedDb.empty() && admin({"demo"}).status != 0) throw std::runtime_error("nqserver demo failed");
     start();
@@ -85,23 +91,21 @@ void ServerProcess::start() {
     const size_t logStart = readFile(logPath_).size();
     pid_ = spawn(args_, "/dev/null", logPath_);
     for (const auto deadline = std::chrono::steady_clock::now() + 10s;
-         std::chrono::steady_clock::now() < deadline;) {
+         std::chrono::steady_clock::now() < deadline; std::this_thread::sleep_for(5ms)) {
         if (readFile(logPath_).find("nqserver ready", logStart) != std::string::npos) return;
-        int status = 0;
-        if (waitpid(pid_, &status, WNOHANG) == pid_) {
+        if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
             pid_ = -1;
             throw std::runtime_error("nqserver exited at start:\n" + readFile(logPath_));
         }
-        std::this_thread::sleep_for(5ms);
     }
+    stop();
     throw std::runtime_error("nqserver did not become ready:\n" + readFile(logPath_));
 }
 
 void ServerProcess::stop() {
     if (pid_ <= 0) return;
     kill(pid_, SIGTERM);
-    int status = 0;
-    waitpid(pid_, &status, 0);
+    waitpid(pid_, nullptr, 0);
     pid_ = -1;
 }
 
@@ -110,15 +114,14 @@ RunResult ServerProcess::admin(std::vector<std::string> args) const {
     return runNqserver(args);
 }
 
-Client::Client(const std::string& address) {
-    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+Client::Client(const std::string& address) : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_in sa = server::Endpoint{*server::parseIpv4(address), 0}.toSockaddr();
     if (fd_ < 0 || ::bind(fd_, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) != 0)
         throw std::runtime_error("cannot bind a client socket on " + address);
 }
 
 Client::~Client() {
-    if (fd_ >= 0) ::close(fd_);
+    ::close(fd_);
 }
 
 void Client::sendRaw(const server::Endpoint& to, std::string_view bytes) {
@@ -140,7 +143,8 @@ void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn) {
 
 std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadline) {
     while (pending_.empty()) {
-        const auto left = std::chrono::duration_cast<Millis>(deadline - std::chrono::steady_clock::now());
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         pollfd p{fd_, POLLIN, 0};
         if (left.count() <= 0) return std::nullopt;
         if (::poll(&p, 1, static_cast<int>(left.count())) <= 0) continue;
@@ -149,10 +153,9 @@ std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadl
         for (std::string_view data(buf, static_cast<size_t>(std::max<ssize_t>(n, 0))); !data.empty();) {
             auto f = decodeFrame(data);
             if (!f || f->len > kMaxFrame) throw std::runtime_error("the server sent bytes that are no frame");
-            Received r{f->header, {}};
+            Received& r = pending_.emplace_back(Received{f->header, {}});
             FieldReader fields(f->body);
             while (auto field = fields.next()) r.fields.emplace_back(*field);
-            pending_.push_back(std::move(r));
             data.remove_prefix(f->len);
         }
     }
@@ -161,17 +164,17 @@ std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadl
     return r;
 }
 
-Received Client::waitFor(FrameKind kind, Millis timeout) {
+Received Client::waitFor(FrameKind kind, std::chrono::milliseconds timeout) {
     for (const auto deadline = std::chrono::steady_clock::now() + timeout;;) {
         auto r = next(deadline);
         if (!r) throw std::runtime_error("waited in vain for a frame of type " + std::to_string(kind.type));
-        if (r->kind() == kind) return *r;
+        if (r->header.type == kind.type && r->header.sub == kind.sub) return *r;
     }
 }
 
-void Client::expectSilence(Millis window, std::optional<FrameKind> kind) {
+void Client::expectSilence(std::chrono::milliseconds window, std::optional<FrameKind> kind) {
     for (const auto deadline = std::chrono::steady_clock::now() + window; auto r = next(deadline);)
-        if (!kind || r->kind() == *kind)
+        if (!kind || (r->header.type == kind->type && r->header.sub == kind->sub))
             throw std::runtime_error("expected silence but got type " + std::to_string(r->header.type));
 }
 

@@ -3,7 +3,6 @@
 // over UDP one step at a time. Each test claims a loopback address of its own (support/loopback.h).
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
 #include <chrono>
 #include <deque>
@@ -21,7 +20,6 @@
 namespace nq::test {
 
 using namespace std::chrono_literals;
-using Millis = std::chrono::milliseconds;
 
 inline Bytes g(std::string_view utf8) {
     return gbk::fromUtf8(utf8);
@@ -38,10 +36,9 @@ RunResult runNqserver(std::vector<std::string> args);
 // come last and so win. Started at once; its log is printed if the test has failed.
 class ServerProcess {
   public:
-    ServerProcess(std::string address, std::vector<std::string> extraArgs = {}, std::string sharedDb = {});
+    ServerProcess(std::string address, std::vector<std::string> extraArgs = {}, std::string sharedDb = {},
+                  uint16_t chatPort = 8000);
     ~ServerProcess();
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
 
     void start();
     void stop();  // SIGTERM, as an operator would, and wait for the exit
@@ -55,14 +52,13 @@ class ServerProcess {
     TempDir folder_{"nqserver-e2e"};
     std::string db_, logPath_;
     uint32_t ip_;
-    uint16_t chatPort_ = 8000;
-    pid_t pid_ = -1;
+    uint16_t chatPort_;
+    int pid_ = -1;
 };
 
 struct Received {
     FrameHeader header;
     std::vector<Bytes> fields;
-    FrameKind kind() const { return {header.type, header.sub}; }
 };
 
 // Reads each datagram as frames one behind the other, as the client does; throws when the
@@ -71,15 +67,13 @@ class Client {
   public:
     explicit Client(const std::string& address);  // an ephemeral port on the test's address
     ~Client();
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
 
     uint32_t session() const { return session_; }
     void sendRaw(const server::Endpoint& to, std::string_view bytes);
     // To the chat server of the last login, with its session and the own name in front.
     void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {});
-    Received waitFor(FrameKind kind, Millis timeout = 3s);  // skips other frames
-    void expectSilence(Millis window, std::optional<FrameKind> kind = std::nullopt);
+    Received waitFor(FrameKind kind, std::chrono::milliseconds timeout = 3s);  // skips other frames
+    void expectSilence(std::chrono::milliseconds window, std::optional<FrameKind> kind = std::nullopt);
     Received askDispatcher(const server::Endpoint& dispatcher, const std::string& name);
     Received login(const server::Endpoint& chat, const std::string& name,
                    const std::string& password = "123456");

