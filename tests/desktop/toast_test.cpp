@@ -92,7 +92,7 @@ TEST_F(ToastTest, SlotsStackToFourAndOnlyTheNewestGivesTheCounterBack) {
     }
 }
 
-TEST_F(ToastTest, SlideInRisesTenTwipsAStepWithTheBottomFixedAndEndsInsideTheWorkArea) {
+TEST_F(ToastTest, SlidesInTenTwipsAStepInsideTheWorkAreaAndOutFiveTwipsAStepTo120) {
     frmMsnStyle* t = alert();
     const QRect avail = QGuiApplication::primaryScreen()->availableGeometry();
     EXPECT_GT(t->geometry().top(), avail.bottom() - 24) << "starts as a thin strip at the bottom";
@@ -116,12 +116,9 @@ TEST_F(ToastTest, SlideInRisesTenTwipsAStepWithTheBottomFixedAndEndsInsideTheWor
     EXPECT_LE(t->geometry().right(), avail.right());
     EXPECT_TRUE(t->tmrAlert->isActive());
     EXPECT_FALSE(t->step()) << "nothing slides while the toast is displayed";
-}
 
-TEST_F(ToastTest, SlideOutSinksFiveTwipsAStepTo120ThenUnloads) {
-    frmMsnStyle* t = alert();
-    slideIn(t);
-    // The close mark only hides: the toast stays loaded until its timer ends.
+    // Slide-out: five twips a step down to 120, then the unload. The close mark only hides: the toast stays
+    // loaded until its timer ends.
     t->onCloseMarkClicked();
     EXPECT_FALSE(t->isVisible());
     EXPECT_TRUE(t->tmrAlert->isActive());
@@ -178,7 +175,7 @@ TEST_F(ToastTest, TheCloseMarkAndTheTextAnswerTheMouse) {
     EXPECT_EQ(t->lblAlert->palette().color(QPalette::WindowText), QColor(0, 0, 0));
 }
 
-TEST_F(ToastTest, LoadsWithTheBoardsStoredAlphaWithoutTakingTheFocus) {
+TEST_F(ToastTest, LoadsWithTheStoredAlphaWithoutTheFocusAndRisesOnItsTimer) {
     int reads = 0;
     board_.setTransValueReader(
         [&reads] { return ++reads == 1 ? std::string("1,205,") : std::string("0,90,"); });
@@ -186,6 +183,11 @@ TEST_F(ToastTest, LoadsWithTheBoardsStoredAlphaWithoutTakingTheFocus) {
     EXPECT_NEAR(t->windowOpacity(), 205.0 / 255.0, 1e-6);
     EXPECT_NE(QApplication::activeWindow(), t);
     EXPECT_DOUBLE_EQ(alert()->windowOpacity(), 1.0) << "each toast reads the value anew";
+    // No step() by hand: only the event loop runs. The deadline is a bound, not a timing goal.
+    const QDeadlineTimer deadline(5000);
+    while (!deadline.hasExpired() && t->heightTwips() == 90)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_GT(t->heightTwips(), 90) << "the slide timer drives the rise on its own";
 }
 
 TEST_F(ToastTest, TheBackgroundCarriesTheGradientFromTopToBottom) {
@@ -218,15 +220,6 @@ TEST_F(ToastTest, OkCallsTheCallersMsgBackOnlyAfterTheSlideIn) {
     slideIn(quiet);
     quiet->cmdOk->click();
     EXPECT_FALSE(quiet->isVisible());
-}
-
-TEST_F(ToastTest, TheSlideTimerDrivesTheRiseOnItsOwn) {
-    frmMsnStyle* t = alert();
-    // No step() by hand: only the event loop runs. The deadline is a bound, not a timing goal.
-    const QDeadlineTimer deadline(5000);
-    while (!deadline.hasExpired() && t->heightTwips() == 90)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    EXPECT_GT(t->heightTwips(), 90);
 }
 
 }  // namespace

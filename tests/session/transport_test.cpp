@@ -45,18 +45,12 @@ struct Listener {
     }
 };
 
-TEST(UdpSocket, BindsAndTellsATakenPortApart) {
-    Listener a;
-    ASSERT_NE(a.socket.localPort(), 0);
-    QtUdpSocket b;
-    EXPECT_EQ(b.bind(a.socket.localPort()), SocketError::AddressInUse);
-    EXPECT_EQ(b.localPort(), 0);
-    a.socket.close();
-    EXPECT_EQ(a.socket.localPort(), 0);
-}
-
-TEST(UdpSocket, CarriesDatagramsBothWaysWithTheirBytesIntact) {
+TEST(UdpSocket, TellsATakenPortApartAndCarriesDatagramsBothWaysWithTheirBytesIntact) {
     Listener a, b;
+    ASSERT_NE(a.socket.localPort(), 0);
+    QtUdpSocket taken;
+    EXPECT_EQ(taken.bind(a.socket.localPort()), SocketError::AddressInUse);
+    EXPECT_EQ(taken.localPort(), 0);
     a.socket.setRemote(here(), b.socket.localPort());
     b.socket.setRemote(here(), a.socket.localPort());
     const Bytes binary("\0\xff\x80zz\0", 6);
@@ -66,6 +60,8 @@ TEST(UdpSocket, CarriesDatagramsBothWaysWithTheirBytesIntact) {
     ASSERT_TRUE(waitFor([&] { return b.heard.size() == 2 && a.heard.size() == 1; }));
     EXPECT_EQ(b.heard, (std::vector<Bytes>{binary, "second"}));
     EXPECT_EQ(a.heard, std::vector<Bytes>{"back"});
+    a.socket.close();
+    EXPECT_EQ(a.socket.localPort(), 0);
 }
 
 TEST(UdpSocket, ASendToAClosedPortIsReportedAsAResetAndTheSocketGoesOn) {
