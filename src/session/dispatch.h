@@ -28,8 +28,6 @@ class DispatchTable {
     // that hold whole numbers; anything else matches no leaf. Returns whether one ran.
     bool dispatch(Session& session, float type, float sub) const;
 
-    [[nodiscard]] bool has(FrameKind kind) const { return leaves_.count({kind.type, kind.sub}) != 0; }
-
   private:
     static constexpr int kAnySub = -1;
     std::map<std::pair<int, int>, Handler> leaves_;
