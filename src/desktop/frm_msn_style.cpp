@@ -153,10 +153,10 @@ void frmMsnStyle::buildControls() {
         QStringLiteral("QPushButton { color: #203a6e; background: qlineargradient(x1:0, y1:0, x2:0, y2:1,"
                        " stop:0 #ffffff, stop:1 #e4ecf9); border: 1px solid #6e8ecc; border-radius: 3px; }"
                        "QPushButton:hover { background: #ffffff; }"
-                       "QPushButton:pressed { background: #c9d8f2; }"));
-    // The button is only offered while it does something: enabled for a toast that waits.
+                       "QPushButton:pressed { background: #c9d8f2; }"
+                       "QPushButton:disabled { color: #9aa8c4; border-color: #b3c3e2; }"));
+    // Always shown, so every toast looks alike; it only answers on a toast that waits for it.
     cmdOk->setEnabled(false);
-    cmdOk->hide();
     connect(cmdOk, &QPushButton::clicked, this, &frmMsnStyle::onOkClicked);
 
     tmrAlert = new QTimer(this);
@@ -217,10 +217,7 @@ void frmMsnStyle::Alert(const QString& text, int time, const QString& sound) {
     gradient_.Draw(picBackground);
 
     // A toast without a time waits for its Ok.
-    if (time == 0) {
-        cmdOk->setEnabled(true);
-        cmdOk->show();
-    }
+    if (time == 0) cmdOk->setEnabled(true);
 
     phase_ = Phase::SlidingIn;
     if (height_ >= fullHeightTwips()) {
@@ -355,8 +352,8 @@ bool frmMsnStyle::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void frmMsnStyle::closeEvent(QCloseEvent* event) {
-    // A toast closed from outside (the program ending) gives its slot back like one that ends.
-    releaseSlot();
+    // Closed from outside (a logout unloads every window): the slot stays counted, so the next
+    // toast still opens above this one's place. Only the toast's own ways out give it back.
     slideTimer_->stop();
     tmrAlert->stop();
     phase_ = Phase::Unloaded;

@@ -29,9 +29,8 @@ void Session::reseed() {
 }
 
 std::string Session::noticeText(const Bytes& body) {
-    Bytes text = body;
-    while (!text.empty() && text.back() == '\0') text.pop_back();
-    return gbk::toUtf8(text);
+    // A message box shows a C string: whatever follows the first NUL never reaches the screen.
+    return gbk::toUtf8(body.substr(0, body.find('\0')));
 }
 
 void Session::restoreLoginPanel(const std::string& commandLine) {
@@ -109,6 +108,20 @@ bool Session::bindUpdateSocket(const std::string& host) {
     return false;
 }
 
+// A chat socket that cannot be bound leaves the redirect unanswered: the dispatcher wait goes on,
+// with its retries and its give-up, rather than a login sent from a closed socket.
+bool Session::bindChatSocket(const Bytes& host, uint16_t port) {
+    for (int attempt = 0; attempt < kMaxBindAttempts; ++attempt) {
+        chat_.close();
+        chat_.setRemote(host, port);
+        const SocketError err = chat_.bind(static_cast<uint16_t>(localPort + kChatPortOffset));
+        if (err == SocketError::None || err == SocketError::ConnectionReset) return true;
+        if (err != SocketError::AddressInUse) return false;
+        localPort = nextPort(localPort);
+    }
+    return false;
+}
+
 std::string Session::clientVersion() {
     const std::string ver = readSetting(sysIni(), keys::kVersion);
     return ver.empty() ? "1.0" : ver;
@@ -137,7 +150,9 @@ void Session::retryDispatcher(std::string_view serverKey) {
     // The retry binds the next port up, so a lingering reply to the first port is not read.
     update_.close();
     update_.setRemote(host, kDispatcherPort);
-    if (update_.bind(static_cast<uint16_t>(localPort + 1)) != SocketError::None) return;
+    // A failed bind changes nothing: the frame is queued all the same and leaves into nowhere,
+    // and the schedule goes on to the next host.
+    [[maybe_unused]] const SocketError bound = update_.bind(static_cast<uint16_t>(localPort + 1));
     viaDispatcher = true;
     queueFrame(kind::kLogin, static_cast<uint16_t>(versionCode(clientVersion())), loginBody);
     showAwaitingVerification(view_.nameText());
@@ -158,13 +173,7 @@ void Session::onDispatcherFrame() {
     if (c == code::kGoToChatServer) {
         const Bytes host = cutField(wire.msgBody).value_or(Bytes());
         const int port = static_cast<int>(toNumber(cutField(wire.msgBody).value_or(Bytes())));
-        for (int attempt = 0; attempt < kMaxBindAttempts; ++attempt) {
-            chat_.close();
-            chat_.setRemote(host, static_cast<uint16_t>(port));
-            if (chat_.bind(static_cast<uint16_t>(localPort + kChatPortOffset)) != SocketError::AddressInUse)
-                break;
-            localPort = nextPort(localPort);
-        }
+        if (!bindChatSocket(host, static_cast<uint16_t>(port))) return;
         viaDispatcher = false;
         queueFrame(kind::kLogin, code::kNone, loginBody);
         waitDispatcher = false;

@@ -178,6 +178,7 @@ class Session : public QObject {
     void trace(const char* direction, const char* channel, const Bytes& datagram) const;
     void registerSessionLeaves();
     [[nodiscard]] bool bindUpdateSocket(const std::string& host);
+    [[nodiscard]] bool bindChatSocket(const Bytes& host, uint16_t port);
     void startLogin(const Bytes& name, const Bytes& body);
     std::string clientVersion();  // Sys.ini "Ver", "1.0" when empty
     void showAwaitingVerification(const std::string& name);

@@ -10,7 +10,7 @@ constexpr FrameKind kUnlisted{11, 1};  // a kind no leaf is registered for
 
 // How far the session got before the wait begins, when the box must show, and whether the
 // give-up stops the timer.
-enum class Stage { Clicked, Redirected, LoggedIn, LoggedInWaitLoginDown, SessionLost };
+enum class Stage { Clicked, Redirected, RedirectUnbound, LoggedIn, LoggedInWaitLoginDown, SessionLost };
 struct TimeOut {
     const char* name;
     Stage stage;
@@ -23,6 +23,8 @@ TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
     const TimeOut rows[] = {
         {"dispatcher silent: 70 s", Stage::Clicked, 140, "连接服务器超时,请重试！", false},
         {"chat server silent: 50 s", Stage::Redirected, 100, "连接服务器超时,请重试！", true},
+        {"a chat socket that cannot bind: the dispatcher wait runs on", Stage::RedirectUnbound, 139,
+         "连接服务器超时,请重试！", false},
         {"a reply after login: waitLogin is still up", Stage::LoggedIn, 100, "连接服务器超时,请重试！", true},
         {"any other reply: past 25 s", Stage::LoggedInWaitLoginDown, 51, "连接服务器失败！", true},
         {"16 keep-alives unanswered, then 40 s of resends", Stage::SessionLost, 82, "连接服务器超时！",
@@ -32,10 +34,11 @@ TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
         SCOPED_TRACE(row.name);
         SessionHarness h;
         Session& s = *h.session;
-        if (row.stage == Stage::Clicked || row.stage == Stage::Redirected) {
+        if (row.stage <= Stage::RedirectUnbound) {
             h.click();
-            if (row.stage == Stage::Redirected) {
+            if (row.stage != Stage::Clicked) {
                 h.tick();
+                if (row.stage == Stage::RedirectUnbound) h.chat.refusedPorts = {uint16_t(s.localPort + 321)};
                 h.redirect();
             }
         } else {
@@ -59,20 +62,28 @@ TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
 
 TEST(Pump, DispatcherRetriesGoToServer1And2FromTheNextPortUpEvenAfterACancel) {
     SessionHarness h;
-    // An empty Server2 sends nowhere, and the schedule goes on all the same.
+    // The Server2 retry cannot bind; it sends nowhere, and the schedule goes on all the same.
     h.writeIni("Sys.ini", "Server1", "backup.test");
     h.click();
     const uint16_t port = h.session->localPort;
     std::vector<std::pair<int, SentDatagram>> sent;
+    int32_t queuedBefore = 0;
     for (int t = 1; t <= 140; ++t) {
+        // A retry whose bind fails still queues its frame (into nowhere) and shows the wait again.
+        h.update.refusedPorts = {static_cast<uint16_t>(t == 80 ? port + 1 : 0)};
         h.tick();
         while (!h.update.sent.empty()) sent.emplace_back(t, h.update.take());
-        if (t == 1) h.session->comCancleClick();
+        if (t == 1 || t == 79) h.session->comCancleClick();
+        if (t == 79) queuedBefore = h.session->wire.sendWrite;
+        if (t == 80) {
+            EXPECT_FALSE(h.view.inputsEnabled) << "the failed retry disables the boxes again";
+            EXPECT_NE(h.session->wire.sendWrite, queuedBefore) << "and queues its frame";
+        }
     }
-    ASSERT_EQ(sent.size(), 3u);
-    const int expectAt[] = {1, 21, 81};
-    const char* expectHost[] = {SessionHarness::kDispatcherHost, "backup.test", ""};
-    for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(sent.size(), 2u);
+    const int expectAt[] = {1, 21};
+    const char* expectHost[] = {SessionHarness::kDispatcherHost, "backup.test"};
+    for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(sent[i].first, expectAt[i]);
         EXPECT_EQ(sent[i].second.host, expectHost[i]);
         EXPECT_EQ(sent[i].second.port, 4000);
@@ -221,7 +232,7 @@ TEST(Dispatch, NoticesDirectLinksAndFramesWithoutALeaf) {
     EXPECT_EQ(timerDuringBox, std::vector<bool>{false});
     EXPECT_TRUE(h.timer.enabled()) << "the tick turns it back on after the box";
 
-    h.fromChat({.seq = 3, .type = 8, .sub = 2, .session = kSession}, joinFields({"hello"}));
+    h.fromChat({.seq = 3, .type = 8, .sub = 2, .session = kSession}, joinFields({"hello", "unseen"}));
     h.tick();
     ASSERT_EQ(h.services.toasts.size(), 1u);
     EXPECT_EQ(h.services.toasts[0].text, "hello");

@@ -27,6 +27,7 @@ class MemorySocket : public DatagramSocket {
         binds.push_back(localPort);
         localPort_ = 0;
         if (takenPorts.count(localPort)) return SocketError::AddressInUse;
+        if (refusedPorts.count(localPort)) return SocketError::Other;
         localPort_ = localPort;
         return SocketError::None;
     }
@@ -56,7 +57,8 @@ class MemorySocket : public DatagramSocket {
     }
     uint16_t localPort() const { return localPort_; }
 
-    std::set<uint16_t> takenPorts;  // bind() answers AddressInUse for these
+    std::set<uint16_t> takenPorts;    // bind() answers AddressInUse for these
+    std::set<uint16_t> refusedPorts;  // and Other for these
     std::vector<uint16_t> binds;    // every port asked for, in order
     std::deque<SentDatagram> sent;
 
