@@ -37,7 +37,7 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       log_(log),
       bus_(store, config.serverId, std::move(wall)),
       drops_(log, kDropLinesPerSecond),
-      random_(std::random_device{}()) {
+      gate_(store, config.login, log) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
 }
 

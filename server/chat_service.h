@@ -12,7 +12,6 @@
 //   chat_bus.h         what chat servers sharing a database tell each other, and load reports
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -23,6 +22,7 @@
 #include "server/datagram.h"
 #include "server/frame_table.h"
 #include "server/log.h"
+#include "server/login_throttle.h"
 #include "server/pacer.h"
 #include "server/store.h"
 #include "wire/fields.h"
@@ -34,6 +34,7 @@ namespace nq::server {
 struct ChatConfig {
     Duration sessionTimeout = std::chrono::seconds(60);
     PacingConfig pacing;
+    LoginLimits login;
     std::string serverId;  // "host:port" under which this server reports its load
 
     // A client that never sends (2,6) still gets its waiting messages this long after its
@@ -107,6 +108,7 @@ class ChatService {
     void expel(uint32_t number, const char* reason);
     void announce(const Bytes& account, uint16_t presenceCode);
     uint32_t freshSessionNumber();
+    const Session* presentAt(const Endpoint& from);
 
     // chat_relay.cpp
     void onChat(Session& s, const FrameHeader& h, FieldReader& fields);
@@ -145,6 +147,7 @@ class ChatService {
     Logger& log_;
     ChatBus bus_;
     DropLog drops_;
+    LoginGate gate_;
     Time now_{};
 
     std::unordered_map<uint32_t, Session> sessions_;
@@ -155,7 +158,6 @@ class ChatService {
     std::vector<Datagram> output_;
     std::vector<OutFrame> released_;
     std::vector<int64_t> deliveredIds_;
-    std::mt19937 random_;
 
     Time nextSweep_{};
     Time nextNoticePoll_{};

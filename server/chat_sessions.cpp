@@ -1,18 +1,41 @@
 // Sessions: login, logout, keep-alive, the end of a session and what friends hear of it.
 
+#include <sys/random.h>
+
+#include <cerrno>
+#include <system_error>
+
 #include "server/chat_service.h"
-#include "server/credentials.h"
 
 namespace nq::server {
 
 uint32_t ChatService::freshSessionNumber() {
-    // Random, so that a session number is not guessed from the last one; at most 2^31 - 1
-    // because the client keeps it in a signed conversion on some paths.
-    std::uniform_int_distribution<uint32_t> pick(1, 0x7FFFFFFF);
+    // The session number is all that stands between a forged datagram and a session, so each
+    // one comes straight from the kernel: no generator whose state could be read back from the
+    // numbers it gave out. At most 2^31 - 1 because the client keeps it in a signed conversion
+    // on some paths.
     for (;;) {
-        const uint32_t n = pick(random_);
-        if (!sessions_.count(n)) return n;
+        uint32_t n = 0;
+        if (getrandom(&n, sizeof n, 0) != static_cast<ssize_t>(sizeof n)) {
+            if (errno == EINTR) continue;
+            throw std::system_error(errno, std::generic_category(), "getrandom");
+        }
+        n &= 0x7FFFFFFF;
+        if (n != 0 && !sessions_.count(n)) return n;
     }
+}
+
+// One client, one ring: the session at an address and port belongs to the client there for as
+// long as it keeps sending. Its keep-alive comes every 10.5 s; two missed ones, or none due
+// while a notice box of ours stops the client, and it may have gone.
+const ChatService::Session* ChatService::presentAt(const Endpoint& from) {
+    constexpr Duration kTwoKeepAlives = std::chrono::milliseconds(21000);
+    auto p = peers_.find(from);
+    if (p == peers_.end() || p->second.session == 0) return nullptr;
+    auto s = sessions_.find(p->second.session);
+    if (s == sessions_.end()) return nullptr;
+    const bool heard = now_ - s->second.lastHeard <= kTwoKeepAlives;
+    return heard || p->second.pacer.readingStopped(now_) ? &s->second : nullptr;
 }
 
 void ChatService::login(const Endpoint& from, const Frame& f) {
@@ -23,13 +46,26 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
         NQ_LOG(log_, Info, "dropped a login from %s without name and digest", from.toString().c_str());
         return;
     }
-    auto account = store_.account(Bytes(*name));
-    if (!account || !digestMatches(account->digest, *digest)) {
-        NQ_LOG(log_, Info, "login of %s from %s refused: %s", printable(*name).c_str(),
-               from.toString().c_str(), account ? "wrong password" : "no such account");
-        send(from, kind::kLogin, code::kWrongPassword, 0, {});
+    // Only a forger can log in as someone else from the address of a client still sending: the
+    // login is dropped unchecked. Nor does any refusal go there: the client would take it for its
+    // own and close its socket.
+    const Session* present = presentAt(from);
+    if (present && present->account != *name) {
+        if (drops_.allow(now_))
+            NQ_LOG(log_, Warn, "dropped a login of %s from %s: the session of %s there is alive",
+                   printable(*name).c_str(), from.toString().c_str(), printable(present->account).c_str());
         return;
     }
+    LoginOutcome checked = gate_.check(from.address, Bytes(*name), *digest, now_);
+    if (checked.verdict != LoginVerdict::Accepted) {
+        if (checked.verdict == LoginVerdict::Refused || drops_.allow(now_))
+            NQ_LOG(log_, Info, "login of %s from %s %s: %s", printable(*name).c_str(), from.toString().c_str(),
+                   checked.verdict == LoginVerdict::Refused ? "refused" : "held back", checked.why);
+        if (checked.verdict == LoginVerdict::Refused && !present)
+            send(from, kind::kLogin, code::kWrongPassword, 0, {});
+        return;
+    }
+    const Account* account = &*checked.account;
 
     bool wasOnline = false;
     if (auto old = byAccount_.find(account->name); old != byAccount_.end()) {
@@ -45,7 +81,8 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
         wasOnline = true;
         bus_.tell(now_, BusKind::Kick, account->name);
     }
-    // One client, one ring: another account logged in from this address has left it.
+    // One client, one ring: a session at this address that another account replaces had gone
+    // quiet (presentAt), so its client has left.
     if (Peer& peer = peerAt(from); peer.session != 0)
         endSession(peer.session, true, "another account logged in from its address");
 

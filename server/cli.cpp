@@ -32,6 +32,13 @@ double positive(const std::string& text, std::string_view option) {
     return v;
 }
 
+// At most a day: a wait that long is a lockout in all but name.
+Duration seconds(const std::string& text, std::string_view option) {
+    const double v = positive(text, option);
+    if (v > 86400) throw UsageError(std::string(option) + " is at most 86400 seconds, not \"" + text + "\"");
+    return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(v));
+}
+
 // Texts that travel in a frame to the client: well within one frame's 999 bytes.
 constexpr size_t kMaxTextOption = 200;
 
@@ -62,6 +69,10 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"ring-budget", required_argument, nullptr, 0},
                            {"trace", no_argument, nullptr, 0},
                            {"log-level", required_argument, nullptr, 0},
+                           {"login-address-failures", required_argument, nullptr, 0},
+                           {"login-account-failures", required_argument, nullptr, 0},
+                           {"login-backoff", required_argument, nullptr, 0},
+                           {"login-backoff-max", required_argument, nullptr, 0},
                            {"nick", required_argument, nullptr, 0},
                            {"head", required_argument, nullptr, 0},
                            {"level", required_argument, nullptr, 0},
@@ -69,7 +80,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
-constexpr int kFirstServeOption = 2, kLastServeOption = 14;  // address .. log-level
+constexpr int kFirstServeOption = 2, kLastServeOption = 18;  // address .. login-backoff-max
 
 struct Given {
     int index;  // into kOptions
@@ -164,8 +175,18 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             auto level = parseLogLevel(v);
             if (!level) throw UsageError("--log-level is debug, info, warn or error, not \"" + v + "\"");
             o.logLevel = *level;
+        } else if (g.is("login-address-failures")) {
+            o.login.addressFailures = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("login-account-failures")) {
+            o.login.accountFailures = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("login-backoff")) {
+            o.login.backoff = seconds(v, opt);
+        } else if (g.is("login-backoff-max")) {
+            o.login.backoffMax = seconds(v, opt);
         }
     }
+    if (o.login.backoffMax < o.login.backoff)
+        throw UsageError("--login-backoff-max is shorter than --login-backoff");
     if (o.role == Role::Dispatcher && o.chatServers.empty())
         throw UsageError("--role dispatcher needs at least one --chat-server HOST:PORT to name");
     if (o.role == Role::Both && o.dispatcherPort == o.chatPort)
@@ -316,6 +337,12 @@ Serving:
   --session-timeout SECONDS a silent session ends after this (default 60; fractions allowed)
   --pace-tick MS            the client's tick that pacing assumes (default 500; for tests)
   --ring-budget BYTES       unread bytes allowed in a client's ring (default 49152)
+  --login-address-failures N  failed logins from one IPv4 address before its next
+                            login waits (default 5)
+  --login-account-failures N  failed logins of one account, from anywhere, before its next
+                            login from an address it never logged in from waits (default 20)
+  --login-backoff SECONDS   the first wait; each further failure doubles it (default 1)
+  --login-backoff-max SECONDS the longest wait (default 300)
   --trace                   print every frame in and out
   --log-level debug|info|warn|error   (default info)
 

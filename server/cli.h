@@ -32,6 +32,7 @@ struct ServeOptions {
     double sessionTimeoutSeconds = 60;
     double paceTickMs = 500;        // the client's tick; tests shorten it
     size_t ringBudget = 48 * 1024;  // bytes allowed unread in a client's ring
+    LoginLimits login;
     bool trace = false;
     LogLevel logLevel = LogLevel::Info;
 };

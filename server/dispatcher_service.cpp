@@ -1,6 +1,5 @@
 #include "server/dispatcher_service.h"
 
-#include "server/credentials.h"
 #include "server/records.h"
 #include "wire/fields.h"
 #include "wire/frame_kinds.h"
@@ -22,7 +21,8 @@ DispatcherService::DispatcherService(Store& store, const DispatcherConfig& confi
       log_(log),
       localLoad_(std::move(localLoad)),
       hostFor_(std::move(hostFor)),
-      wall_(std::move(wall)) {
+      wall_(std::move(wall)),
+      gate_(store, config_.login, log) {
     minimumCode_ = versionCodeOf(config_.minimumVersion).value_or(256);
     loads_.resize(config_.targets.size());
     sentSinceRefresh_.resize(config_.targets.size());
@@ -72,10 +72,10 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
               updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target));
         return;
     }
-    auto account = store_.account(Bytes(*name));
-    if (!account || !digestMatches(account->digest, *digest)) {
-        NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(),
-               account ? "wrong password" : "no such account");
+    const LoginOutcome checked = gate_.check(from.address, Bytes(*name), *digest, now);
+    if (checked.verdict == LoginVerdict::HeldBack) return;  // silence: the client tries again later
+    if (checked.verdict == LoginVerdict::Refused) {
+        NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(), checked.why);
         reply(from, code::kWrongPassword, {});
         return;
     }

@@ -11,6 +11,7 @@
 #include "server/clock.h"
 #include "server/datagram.h"
 #include "server/log.h"
+#include "server/login_throttle.h"
 #include "server/store.h"
 #include "wire/packet.h"
 
@@ -29,6 +30,7 @@ struct DispatcherConfig {
     std::string minimumVersion = "1.0";
     std::string updateTarget;  // field 8 of the update order; the minimum version when empty
     std::vector<ChatTarget> targets;
+    LoginLimits login;
 };
 
 class DispatcherService {
@@ -59,6 +61,7 @@ class DispatcherService {
     LocalLoad localLoad_;
     HostFor hostFor_;
     WallClock wall_;
+    LoginGate gate_;
     int minimumCode_ = 256;
 
     std::vector<Datagram> output_;

@@ -57,6 +57,7 @@ class Loop {
             chatConfig_.pacing.tick =
                 std::chrono::duration_cast<Duration>(std::chrono::duration<double, std::milli>(o.paceTickMs));
             chatConfig_.pacing.ringBudget = o.ringBudget;
+            chatConfig_.login = o.login;
             chatConfig_.serverId =
                 (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
             chatSocket_ = std::make_unique<UdpSocket>(address, o.chatPort);
@@ -68,6 +69,7 @@ class Loop {
             d.minimumVersion = o.minVersion;
             d.updateTarget = o.updateTarget;
             d.targets = o.chatServers;
+            d.login = o.login;
             if (d.targets.empty()) d.targets.push_back({ownHost_, o.chatPort});
             auto localLoad = [this](const ChatTarget& t) -> std::optional<int> {
                 if (!chat_ || t.port != options_.chatPort || (!t.host.empty() && t.host != ownHost_))

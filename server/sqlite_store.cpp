@@ -351,6 +351,12 @@ void SqliteStore::setDigest(const Bytes& name, const std::string& digest) {
     if (sqlite3_changes(db_) == 0) throw StoreError("no account " + gbk::toUtf8(name));
 }
 
+bool SqliteStore::resealDigest(const Bytes& name, const std::string& from, const std::string& to) {
+    auto& s = prepare("UPDATE accounts SET digest = ? WHERE name = ? AND digest = ?");
+    s.text(1, to).gbkText(2, name).text(3, from).run();
+    return sqlite3_changes(db_) != 0;
+}
+
 std::vector<Account> SqliteStore::accounts() {
     std::vector<Bytes> names;
     auto& s = prepare("SELECT name FROM accounts ORDER BY name");

@@ -29,6 +29,7 @@ class SqliteStore : public Store {
     std::optional<Account> accountByNick(const Bytes& nick) override;
     void createAccount(const Account& account) override;
     void setDigest(const Bytes& name, const std::string& digest) override;
+    bool resealDigest(const Bytes& name, const std::string& from, const std::string& to) override;
     std::vector<Account> accounts() override;
 
     std::vector<Contact> friends(const Bytes& owner) override;

@@ -109,6 +109,9 @@ class Store {
     virtual std::optional<Account> accountByNick(const Bytes& nick) = 0;
     virtual void createAccount(const Account& account) = 0;  // StoreError when name or nick is taken
     virtual void setDigest(const Bytes& name, const std::string& digest) = 0;  // StoreError if unknown
+    // Replaces the seal only while it still reads `from`, so that a login resealing an old seal
+    // never undoes a password changed meanwhile. False when it did not.
+    virtual bool resealDigest(const Bytes& name, const std::string& from, const std::string& to) = 0;
     virtual std::vector<Account> accounts() = 0;                               // ordered by name
 
     // Friend lists are one-way: owner lists friend. Blacklists are kept apart from them.

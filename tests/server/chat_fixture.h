@@ -51,6 +51,10 @@ class ChatTest : public ::testing::Test {
     // A frame of the client's session, its account in front.
     void say(const Endpoint& from, FrameKind kind, uint16_t code = 0, std::vector<Bytes> fields = {});
     Got login(const Endpoint& from, const char* name, const char* password = "123456");
+    // The (1,1) that answered, or nothing when the server kept silent.
+    std::optional<Got> tryLogin(const Endpoint& from, const char* name, const char* password = "123456");
+    std::optional<Got> tryDispatcher(const Endpoint& from, const char* name, const char* password,
+                                     uint16_t version = 256 + 2);
     uint32_t enter(const Endpoint& from, const char* name);  // login, the rosters and (2,6)
     Got askDispatcher(const Endpoint& from, const char* name, const char* password, uint16_t version);
 

@@ -82,16 +82,26 @@ TEST(NameRules, AccountsAndNicksThatTheClientCanKeep) {
     for (const char* bad : {"", "w0", "w11", "m10", "M3", "m03"}) EXPECT_FALSE(isHeadCode(bad)) << bad;
 }
 
+// Today's seal and the salted MD5 of earlier databases both match the right digest only; only
+// today's is current. Anything but 32 lower-case hex digits is no digest a client sends.
 TEST(Credentials, SealedDigestMatchesOnlyTheRightLogin) {
     const std::string digest = *passwordDigest("123456");
     const std::string sealed = sealDigest(digest);
-    EXPECT_TRUE(digestMatches(sealed, digest));
+    const std::string md5 = "s1$0123456789abcdef$" + Md5Hex("0123456789abcdef" + digest);
     EXPECT_EQ(sealed.find(digest), std::string::npos);
     EXPECT_NE(sealDigest(digest), sealed);  // a fresh salt each time
-    for (const std::string& wrong : {*passwordDigest("123457"), std::string()})
-        EXPECT_FALSE(digestMatches(sealed, wrong));
-    for (const char* junk : {"", "s1$", "s1$salt", digest.c_str(), "s2$salt$abc"})
-        EXPECT_FALSE(digestMatches(junk, digest));
+    for (const auto& [seal, current] : {std::pair{sealed, true}, std::pair{md5, false}}) {
+        EXPECT_TRUE(digestMatches(seal, digest)) << seal;
+        EXPECT_EQ(sealIsCurrent(seal), current) << seal;
+        for (const std::string& wrong : {*passwordDigest("123457"), std::string()})
+            EXPECT_FALSE(digestMatches(seal, wrong)) << seal;
+    }
+    for (const std::string& junk : {std::string(), std::string("s1$"), std::string("s1$salt"), digest,
+                                    std::string("s2$salt$abc"), sealed.substr(0, sealed.size() - 1)})
+        EXPECT_FALSE(digestMatches(junk, digest)) << junk;
+    EXPECT_TRUE(wellFormedDigest(digest));
+    for (const std::string& bad : {digest.substr(1), digest + "0", "A" + digest.substr(1), "g" + digest.substr(1)})
+        EXPECT_FALSE(wellFormedDigest(bad)) << bad;
 }
 
 }  // namespace

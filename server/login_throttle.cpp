@@ -1,0 +1,111 @@
+#include "server/login_throttle.h"
+
+#include <algorithm>
+
+#include "server/credentials.h"
+#include "server/endpoint.h"
+#include "wire/gbk.h"
+
+namespace nq::server {
+namespace {
+
+// Addresses an account remembers as its owner's: the last few it logged in from (home, work,
+// a phone's changing one), each for a month. Kept in memory only: a restart forgets them.
+constexpr size_t kKnownPerAccount = 4;
+constexpr Duration kKnownFor = std::chrono::hours(24 * 30);
+
+}  // namespace
+
+Duration LoginThrottle::Strikes::fail(Time now, int allowed, const LoginLimits& limits) {
+    if (failures > 0 && now - last > limits.forgetAfter()) failures = 0;
+    ++failures;
+    last = now;
+    if (failures < allowed) return {};
+    const int doublings = std::min(failures - allowed, 30);
+    const Duration wait = std::min<Duration>(limits.backoff * (int64_t{1} << doublings), limits.backoffMax);
+    until = now + wait;
+    return wait;
+}
+
+LoginThrottle::AddressEntry& LoginThrottle::addressEntry(uint32_t address) {
+    auto it = addresses_.find(address);
+    if (it != addresses_.end()) {
+        byAge_.splice(byAge_.begin(), byAge_, it->second.age);
+        return it->second;
+    }
+    if (addresses_.size() >= kMaxAddresses) {
+        addresses_.erase(byAge_.back());
+        byAge_.pop_back();
+    }
+    byAge_.push_front(address);
+    AddressEntry& e = addresses_[address];
+    e.age = byAge_.begin();
+    return e;
+}
+
+bool LoginThrottle::addressMayTry(uint32_t address, Time now) {
+    auto it = addresses_.find(address);
+    if (it == addresses_.end()) return true;
+    byAge_.splice(byAge_.begin(), byAge_, it->second.age);
+    return now >= it->second.strikes.until;
+}
+
+bool LoginThrottle::accountMayTry(const Bytes& account, uint32_t address, Time now) {
+    auto it = accounts_.find(account);
+    if (it == accounts_.end() || now >= it->second.strikes.until) return true;
+    return std::any_of(it->second.known.begin(), it->second.known.end(),
+                       [&](const auto& k) { return k.first == address && now - k.second <= kKnownFor; });
+}
+
+LoginThrottle::Waits LoginThrottle::failed(uint32_t address, const Bytes* account, Time now) {
+    Waits w;
+    w.address = addressEntry(address).strikes.fail(now, limits_.addressFailures, limits_);
+    if (account) w.account = accounts_[*account].strikes.fail(now, limits_.accountFailures, limits_);
+    return w;
+}
+
+void LoginThrottle::succeeded(uint32_t address, const Bytes& account, Time now) {
+    // The address's own failures stand: logging in to an account of one's own between guesses at
+    // others must not buy more guesses.
+    AccountEntry& e = accounts_[account];
+    e.strikes = {};
+    std::erase_if(e.known, [&](const auto& k) { return k.first == address || now - k.second > kKnownFor; });
+    e.known.insert(e.known.begin(), {address, now});
+    if (e.known.size() > kKnownPerAccount) e.known.resize(kKnownPerAccount);
+}
+
+LoginOutcome LoginGate::check(uint32_t address, const Bytes& name, std::string_view digest, Time now) {
+    if (!throttle_.addressMayTry(address, now)) return {LoginVerdict::HeldBack, {}, "its address waits"};
+    auto account = store_.account(name);
+    const char* why = nullptr;
+    if (!account)
+        why = "no such account";
+    else if (!throttle_.accountMayTry(account->name, address, now))
+        return {LoginVerdict::HeldBack, {}, "the account waits"};
+    else if (!wellFormedDigest(digest) || !digestMatches(account->digest, digest))
+        why = "wrong password";
+    if (why) {
+        const auto waits = throttle_.failed(address, account ? &account->name : nullptr, now);
+        if (waits.address.count())
+            NQ_LOG(log_, Warn, "logins from %s wait %.1f s after repeated failures",
+                   formatIpv4(address).c_str(), secondsOf(waits.address));
+        if (waits.account.count())
+            NQ_LOG(log_, Warn, "logins of %s from unknown addresses wait %.1f s after repeated failures",
+                   gbk::toUtf8(name).c_str(), secondsOf(waits.account));
+        return {LoginVerdict::Refused, {}, why};
+    }
+    throttle_.succeeded(address, account->name, now);
+    if (!sealIsCurrent(account->digest)) {
+        try {
+            if (store_.resealDigest(account->name, account->digest, sealDigest(digest)))
+                NQ_LOG(log_, Info, "resealed the password digest of %s", gbk::toUtf8(name).c_str());
+        } catch (const StoreError& e) {
+            // The old seal still works; the next login tries again.
+            NQ_LOG(log_, Warn, "could not reseal the password digest of %s: %s", gbk::toUtf8(name).c_str(),
+                   e.what());
+        }
+    }
+    return {LoginVerdict::Accepted, std::move(account), ""};
+}
+
+}  // namespace nq::server

@@ -1,0 +1,156 @@
+// What keeps a session from being guessed or a password from being guessed: session numbers
+// from the kernel, password checks held back after failures, and seals that cost a guess dearly.
+
+#include <sys/random.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <deque>
+
+#include "chat_fixture.h"
+#include "server/credentials.h"
+#include "wire/digest.h"
+
+namespace {
+// Words that the next four-byte getrandom calls return; empty, the kernel answers.
+std::deque<uint32_t> scriptedRandom;
+}  // namespace
+
+// Stands in for the C library's getrandom in this test program, so that a test can see what the
+// server draws from the kernel. Everything else still gets the kernel's bytes.
+extern "C" ssize_t getrandom(void* buffer, size_t length, unsigned int flags) {
+    if (length == sizeof(uint32_t) && !scriptedRandom.empty()) {
+        std::memcpy(buffer, &scriptedRandom.front(), length);
+        scriptedRandom.pop_front();
+        return static_cast<ssize_t>(length);
+    }
+    return syscall(SYS_getrandom, buffer, length, flags);
+}
+
+namespace nq::server {
+namespace {
+
+// Each login's session number is what the kernel gave, less the top bit; zero and a number in
+// use are drawn again.
+TEST_F(ChatTest, SessionNumbersComeFromTheKernel) {
+    const struct {
+        const char* name;
+        std::vector<uint32_t> drawn;
+        uint32_t session;
+    } cases[] = {
+        {"alice", {0x12345678}, 0x12345678},
+        {"bob", {0x80000000, 0x80000007}, 7},  // zero once the top bit is gone
+        {"carol", {0x12345678, 9}, 9},         // alice's
+        {"dave", {0xFFFFFFFF}, 0x7FFFFFFF},
+    };
+    for (int i = 0; const auto& c : cases) {
+        scriptedRandom.assign(c.drawn.begin(), c.drawn.end());
+        EXPECT_EQ(login(client(++i), c.name).header.session, c.session) << c.name;
+        EXPECT_TRUE(scriptedRandom.empty()) << c.name;
+    }
+    scriptedRandom.clear();
+}
+
+Endpoint at(uint32_t lowByte, uint16_t port) {
+    return {0x0A000000 | lowByte, port};
+}
+
+// Failed logins from one address, then at one account from many: a login that must wait is not
+// checked (the right password gets no answer either) until its wait has passed, and silence
+// is all it gets. The account's owner, at an address she logged in from before, does not wait.
+TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
+    config_.login.addressFailures = 3;
+    config_.login.accountFailures = 4;
+    config_.login.backoff = 1s;
+    config_.login.backoffMax = 4s;
+    constexpr int kSilence = -1;
+    const Endpoint guesser = at(1, 7101), home = at(2, 7102), fresh = at(9, 7109), toDispatcher = at(3, 7103);
+    struct Step {
+        Duration after;
+        bool dispatcher;
+        Endpoint from;
+        const char* name;
+        const char* password;
+        int answer;
+    };
+    const Step steps[] = {
+        {0s, false, home, "carol", "123456", code::kLoginAccepted},  // where carol logs in
+        {0s, false, guesser, "erin", "1", code::kWrongPassword},
+        {0s, false, guesser, "nobody", "2", code::kWrongPassword},
+        {0s, false, guesser, "erin", "3", code::kWrongPassword},  // the third: one second's wait
+        {0s, false, guesser, "erin", "123456", kSilence},
+        {900ms, false, guesser, "erin", "123456", kSilence},
+        {100ms, false, guesser, "erin", "4", code::kWrongPassword},  // the fourth: two seconds
+        {1900ms, false, guesser, "erin", "123456", kSilence},
+        {100ms, false, guesser, "erin", "123456", code::kLoginAccepted},
+        // carol from four addresses, once each: now her account waits a second...
+        {0s, false, at(11, 7111), "carol", "5", code::kWrongPassword},
+        {0s, false, at(12, 7112), "carol", "6", code::kWrongPassword},
+        {0s, false, at(13, 7113), "carol", "7", code::kWrongPassword},
+        {0s, false, at(14, 7114), "carol", "8", code::kWrongPassword},
+        {0s, false, fresh, "carol", "123456", kSilence},
+        // ...but not for her, and her login wipes out the failures.
+        {0s, false, home, "carol", "123456", code::kLoginAccepted},
+        {0s, false, fresh, "carol", "123456", code::kLoginAccepted},
+        // The dispatcher, which checks passwords too, holds back alike.
+        {0s, true, toDispatcher, "bob", "1", code::kWrongPassword},
+        {0s, true, toDispatcher, "bob", "2", code::kWrongPassword},
+        {0s, true, toDispatcher, "bob", "3", code::kWrongPassword},
+        {0s, true, toDispatcher, "bob", "123456", kSilence},
+        {1s, true, toDispatcher, "bob", "123456", code::kGoToChatServer},
+    };
+    for (int i = 0; const Step& s : steps) {
+        now_ += s.after;
+        const auto answer =
+            s.dispatcher ? tryDispatcher(s.from, s.name, s.password) : tryLogin(s.from, s.name, s.password);
+        EXPECT_EQ(answer ? answer->header.code : kSilence, s.answer) << "step " << i << " " << s.name;
+        ++i;
+    }
+}
+
+// The waits after the allowed failures double up to the longest, and are forgotten after twice
+// the longest without a failure. Addresses are followed up to a bound; the one longest unheard
+// of goes first.
+TEST(LoginThrottle, WaitsDoubleUpToTheLongestAndAreForgotten) {
+    LoginLimits limits;
+    limits.addressFailures = 2;
+    limits.backoff = 1s;
+    limits.backoffMax = 4s;
+    LoginThrottle throttle(limits);
+    Time now = Time{} + 1h;
+    const struct {
+        Duration after;
+        Duration wait;
+    } failures[] = {{0s, 0s}, {0s, 1s}, {1s, 2s}, {2s, 4s}, {4s, 4s}, {12s, 0s}, {0s, 1s}};
+    for (int i = 0; const auto& f : failures) {
+        now += f.after;
+        EXPECT_TRUE(throttle.addressMayTry(1, now)) << i;
+        EXPECT_EQ(throttle.failed(1, nullptr, now).address, f.wait) << i;
+        EXPECT_EQ(throttle.addressMayTry(1, now + f.wait - 1ms), f.wait == 0s) << i;
+        ++i;
+    }
+    for (uint32_t a = 2; a < 2 + LoginThrottle::kMaxAddresses; ++a) throttle.failed(a, nullptr, now);
+    EXPECT_TRUE(throttle.addressMayTry(1, now));
+}
+
+// Seals of earlier databases still log in, and the first login that proves the digest reseals
+// it; a refused one does not. What the admin commands write is sealed at today's cost.
+TEST_F(ChatTest, AnOldSealIsResealedAtTheNextLogin) {
+    const std::string digest = *passwordDigest("123456");
+    const std::string old = "s1$0123456789abcdef$" + Md5Hex("0123456789abcdef" + digest);
+    store().setDigest("alice", old);
+    EXPECT_TRUE(sealIsCurrent(store().account("bob")->digest));
+
+    EXPECT_EQ(login(client(1), "alice", "654321").header.code, code::kWrongPassword);
+    EXPECT_EQ(store().account("alice")->digest, old);
+    EXPECT_EQ(login(client(1), "alice").header.code, code::kLoginAccepted);
+    const std::string resealed = store().account("alice")->digest;
+    EXPECT_TRUE(sealIsCurrent(resealed));
+    EXPECT_TRUE(digestMatches(resealed, digest));
+    EXPECT_EQ(login(client(2), "alice").header.code, code::kLoginAccepted);
+    EXPECT_EQ(store().account("alice")->digest, resealed);
+}
+
+}  // namespace
+}  // namespace nq::server
