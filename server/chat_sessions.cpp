@@ -59,7 +59,8 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     LoginOutcome checked = gate_.check(from.address, Bytes(*name), *digest, now_);
     if (checked.verdict != LoginVerdict::Accepted) {
         if (checked.verdict == LoginVerdict::Refused || drops_.allow(now_))
-            NQ_LOG(log_, Info, "login of %s from %s %s: %s", printable(*name).c_str(), from.toString().c_str(),
+            NQ_LOG(log_, Info, "login of %s from %s %s: %s", printable(*name).c_str(),
+                   from.toString().c_str(),
                    checked.verdict == LoginVerdict::Refused ? "refused" : "held back", checked.why);
         if (checked.verdict == LoginVerdict::Refused && !present)
             send(from, kind::kLogin, code::kWrongPassword, 0, {});

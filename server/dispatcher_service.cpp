@@ -75,7 +75,8 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     const LoginOutcome checked = gate_.check(from.address, Bytes(*name), *digest, now);
     if (checked.verdict == LoginVerdict::HeldBack) return;  // silence: the client tries again later
     if (checked.verdict == LoginVerdict::Refused) {
-        NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(), checked.why);
+        NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(),
+               checked.why);
         reply(from, code::kWrongPassword, {});
         return;
     }

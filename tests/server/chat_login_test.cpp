@@ -58,18 +58,18 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
         std::vector<uint16_t> bobHears;  // presence codes about alice
     };
     const Case cases[] = {
-        {"alice again from elsewhere: the first is expelled, she stays online", 2, "alice", "123456", 0s,
-         code::kLoginAccepted, true, false, {}},
-        {"alice again from the same address: a new session, quietly", 1, "alice", "123456", 0s,
-         code::kLoginAccepted, false, false, {}},
-        {"another account from her address while she sends: forged, dropped unanswered", 1, "dave", "123456",
-         20s, kNone, false, true, {}},
-        {"a wrong password from her address while she sends: unanswered, or her client closes its socket", 1,
-         "alice", "654321", 0s, kNone, false, true, {}},
-        {"another account from her address after two keep-alives missed: she has left", 1, "dave", "123456",
-         22s, code::kLoginAccepted, false, false, {code::kOffline}},
-        {"another account elsewhere changes nothing for alice", 2, "dave", "123456", 0s, code::kLoginAccepted,
-         false, true, {}},
+        // alice again from elsewhere: the first is expelled, she stays online
+        {"moved", 2, "alice", "123456", 0s, code::kLoginAccepted, true, false, {}},
+        // alice again from the same address: a new session, quietly
+        {"re-verified", 1, "alice", "123456", 0s, code::kLoginAccepted, false, false, {}},
+        // another account from her address while she sends: forged, dropped unanswered
+        {"forged", 1, "dave", "123456", 20s, kNone, false, true, {}},
+        // a wrong password from her address while she sends: unanswered, or her client would
+        // close its socket
+        {"forged refusal", 1, "alice", "654321", 0s, kNone, false, true, {}},
+        // another account from her address after two keep-alives missed: she has left
+        {"left", 1, "dave", "123456", 22s, code::kLoginAccepted, false, false, {code::kOffline}},
+        {"another account elsewhere", 2, "dave", "123456", 0s, code::kLoginAccepted, false, true, {}},
     };
     const Endpoint first = client(1), bob = client(3);
     enter(bob, "bob");

@@ -100,7 +100,8 @@ TEST(Credentials, SealedDigestMatchesOnlyTheRightLogin) {
                                     std::string("s2$salt$abc"), sealed.substr(0, sealed.size() - 1)})
         EXPECT_FALSE(digestMatches(junk, digest)) << junk;
     EXPECT_TRUE(wellFormedDigest(digest));
-    for (const std::string& bad : {digest.substr(1), digest + "0", "A" + digest.substr(1), "g" + digest.substr(1)})
+    for (const std::string& bad :
+         {digest.substr(1), digest + "0", "A" + digest.substr(1), "g" + digest.substr(1)})
         EXPECT_FALSE(wellFormedDigest(bad)) << bad;
 }
 
