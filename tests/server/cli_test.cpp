@@ -15,6 +15,8 @@
 namespace nq::server {
 namespace {
 
+using namespace std::chrono_literals;
+
 // The words of a line split at spaces; "_" stands for a space inside a word, '' for an empty one.
 CommandLine parse(const std::string& line) {
     std::vector<std::string> words;
@@ -36,13 +38,16 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
         "10.0.0.1:8000 --chat-server chat.example:8001 --public-host nq.example --min-version 1.2 "
         "--update-target "
         "pkg --session-timeout 1.5 --pace-tick 20 --ring-budget 30000 --trace --log-level debug --db "
-        "/tmp/x.db");
+        "/tmp/x.db --login-address-failures 7 --login-account-failures 30 --login-backoff 0.5 "
+        "--login-backoff-max 60");
     const auto& o = std::get<ServeOptions>(line.command);
     EXPECT_EQ(line.db, "/tmp/x.db");
     EXPECT_EQ(std::tie(o.address, o.dispatcherPort, o.chatPort, o.publicHost, o.minVersion, o.updateTarget),
               std::tuple("127.0.0.5", 4100, 8100, "nq.example", "1.2", "pkg"));
     EXPECT_EQ(std::tie(o.sessionTimeoutSeconds, o.paceTickMs, o.ringBudget), std::tuple(1.5, 20.0, 30000u));
     EXPECT_TRUE(o.role == Role::Dispatcher && o.trace && o.logLevel == LogLevel::Debug);
+    EXPECT_EQ(std::tie(o.login.addressFailures, o.login.accountFailures), std::tuple(7, 30));
+    EXPECT_EQ(std::tie(o.login.backoff, o.login.backoffMax), std::tuple(Duration(500ms), Duration(60s)));
     ASSERT_EQ(o.chatServers.size(), 2u);
     EXPECT_EQ(std::tie(o.chatServers[1].host, o.chatServers[1].port), std::tuple("chat.example", 8001));
     const CommandLine add = parse("user add bob pw --db a.db --head w10 --level 4 --coins 7");
@@ -92,6 +97,9 @@ TEST_F(AdminCommand, MalformedOrContradictoryLinesAreRefused) {
         {"--role dispatcher", "needs at least one --chat-server"},
         {"--min-version 1.10", "--min-version wants a digit, a point and a digit"},
         {"--log-level loud", "--log-level is debug, info, warn or error"},
+        {"--login-address-failures 0", "--login-address-failures wants a whole number"},
+        {"--login-backoff 2 --login-backoff-max 1", "shorter than --login-backoff"},
+        {"--login-backoff-max 90000", "at most 86400"},
         {"--db", "--db needs a value"},
         {"frobnicate", "unknown command"},
         {"user", "user wants add, passwd or list"},
