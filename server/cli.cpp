@@ -73,6 +73,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"login-account-failures", required_argument, nullptr, 0},
                            {"login-backoff", required_argument, nullptr, 0},
                            {"login-backoff-max", required_argument, nullptr, 0},
+                           {"login-account-checks", required_argument, nullptr, 0},
                            {"nick", required_argument, nullptr, 0},
                            {"head", required_argument, nullptr, 0},
                            {"level", required_argument, nullptr, 0},
@@ -80,7 +81,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
-constexpr int kFirstServeOption = 2, kLastServeOption = 18;  // address .. login-backoff-max
+constexpr int kFirstServeOption = 2, kLastServeOption = 19;  // address .. login-account-checks
 
 struct Given {
     int index;  // into kOptions
@@ -183,6 +184,8 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.login.backoff = seconds(v, opt);
         } else if (g.is("login-backoff-max")) {
             o.login.backoffMax = seconds(v, opt);
+        } else if (g.is("login-account-checks")) {
+            o.login.accountChecksPerMinute = integer<int>(v, opt, 1, 1000000);
         }
     }
     if (o.login.backoffMax < o.login.backoff)
@@ -343,6 +346,8 @@ Serving:
                             login from an address it never logged in from waits (default 20)
   --login-backoff SECONDS   the first wait; each further failure doubles it (default 1)
   --login-backoff-max SECONDS the longest wait (default 300)
+  --login-account-checks N  password checks of one account per minute, successes
+                            included (default 60)
   --trace                   print every frame in and out
   --log-level debug|info|warn|error   (default info)
 

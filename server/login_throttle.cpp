@@ -51,10 +51,18 @@ bool LoginThrottle::addressMayTry(uint32_t address, Time now) {
 }
 
 bool LoginThrottle::accountMayTry(const Bytes& account, uint32_t address, Time now) {
-    auto it = accounts_.find(account);
-    if (it == accounts_.end() || now >= it->second.strikes.until) return true;
-    return std::any_of(it->second.known.begin(), it->second.known.end(),
-                       [&](const auto& k) { return k.first == address && now - k.second <= kKnownFor; });
+    AccountEntry& e = accounts_[account];
+    if (now - e.minuteStart >= std::chrono::minutes(1)) {
+        e.minuteStart = now;
+        e.checksThisMinute = 0;
+    }
+    if (e.checksThisMinute >= limits_.accountChecksPerMinute) return false;
+    const bool may =
+        now >= e.strikes.until || std::any_of(e.known.begin(), e.known.end(), [&](const auto& k) {
+            return k.first == address && now - k.second <= kKnownFor;
+        });
+    if (may) ++e.checksThisMinute;
+    return may;
 }
 
 LoginThrottle::Waits LoginThrottle::failed(uint32_t address, const Bytes* account, Time now) {
@@ -68,7 +76,7 @@ void LoginThrottle::succeeded(uint32_t address, const Bytes& account, Time now) 
     // The address's own failures stand: logging in to an account of one's own between guesses at
     // others must not buy more guesses.
     AccountEntry& e = accounts_[account];
-    e.strikes = {};
+    e.strikes = {};  // the checks of this minute stand
     std::erase_if(e.known, [&](const auto& k) { return k.first == address || now - k.second > kKnownFor; });
     e.known.insert(e.known.begin(), {address, now});
     if (e.known.size() > kKnownPerAccount) e.known.resize(kKnownPerAccount);

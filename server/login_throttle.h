@@ -26,6 +26,9 @@ struct LoginLimits {
     int accountFailures = 20;  // failed logins of one account, from anywhere, before it waits
     Duration backoff = std::chrono::seconds(1);     // the first wait
     Duration backoffMax = std::chrono::minutes(5);  // the longest
+    // Password checks of one account per minute, successes included, so that a flood of logins
+    // that succeed (an account of the flooder's own) costs a bounded number of seal checks.
+    int accountChecksPerMinute = 60;
     // Failures are forgotten after twice the longest wait without one.
     Duration forgetAfter() const { return backoffMax * 2; }
 };
@@ -39,6 +42,7 @@ class LoginThrottle {
     explicit LoginThrottle(const LoginLimits& limits) : limits_(limits) {}
 
     bool addressMayTry(uint32_t address, Time now);
+    // True spends one of the account's checks of this minute.
     bool accountMayTry(const Bytes& account, uint32_t address, Time now);
     // The wait that this failure started for the address and for the account (zero: none).
     struct Waits {
@@ -61,6 +65,8 @@ class LoginThrottle {
     };
     struct AccountEntry {
         Strikes strikes;
+        Time minuteStart{};
+        int checksThisMinute = 0;
         std::vector<std::pair<uint32_t, Time>> known;  // addresses that logged in, newest first
     };
 

@@ -39,14 +39,15 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
         "--update-target "
         "pkg --session-timeout 1.5 --pace-tick 20 --ring-budget 30000 --trace --log-level debug --db "
         "/tmp/x.db --login-address-failures 7 --login-account-failures 30 --login-backoff 0.5 "
-        "--login-backoff-max 60");
+        "--login-backoff-max 60 --login-account-checks 12");
     const auto& o = std::get<ServeOptions>(line.command);
     EXPECT_EQ(line.db, "/tmp/x.db");
     EXPECT_EQ(std::tie(o.address, o.dispatcherPort, o.chatPort, o.publicHost, o.minVersion, o.updateTarget),
               std::tuple("127.0.0.5", 4100, 8100, "nq.example", "1.2", "pkg"));
     EXPECT_EQ(std::tie(o.sessionTimeoutSeconds, o.paceTickMs, o.ringBudget), std::tuple(1.5, 20.0, 30000u));
     EXPECT_TRUE(o.role == Role::Dispatcher && o.trace && o.logLevel == LogLevel::Debug);
-    EXPECT_EQ(std::tie(o.login.addressFailures, o.login.accountFailures), std::tuple(7, 30));
+    EXPECT_EQ(std::tie(o.login.addressFailures, o.login.accountFailures, o.login.accountChecksPerMinute),
+              std::tuple(7, 30, 12));
     EXPECT_EQ(std::tie(o.login.backoff, o.login.backoffMax), std::tuple(Duration(500ms), Duration(60s)));
     ASSERT_EQ(o.chatServers.size(), 2u);
     EXPECT_EQ(std::tie(o.chatServers[1].host, o.chatServers[1].port), std::tuple("chat.example", 8001));

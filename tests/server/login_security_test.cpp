@@ -59,13 +59,16 @@ Endpoint at(uint32_t lowByte, uint16_t port) {
 // Failed logins from one address, then at one account from many: a login that must wait is not
 // checked (the right password gets no answer either) until its wait has passed, and silence
 // is all it gets. The account's owner, at an address she logged in from before, does not wait.
+// And an account's password is checked only so often a minute, successes included.
 TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
     config_.login.addressFailures = 3;
     config_.login.accountFailures = 4;
     config_.login.backoff = 1s;
     config_.login.backoffMax = 4s;
+    config_.login.accountChecksPerMinute = 8;
     constexpr int kSilence = -1;
-    const Endpoint guesser = at(1, 7101), home = at(2, 7102), fresh = at(9, 7109), toDispatcher = at(3, 7103);
+    const Endpoint guesser = at(1, 7101), home = at(2, 7102), fresh = at(9, 7109), toDispatcher = at(3, 7103),
+                   elsewhere = at(4, 7104);
     struct Step {
         Duration after;
         bool dispatcher;
@@ -99,6 +102,13 @@ TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
         {0s, true, toDispatcher, "bob", "3", code::kWrongPassword},
         {0s, true, toDispatcher, "bob", "123456", kSilence},
         {1s, true, toDispatcher, "bob", "123456", code::kGoToChatServer},
+        // Eight checks of bob a minute, whatever their outcome.
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", kSilence},
+        {60s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
     };
     for (int i = 0; const Step& s : steps) {
         now_ += s.after;
