@@ -68,7 +68,7 @@ TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
     config_.login.accountChecksPerMinute = 8;
     constexpr int kSilence = -1;
     const Endpoint guesser = at(1, 7101), home = at(2, 7102), fresh = at(9, 7109), toDispatcher = at(3, 7103),
-                   elsewhere = at(4, 7104);
+                   elsewhere = at(4, 7104), guesserAgain = at(1, 7105);
     struct Step {
         Duration after;
         bool dispatcher;
@@ -87,6 +87,10 @@ TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
         {100ms, false, guesser, "erin", "4", code::kWrongPassword},  // the fourth: two seconds
         {1900ms, false, guesser, "erin", "123456", kSilence},
         {100ms, false, guesser, "erin", "123456", code::kLoginAccepted},
+        // Her own login bought the guesser nothing: the fifth failure, from any port, means four
+        // seconds.
+        {0s, false, guesserAgain, "bob", "9", code::kWrongPassword},
+        {3900ms, false, guesserAgain, "bob", "123456", kSilence},
         // carol from four addresses, once each: now her account waits a second...
         {0s, false, at(11, 7111), "carol", "5", code::kWrongPassword},
         {0s, false, at(12, 7112), "carol", "6", code::kWrongPassword},
@@ -159,6 +163,9 @@ TEST_F(ChatTest, AnOldSealIsResealedAtTheNextLogin) {
     EXPECT_TRUE(sealIsCurrent(resealed));
     EXPECT_TRUE(digestMatches(resealed, digest));
     EXPECT_EQ(login(client(2), "alice").header.code, code::kLoginAccepted);
+    EXPECT_EQ(store().account("alice")->digest, resealed);
+    // A reseal that finds the seal changed meanwhile leaves it.
+    EXPECT_FALSE(store().resealDigest("alice", old, sealDigest(digest)));
     EXPECT_EQ(store().account("alice")->digest, resealed);
 }
 
