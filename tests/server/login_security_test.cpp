@@ -87,8 +87,8 @@ TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
         {100ms, false, guesser, "erin", "4", code::kWrongPassword},  // the fourth: two seconds
         {1900ms, false, guesser, "erin", "123456", kSilence},
         {100ms, false, guesser, "erin", "123456", code::kLoginAccepted},
-        // Her own login bought the guesser nothing: the fifth failure, from any port, means four
-        // seconds.
+        // A login that succeeds from the guesser's address buys it nothing: its fifth failure,
+        // from any port, means four seconds.
         {0s, false, guesserAgain, "bob", "9", code::kWrongPassword},
         {3900ms, false, guesserAgain, "bob", "123456", kSilence},
         // carol from four addresses, once each: now her account waits a second...
