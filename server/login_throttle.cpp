@@ -21,8 +21,10 @@ Duration LoginThrottle::Strikes::fail(Time now, int allowed, const LoginLimits& 
     ++failures;
     last = now;
     if (failures < allowed) return {};
-    const int doublings = std::min(failures - allowed, 30);
-    const Duration wait = std::min<Duration>(limits.backoff * (int64_t{1} << doublings), limits.backoffMax);
+    // Doubled step by step up to the longest: a shift by the failure count would overflow.
+    Duration wait = limits.backoff;
+    for (int i = allowed; i < failures && wait < limits.backoffMax; ++i) wait *= 2;
+    wait = std::min(wait, limits.backoffMax);
     until = now + wait;
     return wait;
 }

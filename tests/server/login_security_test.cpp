@@ -146,6 +146,11 @@ TEST(LoginThrottle, WaitsDoubleUpToTheLongestAndAreForgotten) {
     }
     for (uint32_t a = 2; a < 2 + LoginThrottle::kMaxAddresses; ++a) throttle.failed(a, nullptr, now);
     EXPECT_TRUE(throttle.addressMayTry(1, now));
+    // The longest waits the command line allows, doubled forty times, stay a day.
+    limits.backoff = limits.backoffMax = 24h;
+    LoginThrottle daily(limits);
+    for (int i = 0; i < 40; ++i) daily.failed(1, nullptr, now);
+    EXPECT_EQ(daily.failed(1, nullptr, now).address, 24h);
 }
 
 // Seals of earlier databases still log in, and the first login that proves the digest reseals
