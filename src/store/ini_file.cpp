@@ -63,10 +63,16 @@ struct Stamp {
 // Longer than the coarse clock tick of any kernel configuration (10 ms at HZ=100).
 constexpr int64_t kRacyWindowNs = 20'000'000;
 
-int64_t wallClockNs() {
+int64_t systemClockNs() {
     timespec ts{};
     ::clock_gettime(CLOCK_REALTIME, &ts);
     return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
+}
+
+std::atomic<int64_t (*)()> gWallClock{systemClockNs};
+
+int64_t wallClockNs() {
+    return gWallClock.load()();
 }
 
 // capturedAt is a time taken before the content was read: a later edit in the same tick
@@ -527,6 +533,10 @@ bool CIniFile::DelIniSec(std::string_view section) {
 
 uint64_t CIniFile::diskParseCount() {
     return gParseCount.load(std::memory_order_relaxed);
+}
+
+void CIniFile::setWallClock(int64_t (*nowNs)()) {
+    gWallClock = nowNs ? nowNs : systemClockNs;
 }
 
 void CIniFile::dropCache() {

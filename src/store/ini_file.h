@@ -71,6 +71,10 @@ class CIniFile {
     // Forgets every parsed file, so that the next access of each goes to the disk.
     static void dropCache();
 
+    // The wall clock (ns since the epoch) that tells a stamp too recent to trust from an older
+    // one; tests pin it so that the window's edge can be reached exactly. nullptr: the system's.
+    static void setWallClock(int64_t (*nowNs)());
+
   private:
     std::string path_;
 };

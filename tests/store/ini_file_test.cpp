@@ -330,18 +330,21 @@ TEST_F(IniFileTest, OnlyTemporariesOfGoneProcessesAreSwept) {
 
 // ---- The cache: stamps decide, and content while a stamp is younger than a clock tick.
 
-// An hour back is long past any clock tick, so only the stamps decide; a time ahead keeps the
-// entry in the window where content is compared.
-void setMtime(const std::string& path, int64_t secondsFromNow, long nsec) {
-    const timespec t = {::time(nullptr) + secondsFromNow, nsec};
+// The wall clock pinned, so that a stamp can sit exactly inside or outside the racy window.
+constexpr int64_t kNowNs = 1'800'000'000'000'000'000;
+void setMtime(const std::string& path, int64_t nsBeforeNow) {
+    const int64_t at = kNowNs - nsBeforeNow;
+    const timespec t = {static_cast<time_t>(at / 1'000'000'000), static_cast<long>(at % 1'000'000'000)};
     const timespec times[2] = {t, t};
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
 TEST_F(IniFileTest, ChangesOnDiskAreSeenAndUnchangedFilesParsedOnce) {
+    CIniFile::setWallClock([] { return kNowNs; });
     const std::string path = ini.INIFileName();
+    constexpr int64_t kHour = 3'600'000'000'000, kMs = 1'000'000;
     external(crlf({"[S]", "k=1"}));
-    setMtime(path, -3600, 0);
+    setMtime(path, kHour);
     CIniFile::dropCache();
     const uint64_t start = CIniFile::diskParseCount();
     for (int i = 0; i < 20; ++i) ASSERT_EQ(ini.GetIniKey("S", "k"), "1");
@@ -352,23 +355,23 @@ TEST_F(IniFileTest, ChangesOnDiskAreSeenAndUnchangedFilesParsedOnce) {
     struct Case {
         const char* what;
         std::string value;
-        int64_t seconds;
-        long nsec;
+        int64_t before;  // ns before now
         bool renamed;
-    } cases[] = {{"another size, the same time", "22", -3600, 0, false},
-                 {"the same size, other nanoseconds", "33", -3600, 1, false},
-                 {"the same size and time, a new file renamed over it", "44", -3600, 1, true},
-                 {"the same size and time within one clock tick", "55", 60, 0, false},
-                 {"again within that tick", "66", 60, 0, false}};
+    } cases[] = {{"another size, the same time", "22", kHour, false},
+                 {"the same size, other nanoseconds", "33", kHour - 1, false},
+                 {"the same size and time, a new file renamed over it", "44", kHour - 1, true},
+                 {"the same size and time, 10 ms ago: within one clock tick", "55", 10 * kMs, false},
+                 {"again within that tick", "66", 10 * kMs, false}};
     for (const auto& c : cases) {
         const std::string target = c.renamed ? dir.file("new") : path;
         writeBytes(target, crlf({"[S]", "k=" + c.value}));
-        setMtime(target, c.seconds, c.nsec);
+        setMtime(target, c.before);
         if (c.renamed) fs::rename(target, path);
         EXPECT_EQ(ini.GetIniKey("S", "k"), c.value) << c.what;
     }
     fs::remove(path);
     EXPECT_EQ(ini.GetIniKey("S", "k"), "");
+    CIniFile::setWallClock(nullptr);
 }
 
 TEST_F(IniFileTest, DamagedFilesSurviveReadsAndWrites) {

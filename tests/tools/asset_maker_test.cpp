@@ -35,6 +35,11 @@ TEST(AssetMaker, CommittedAssetsAreExactlyItsOutput) {
         const QString rel = assets.relativeFilePath(it.next());
         EXPECT_TRUE(made.contains(rel)) << qPrintable("assets/" + rel + " is not made by the tool");
     }
+    // A folder that cannot be made (under a plain file) fails the run, so a refresh never
+    // reports success over a half-written tree.
+    maker.start(NQ_ASSET_MAKER, {out.filePath(made.value(0)) + "/below"});
+    ASSERT_TRUE(maker.waitForFinished(60000));
+    EXPECT_EQ(maker.exitCode(), 1) << maker.readAllStandardError().data();
 }
 
 static QImage filled(QSize size, QRgb (*pixel)(int x, int y)) {
