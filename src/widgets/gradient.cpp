@@ -34,10 +34,6 @@ QColor toQColor(WinColor c) {
     return QColor(winRed(c), winGreen(c), winBlue(c));
 }
 
-WinColor fromQColor(const QColor& c) {
-    return winRgb(c.red(), c.green(), c.blue());
-}
-
 double CGradient::effectiveAngle(float angle) {
     const double value = static_cast<double>(angle) + 180.0;
     // Whole turns are taken off with a floor, so negative angles land in [0, 360) as well.

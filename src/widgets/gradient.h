@@ -36,7 +36,6 @@ constexpr int winBlue(WinColor c) {
 }
 
 QColor toQColor(WinColor c);
-WinColor fromQColor(const QColor& c);
 
 // The two end points of the gradient line, in pixels of the painted surface.
 struct GradientLine {

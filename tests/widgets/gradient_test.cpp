@@ -11,11 +11,6 @@
 namespace nq {
 namespace {
 
-TEST(GradientColour, RedIsTheLowByte) {
-    EXPECT_EQ(toQColor(0xFF0000), QColor(0, 0, 255));
-    EXPECT_EQ(fromQColor(QColor(1, 2, 3)), winRgb(1, 2, 3));
-}
-
 TEST(GradientColourTable, StepsPerChannelWithExactEndsAndAtLeastTwoEntries) {
     // Red rises by 63.75 per entry, green falls by 25, blue by 63.75; halves round away from 0.
     EXPECT_EQ(CGradient::colourTable(winRgb(0, 100, 255), winRgb(255, 0, 0), 4),
