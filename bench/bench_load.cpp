@@ -4,7 +4,7 @@
 // memory and CPU. Not a test: it measures.
 //
 //   bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]
-//              [--flood none|badlogin|keepalive|offline]
+//              [--flood none|badlogin|keepalive|offline] [--flood-rate N]
 //
 // The server runs pinned to one core and the generator to the other. Latency is taken from the
 // sender's clock just before sendto to the kernel's receive stamp on the partner's socket, so
@@ -82,6 +82,7 @@ struct Options {
     double keepAliveSeconds = 10.5;  // the client's keep-alive: every 21 ticks
     std::string nqserver;
     Flood flood = Flood::None;
+    int floodRate = 0;  // datagrams a second; 0: as fast as one thread sends
 };
 
 int64_t realtimeNs() {
@@ -287,7 +288,11 @@ class Generator {
             for (int i = 0; i < 2; ++i) add(d, 2, 1, floodSession_, body);
             datagrams.emplace_back(std::move(d), server_addr_);
         }
+        const auto start = std::chrono::steady_clock::now();
         for (int64_t i = 0; i < kMaxDatagrams && !stop.load(std::memory_order_relaxed); ++i) {
+            if (o_.floodRate > 0 && i % 100 == 0)
+                std::this_thread::sleep_until(start +
+                                              std::chrono::microseconds(i * 1'000'000 / o_.floodRate));
             const auto& [d, to] = datagrams[static_cast<size_t>(i) % datagrams.size()];
             if (sendto(floodFd_, d.data(), d.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) >
                 0)
@@ -590,6 +595,8 @@ int main(int argc, char** argv) {
             o.intervalMs = std::max(1, std::atoi(value().c_str()));
         else if (a == "--nqserver")
             o.nqserver = value();
+        else if (a == "--flood-rate")
+            o.floodRate = std::max(0, std::atoi(value().c_str()));
         else if (a == "--flood") {
             const std::string f = value();
             if (f == "none")
@@ -612,7 +619,8 @@ int main(int argc, char** argv) {
             std::fprintf(
                 stderr,
                 "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]\n"
-                "                  [--flood none|badlogin|keepalive|offline]\n");
+                "                  [--flood none|badlogin|keepalive|offline] [--flood-rate "
+                "DATAGRAMS_A_SECOND]\n");
             return 2;
         }
     }
