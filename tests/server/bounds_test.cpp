@@ -11,7 +11,7 @@ namespace nq::server {
 namespace {
 
 size_t linesOf(std::string_view text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+    return std::count(text.begin(), text.end(), '\n');
 }
 
 // erin floods from client(1), or a stranger from client(3), ten frames a datagram every 10 ms, for a minute;
@@ -43,11 +43,10 @@ TEST_F(ChatTest, AFloodStaysWithinItsBoundsAndLeavesOthersTheirAnswers) {
         for (const Bytes& field : f.fields) appendField(body, field);
         for (int i = 0; i < 10; ++i)
             datagram += encodeFrame({1, f.kind.type, f.kind.sub, f.session ? session(erin) : 0, 3}, body);
-        int asked = 0, answered = 0;
-        size_t had = 0;
+        int asked = 0, answered = 0, had = 0;
         for (int step = 0; step < 6300; ++step) {
             if (step % 1050 == 0) {
-                had = inbox(bob).size();
+                had = static_cast<int>(inbox(bob).size());
                 say(bob, kind::kKeepAlive);
                 ++asked;
             }
