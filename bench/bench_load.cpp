@@ -47,6 +47,7 @@
 #include "server/credentials.h"
 #include "server/endpoint.h"
 #include "server/sqlite_store.h"
+#include "support/loopback.h"
 #include "wire/digest.h"
 #include "wire/fields.h"
 #include "wire/packet.h"
@@ -58,7 +59,6 @@ namespace {
 using nq::Bytes;
 using nq::server::Endpoint;
 
-constexpr const char* kServerAddress = "127.0.0.250";
 constexpr const char* kFloodAddress = "127.0.9.1";
 constexpr uint16_t kChatPort = 8000;
 constexpr uint16_t kDispatcherPort = 4000;
@@ -202,7 +202,7 @@ class Generator {
     void startServer() {
         const std::vector<std::string> args{
             o_.nqserver,    "serve",       "--db", db_,           "--address",
-            kServerAddress, "--log-level", "info", "--chat-port", std::to_string(kChatPort)};
+            serverAddress_, "--log-level", "info", "--chat-port", std::to_string(kChatPort)};
         std::vector<char*> argv;
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
@@ -220,6 +220,12 @@ class Generator {
         pinTo(server_, cpus > 1 ? 1 : 0);
         pinTo(0, 0);
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        int status = 0;
+        if (waitpid(server_, &status, WNOHANG) == server_) {
+            std::fprintf(stderr, "bench_load: nqserver stopped at once; its log:\n");
+            std::system(("cat '" + log + "'").c_str());
+            std::exit(1);
+        }
         serverCpuStart_ = cpuSecondsOf(server_);
     }
 
@@ -314,7 +320,7 @@ class Generator {
         setrlimit(RLIMIT_NOFILE, &lim);
 
         epoll_ = epoll_create1(0);
-        server_addr_ = Endpoint{*nq::server::parseIpv4(kServerAddress), kChatPort}.toSockaddr();
+        server_addr_ = Endpoint{*nq::server::parseIpv4(serverAddress_), kChatPort}.toSockaddr();
         clients_.resize(o_.clients);
         const int on = 1;
         for (int i = 0; i < o_.clients; ++i) {
@@ -544,6 +550,7 @@ class Generator {
     }
 
     const Options o_;
+    const std::string serverAddress_ = nq::test::claimLoopbackAddress();
     std::string folder_;
     std::string db_;
     pid_t server_ = -1;
