@@ -13,8 +13,8 @@
 namespace nq::server {
 
 struct InputLimits {
-    // A client sends at most one frame from its ring, its keep-alive and two answers to what it
-    // read in one 500 ms tick: 10 frames a second at the very most.
+    // In one 500 ms tick a client sends at most what its ring holds (two frames, when it moves a
+    // friend to the blacklist), its keep-alive and two answers to what it read: 10 frames a second.
     double framesPerSecond = 20;  // per address and port; bursts of twice as many
     // The client puts two frames in one datagram at most (a friend moved to the blacklist).
     int framesPerDatagram = 4;
