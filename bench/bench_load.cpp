@@ -4,10 +4,20 @@
 // memory and CPU. Not a test: it measures.
 //
 //   bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]
+//              [--flood none|badlogin|keepalive|offline] [--flood-rate N]
 //
 // The server runs pinned to one core and the generator to the other. Latency is taken from the
 // sender's clock just before sendto to the kernel's receive stamp on the partner's socket, so
-// that the generator's own delays in reading do not count against the server.
+// that the generator's own delays in reading do not count against the server. Clients sit 50 to
+// an address on 127.1.0.0/16, as clients behind many addresses do, so that what is measured is
+// the server and not its limits per address.
+//
+// A flood runs through the measured window from a thread of its own at 127.0.9.1, as fast as it
+// can send: bad logins (datagrams full of login frames for unknown accounts, to the chat server
+// and the dispatcher in turn), keep-alives (a logged-in session, 290 (9,0) frames a datagram) or
+// offline messages (a logged-in session messaging an account that never logs in). The other
+// clients' keep-alive round trip, the server's peak memory and its log's growth show what the
+// flood cost them.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -21,7 +31,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -35,6 +47,7 @@
 #include "server/credentials.h"
 #include "server/endpoint.h"
 #include "server/sqlite_store.h"
+#include "support/loopback.h"
 #include "wire/digest.h"
 #include "wire/fields.h"
 #include "wire/packet.h"
@@ -46,9 +59,21 @@ namespace {
 using nq::Bytes;
 using nq::server::Endpoint;
 
-constexpr const char* kServerAddress = "127.0.0.250";
-constexpr const char* kClientAddress = "127.0.1.1";
+constexpr const char* kFloodAddress = "127.0.9.1";
 constexpr uint16_t kChatPort = 8000;
+constexpr uint16_t kDispatcherPort = 4000;
+constexpr int kClientsPerAddress = 50;
+// The flooder's account is short so that 290 keep-alives fit one 8 KB datagram.
+constexpr const char* kFlooder = "fl";
+constexpr const char* kFaraway = "faraway";  // never logs in: every message to it waits
+
+enum class Flood { None, BadLogin, KeepAlive, Offline };
+
+// 127.1.0.1 onwards, kClientsPerAddress clients to each.
+uint32_t clientAddress(int i) {
+    const int host = i / kClientsPerAddress;
+    return 0x7F010000u + static_cast<uint32_t>(host / 250 * 256 + host % 250 + 1);
+}
 
 struct Options {
     int clients = 10000;
@@ -56,6 +81,8 @@ struct Options {
     int intervalMs = 500;
     double keepAliveSeconds = 10.5;  // the client's keep-alive: every 21 ticks
     std::string nqserver;
+    Flood flood = Flood::None;
+    int floodRate = 0;  // datagrams a second; 0: as fast as one thread sends
 };
 
 int64_t realtimeNs() {
@@ -115,7 +142,13 @@ struct Client {
     Bytes messageHead;  // own, partner, and the start of the text record
     uint16_t seq = 0;
     int64_t lastKeepAliveAnswer = 0;
+    int64_t keepAliveSentAt = 0;  // of the keep-alive not yet answered
 };
+
+int64_t fileSize(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 ? static_cast<int64_t>(st.st_size) : 0;
+}
 
 class Generator {
   public:
@@ -126,6 +159,7 @@ class Generator {
         startServer();
         openClients();
         loginAll();
+        prepareFlood();
         measure();
         stopServer();
         return 0;
@@ -150,6 +184,13 @@ class Generator {
             a.digest = sealed;
             store.createAccount(a);
         }
+        for (const char* extra : {kFlooder, kFaraway}) {
+            nq::server::Account a;
+            a.name = extra;
+            a.nick = std::string("n") + extra;
+            a.digest = sealed;
+            store.createAccount(a);
+        }
         for (int i = 0; i + 1 < o_.clients; i += 2) {
             store.addFriend(clientName(i), clientName(i + 1));
             store.addFriend(clientName(i + 1), clientName(i));
@@ -161,11 +202,11 @@ class Generator {
     void startServer() {
         const std::vector<std::string> args{
             o_.nqserver,    "serve",       "--db", db_,           "--address",
-            kServerAddress, "--log-level", "warn", "--chat-port", std::to_string(kChatPort)};
+            serverAddress_, "--log-level", "info", "--chat-port", std::to_string(kChatPort)};
         std::vector<char*> argv;
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        const std::string log = folder_ + "/server.log";
+        const std::string& log = logPath();
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
@@ -179,7 +220,90 @@ class Generator {
         pinTo(server_, cpus > 1 ? 1 : 0);
         pinTo(0, 0);
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        int status = 0;
+        if (waitpid(server_, &status, WNOHANG) == server_) {
+            std::fprintf(stderr, "bench_load: nqserver stopped at once; its log:\n");
+            std::system(("cat '" + log + "'").c_str());
+            std::exit(1);
+        }
         serverCpuStart_ = cpuSecondsOf(server_);
+    }
+
+    const std::string& logPath() {
+        if (log_.empty()) log_ = folder_ + "/server.log";
+        return log_;
+    }
+    int64_t databaseBytes() { return fileSize(db_) + fileSize(db_ + "-wal"); }
+
+    // The flooder's socket, and its session when its flood needs one.
+    void prepareFlood() {
+        if (o_.flood == Flood::None) return;
+        floodFd_ = socket(AF_INET, SOCK_DGRAM, 0);
+        const sockaddr_in local = Endpoint{*nq::server::parseIpv4(kFloodAddress), 0}.toSockaddr();
+        if (floodFd_ < 0 || bind(floodFd_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+            std::fprintf(stderr, "bench_load: cannot open the flooder's socket: %s\n", std::strerror(errno));
+            std::exit(1);
+        }
+        if (o_.flood == Flood::BadLogin) return;
+        const timeval wait{2, 0};
+        setsockopt(floodFd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+        const Bytes login =
+            nq::encodeFrame({1, 1, 1, 0, 0}, nq::joinFields({kFlooder, *nq::passwordDigest("123456")}));
+        sendto(floodFd_, login.data(), login.size(), 0, reinterpret_cast<const sockaddr*>(&server_addr_),
+               sizeof server_addr_);
+        char buf[2048];
+        for (ssize_t got; (got = recv(floodFd_, buf, sizeof buf, 0)) > 0;) {
+            auto f = nq::decodeFrame(std::string_view(buf, static_cast<size_t>(got)));
+            if (f && f->header.type == 1 && f->header.sub == 1 && f->header.code == 1) {
+                floodSession_ = f->header.session;
+                return;
+            }
+        }
+        std::fprintf(stderr, "bench_load: the flooder could not log in\n");
+        std::exit(1);
+    }
+
+    // Sends the flood as fast as one thread can, until told to stop; at most kMaxDatagrams.
+    void flood(const std::atomic<bool>& stop) {
+        constexpr int64_t kMaxDatagrams = 100'000'000;
+        pinTo(0, 0);
+        std::vector<std::pair<Bytes, sockaddr_in>> datagrams;
+        sockaddr_in dispatcher = server_addr_;
+        dispatcher.sin_port = htons(kDispatcherPort);
+        uint16_t seq = 0;
+        auto add = [&](Bytes& d, uint16_t type, uint16_t sub, uint32_t session, const Bytes& body) {
+            seq = seq >= 5999 ? 1 : seq + 1;
+            nq::encodeFrame({seq, type, sub, session, 0}, body, d);
+        };
+        if (o_.flood == Flood::BadLogin) {
+            for (const sockaddr_in& to : {server_addr_, dispatcher}) {
+                Bytes d;
+                for (int i = 0; d.size() < 8000 - 80; ++i)
+                    add(d, 1, 1, 0, nq::joinFields({"nobody" + std::to_string(i), std::string(32, 'f')}));
+                datagrams.emplace_back(std::move(d), to);
+            }
+        } else if (o_.flood == Flood::KeepAlive) {
+            Bytes d;
+            for (int i = 0; i < 290; ++i) add(d, 9, 0, floodSession_, nq::joinFields({kFlooder}));
+            datagrams.emplace_back(std::move(d), server_addr_);
+        } else {
+            Bytes d;
+            Bytes body = nq::joinFields({kFlooder, kFaraway});
+            body += "SimSun/10/0/12:00:00/" + std::string(200, 'x');
+            body.push_back('\0');
+            for (int i = 0; i < 2; ++i) add(d, 2, 1, floodSession_, body);
+            datagrams.emplace_back(std::move(d), server_addr_);
+        }
+        const auto start = std::chrono::steady_clock::now();
+        for (int64_t i = 0; i < kMaxDatagrams && !stop.load(std::memory_order_relaxed); ++i) {
+            if (o_.floodRate > 0 && i % 100 == 0)
+                std::this_thread::sleep_until(start +
+                                              std::chrono::microseconds(i * 1'000'000 / o_.floodRate));
+            const auto& [d, to] = datagrams[static_cast<size_t>(i) % datagrams.size()];
+            if (sendto(floodFd_, d.data(), d.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) >
+                0)
+                ++floodSent_;
+        }
     }
 
     void stopServer() {
@@ -196,13 +320,13 @@ class Generator {
         setrlimit(RLIMIT_NOFILE, &lim);
 
         epoll_ = epoll_create1(0);
-        server_addr_ = Endpoint{*nq::server::parseIpv4(kServerAddress), kChatPort}.toSockaddr();
-        const sockaddr_in local = Endpoint{*nq::server::parseIpv4(kClientAddress), 0}.toSockaddr();
+        server_addr_ = Endpoint{*nq::server::parseIpv4(serverAddress_), kChatPort}.toSockaddr();
         clients_.resize(o_.clients);
         const int on = 1;
         for (int i = 0; i < o_.clients; ++i) {
             Client& c = clients_[i];
             c.fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+            const sockaddr_in local = Endpoint{clientAddress(i), 0}.toSockaddr();
             if (c.fd < 0 || bind(c.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
                 std::fprintf(stderr, "bench_load: cannot open client socket %d: %s\n", i,
                              std::strerror(errno));
@@ -272,6 +396,8 @@ class Generator {
                 c.messageHead += "SimSun/10/0/12:00:00/t=";
             } else if (h.type == 9) {
                 c.lastKeepAliveAnswer = stamp;
+                if (measuring_ && c.keepAliveSentAt) keepAliveRtts_.push_back(stamp - c.keepAliveSentAt);
+                c.keepAliveSentAt = 0;
             } else if (h.type == 2 && h.sub == 1) {
                 nq::FieldReader fields(f->body);
                 const auto sender = fields.next();
@@ -324,6 +450,9 @@ class Generator {
         int64_t keepAliveCursor = 0;
         int64_t sentAtStart = 0, receivedAtStart = 0, framesInAtStart = 0;
         double serverCpuAtStart = 0;
+        int64_t logAtStart = 0, databaseAtStart = 0;
+        std::atomic<bool> stopFlood{false};
+        std::thread flooder;
         const int n = o_.clients;
         Bytes body;
         for (;;) {
@@ -334,6 +463,9 @@ class Generator {
                 receivedAtStart = received_;
                 framesInAtStart = framesIn_;
                 serverCpuAtStart = cpuSecondsOf(server_);
+                logAtStart = fileSize(logPath());
+                databaseAtStart = databaseBytes();
+                if (o_.flood != Flood::None) flooder = std::thread([&] { flood(stopFlood); });
             }
             if (now >= end) break;
             // Each client sends once per interval, the clients spread evenly over it.
@@ -351,12 +483,19 @@ class Generator {
             const int64_t keepAliveDue = (now - start) * n / keepAlive;
             for (; keepAliveCursor < keepAliveDue; ++keepAliveCursor) {
                 Client& c = clients_[keepAliveCursor % n];
-                if (c.ready) send(c, 9, 0, 0, nq::joinFields({c.name}));
+                if (!c.ready) continue;
+                c.keepAliveSentAt = realtimeNs();
+                send(c, 9, 0, 0, nq::joinFields({c.name}));
             }
             pump(1);
         }
         const double window = std::chrono::duration<double>(Clock::now() - measureFrom).count();
         const double serverCpu = cpuSecondsOf(server_) - serverCpuAtStart;
+        stopFlood = true;
+        if (flooder.joinable()) flooder.join();
+        const int64_t logGrowth = fileSize(logPath()) - logAtStart;
+        const int64_t databaseGrowth = databaseBytes() - databaseAtStart;
+        const auto [rss, peak] = memoryOf(server_);
         measuring_ = false;
         // Let the last messages land.
         const auto drainEnd = Clock::now() + std::chrono::seconds(1);
@@ -377,12 +516,11 @@ class Generator {
         } catch (...) {
         }
         std::sort(latencies_.begin(), latencies_.end());
-        auto pct = [&](double p) {
-            return latencies_.empty()
-                       ? 0.0
-                       : latencies_[std::min(latencies_.size() - 1, size_t(p * latencies_.size()))] / 1e6;
+        std::sort(keepAliveRtts_.begin(), keepAliveRtts_.end());
+        auto pctOf = [](const std::vector<int64_t>& v, double p) {
+            return v.empty() ? 0.0 : v[std::min(v.size() - 1, size_t(p * v.size()))] / 1e6;
         };
-        const auto [rss, peak] = memoryOf(server_);
+        auto pct = [&](double p) { return pctOf(latencies_, p); };
         std::printf("clients                 %d (sending every %d ms, keep-alive every %.1f s)\n", n,
                     o_.intervalMs, o_.keepAliveSeconds);
         std::printf("sessions held           %d answered keep-alives; server reports %d sessions\n", held,
@@ -399,11 +537,20 @@ class Generator {
         std::printf("lost                    %lld of %lld messages; %lld wrong; %lld sends refused\n",
                     static_cast<long long>(sent_ - received_), static_cast<long long>(sent_),
                     static_cast<long long>(badMessages_), static_cast<long long>(sendFailures_));
+        std::printf("keep-alive round trip   p50 %.3f ms, p99 %.3f ms, max %.3f ms (%zu answered)\n",
+                    pctOf(keepAliveRtts_, 0.5), pctOf(keepAliveRtts_, 0.99),
+                    keepAliveRtts_.empty() ? 0.0 : keepAliveRtts_.back() / 1e6, keepAliveRtts_.size());
         std::printf("server                  %.0f%% of one core, %.1f MB resident (peak %.1f MB)\n",
                     100 * serverCpu / window, rss, peak);
+        std::printf("server log              %.1f KB in the window (%.1f KB/s); database grew %.1f MB\n",
+                    logGrowth / 1024.0, logGrowth / 1024.0 / window, databaseGrowth / 1048576.0);
+        if (o_.flood != Flood::None)
+            std::printf("flood                   %lld datagrams (%.0f a second)\n",
+                        static_cast<long long>(floodSent_.load()), floodSent_.load() / window);
     }
 
     const Options o_;
+    const std::string serverAddress_ = nq::test::claimLoopbackAddress();
     std::string folder_;
     std::string db_;
     pid_t server_ = -1;
@@ -416,6 +563,11 @@ class Generator {
     bool measuring_ = false;
     int64_t sent_ = 0, received_ = 0, framesIn_ = 0, badMessages_ = 0, sendFailures_ = 0;
     std::vector<int64_t> latencies_;
+    std::vector<int64_t> keepAliveRtts_;
+    std::string log_;
+    int floodFd_ = -1;
+    uint32_t floodSession_ = 0;
+    std::atomic<int64_t> floodSent_{0};
 };
 
 std::string defaultNqserver(const char* argv0) {
@@ -450,12 +602,32 @@ int main(int argc, char** argv) {
             o.intervalMs = std::max(1, std::atoi(value().c_str()));
         else if (a == "--nqserver")
             o.nqserver = value();
-        else if (a.rfind("--benchmark", 0) == 0)
+        else if (a == "--flood-rate")
+            o.floodRate = std::max(0, std::atoi(value().c_str()));
+        else if (a == "--flood") {
+            const std::string f = value();
+            if (f == "none")
+                o.flood = Flood::None;
+            else if (f == "badlogin")
+                o.flood = Flood::BadLogin;
+            else if (f == "keepalive")
+                o.flood = Flood::KeepAlive;
+            else if (f == "offline")
+                o.flood = Flood::Offline;
+            else {
+                std::fprintf(stderr,
+                             "bench_load: --flood is none, badlogin, keepalive or offline, not \"%s\"\n",
+                             f.c_str());
+                return 2;
+            }
+        } else if (a.rfind("--benchmark", 0) == 0)
             continue;  // ./nq bench passes Google Benchmark's options to every program
         else {
             std::fprintf(
                 stderr,
-                "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]\n");
+                "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]\n"
+                "                  [--flood none|badlogin|keepalive|offline] [--flood-rate "
+                "DATAGRAMS_A_SECOND]\n");
             return 2;
         }
     }

@@ -51,8 +51,8 @@ void ChatService::onProfile(Session& s, const FrameHeader& h, FieldReader& field
     auto account = resolve(*target, h.code == code::kProfileRefreshOwn);
     if (!account) {
         // No failure reply exists: the client's wait runs out.
-        NQ_LOG(log_, Info, "no profile for %s asked by %s", printable(*target).c_str(),
-               printable(s.account).c_str());
+        NQ_LOG_CAPPED(log_, Refused, now_, Info, "no profile for %s asked by %s", printable(*target).c_str(),
+                      printable(s.account).c_str());
         return;
     }
     sendTo(s, kind::kProfile, code::kDone, profileRecord(*account));
@@ -69,8 +69,8 @@ void ChatService::onAddFriend(Session& s, const FrameHeader& h, FieldReader& fie
     if (!name) return dropShort(s, h);
     auto account = resolve(*name);
     auto refuse = [&](const char* why) {
-        NQ_LOG(log_, Info, "%s cannot add %s as a friend: %s", printable(s.account).c_str(),
-               printable(*name).c_str(), why);
+        NQ_LOG_CAPPED(log_, Refused, now_, Info, "%s cannot add %s as a friend: %s",
+                      printable(s.account).c_str(), printable(*name).c_str(), why);
         sendTo(s, kind::kAddFriend, code::kFailed, joinFields({s.account, *name}));
     };
     if (!account) return refuse("no such account");
@@ -104,8 +104,8 @@ void ChatService::onAddToBlacklist(Session& s, const FrameHeader& h, FieldReader
     if (!name) return dropShort(s, h);
     auto account = resolve(*name);
     auto refuse = [&](const char* why) {
-        NQ_LOG(log_, Info, "%s cannot blacklist %s: %s", printable(s.account).c_str(),
-               printable(*name).c_str(), why);
+        NQ_LOG_CAPPED(log_, Refused, now_, Info, "%s cannot blacklist %s: %s", printable(s.account).c_str(),
+                      printable(*name).c_str(), why);
         sendTo(s, kind::kAddToBlacklist, code::kFailed, joinFields({s.account, *name}));
     };
     if (!account) return refuse("no such account or nick");

@@ -12,14 +12,25 @@ ChatService::Peer& ChatService::peerAt(const Endpoint& ep) {
     return it->second;
 }
 
-void ChatService::send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
+bool ChatService::send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
                        uint8_t flags, int64_t storedId) {
     if (body.size() > kMaxBody) {
-        NQ_LOG(log_, Error, "refused to send (%u,%u) with a body of %zu bytes to %s", kind.type, kind.sub,
-               body.size(), to.toString().c_str());
-        return;
+        NQ_LOG_CAPPED(log_, Failed, now_, Error, "refused to send (%u,%u) with a body of %zu bytes to %s",
+                      kind.type, kind.sub, body.size(), to.toString().c_str());
+        return false;
     }
     Peer& p = peerAt(to);
+    // A client that asks faster than it reads gets no more than it may hold; a second keep-alive
+    // answer is left to the one still held.
+    if (flags & kAnswer) {
+        if (p.pacer.holdsAnswer()) return false;
+    } else if (p.pacer.heldCount() >= config_.pacing.heldFrames ||
+               p.pacer.heldBytes() + kHeaderSize + body.size() > config_.pacing.heldBytes) {
+        NQ_LOG_CAPPED(log_, Dropped, now_, Info,
+                      "dropped (%u,%u) to %s: %zu frames of %zu bytes held already", kind.type, kind.sub,
+                      to.toString().c_str(), p.pacer.heldCount(), p.pacer.heldBytes());
+        return false;
+    }
     p.seq = p.seq >= kSeqWrap - 1 ? 1 : p.seq + 1;  // 1..5999: the client's numbering follows ours
     OutFrame frame;
     frame.flags = flags;
@@ -27,6 +38,20 @@ void ChatService::send(const Endpoint& to, FrameKind kind, uint16_t code, uint32
     encodeFrame({p.seq, kind.type, kind.sub, session, code}, body, frame.bytes);
     p.pacer.push(std::move(frame));
     releasePeer(to, p);
+    return true;
+}
+
+// Straight out, past pacing: a refusal goes to an address without a session, whose client, if
+// there is one, reads nothing else. Since anybody can send in another's name, one datagram
+// gets one refusal at most, and an address only so many a second.
+void ChatService::refuseLogin(const Endpoint& to) {
+    if (refusedInDatagram_ || !replyRates_.take(to.address, now_)) return;
+    refusedInDatagram_ = true;
+    refusalSeq_ = refusalSeq_ >= kSeqWrap - 1 ? 1 : refusalSeq_ + 1;
+    Datagram d{to,
+               encodeFrame({refusalSeq_, kind::kLogin.type, kind::kLogin.sub, 0, code::kWrongPassword}, {})};
+    if (log_.tracing()) log_.trace(describeDatagram("out", "chat " + to.toString(), d.data));
+    output_.push_back(std::move(d));
 }
 
 void ChatService::releasePeer(const Endpoint& ep, Peer& peer) {
@@ -50,7 +75,8 @@ void ChatService::flushDeletes() {
         store_.deleteMessages(deliveredIds_);
         deliveredIds_.clear();
     } catch (const StoreError& e) {
-        NQ_LOG(log_, Error, "cannot delete %zu delivered messages yet: %s", deliveredIds_.size(), e.what());
+        NQ_LOG_CAPPED(log_, Failed, now_, Error, "cannot delete %zu delivered messages yet: %s",
+                      deliveredIds_.size(), e.what());
     }
 }
 

@@ -9,6 +9,9 @@ namespace {
 
 // A user with thousands of messages waiting does not pull them all into memory at once.
 constexpr int kWaitingSlice = 64;
+// Past this many frames held for a receiver, live messages wait in the store behind them, where
+// the limits on waiting messages hold, instead of piling up in memory.
+constexpr size_t kLiveHeldMax = 32;
 
 }  // namespace
 
@@ -26,8 +29,8 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
         // The client names the peer by account, or by nick when its cache lacks the account.
         auto account = resolve(*peerName);
         if (!account) {
-            NQ_LOG(log_, Info, "dropped a message from %s to unknown %s", printable(s.account).c_str(),
-                   printable(*peerName).c_str());
+            NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a message from %s to unknown %s",
+                          printable(s.account).c_str(), printable(*peerName).c_str());
             return;
         }
         receiverName = account->name;
@@ -44,16 +47,47 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
         return;
     }
     const Bytes body = chatBody(s.account, receiverName, *text);
-    if (receiver && receiver->ready && !receiver->moreWaiting) {
-        sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage);
-    } else {
-        // Away, or older messages are still on their way to him: this one queues behind them.
-        store_.storeMessage(receiverName, body);
-        if (!receiver) {
-            if (auto server = bus_.elsewhere(receiverName, now_))
-                bus_.tell(now_, BusKind::Waiting, receiverName, 0, *server);
-        }
+    if (receiver && receiver->ready && !receiver->moreWaiting &&
+        peerAt(receiver->endpoint).pacer.heldCount() < kLiveHeldMax &&
+        sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage))
+        return;
+    // Away, or older messages are still on their way to him: this one queues behind them.
+    if (!mayWait(s, receiverName)) return;
+    store_.storeMessage(receiverName, body);
+    if (receiver && receiver->ready) receiver->moreWaiting = true;
+    if (!receiver) {
+        if (auto server = bus_.elsewhere(receiverName, now_))
+            bus_.tell(now_, BusKind::Waiting, receiverName, 0, *server);
     }
+}
+
+// The protocol has no failure reply to a message. A sender whose messages are turned away gets a
+// toast, one a minute at most, so that a person learns why and a flood earns nothing but that.
+bool ChatService::mayWait(Session& sender, const Bytes& receiver) {
+    const char* why = nullptr;
+    const char* toast = nullptr;
+    if (!waitingRates_.take(sender.account, now_)) {
+        why = "sends more than the waiting messages allowed a minute";
+        toast = "离线消息发得太快，有的消息没有保存，对方收不到。";
+    } else if (store_.countWaiting(receiver, config_.waiting.perReceiver) >= config_.waiting.perReceiver) {
+        why = "the receiver has as many messages waiting as allowed";
+        toast = "对方的离线消息已满，这条消息没有保存，对方收不到。";
+    } else {
+        return true;
+    }
+    NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a message from %s to %s: %s",
+                  printable(sender.account).c_str(), printable(receiver).c_str(), why);
+    if (limitNotices_.take(sender.account, now_))
+        sendTo(sender, kind::kNoticeToast, code::kNone, joinFields({gbk::fromUtf8(toast)}));
+    return false;
+}
+
+void ChatService::dropOldWaiting() {
+    const int64_t before =
+        wall_() - std::chrono::duration_cast<std::chrono::seconds>(config_.waiting.maxAge).count();
+    if (const int dropped = store_.dropWaitingBefore(before))
+        NQ_LOG(log_, Info, "dropped %d waiting messages older than %.0f days", dropped,
+               secondsOf(config_.waiting.maxAge) / 86400);
 }
 
 void ChatService::onAfterRosters(Session& s, const FrameHeader&, FieldReader&) {
@@ -72,8 +106,11 @@ void ChatService::queueWaiting(Session& s) {
         store_.waitingMessages(s.account, s.lastWaitingId, kWaitingSlice);
     if (static_cast<int>(slice.size()) < kWaitingSlice) s.moreWaiting = false;
     for (const WaitingMessage& m : slice) {
+        if (!sendTo(s, kind::kChat, code::kNone, m.body, kChatMessage, m.id)) {
+            s.moreWaiting = true;  // the rest stays in the store for the next refill
+            break;
+        }
         s.lastWaitingId = m.id;
-        sendTo(s, kind::kChat, code::kNone, m.body, kChatMessage, m.id);
     }
     if (!slice.empty())
         NQ_LOG(log_, Debug, "queued %zu waiting messages for %s", slice.size(), printable(s.account).c_str());

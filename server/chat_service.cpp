@@ -10,7 +10,7 @@ namespace nq::server {
 namespace {
 
 constexpr Duration kNoticePoll = std::chrono::seconds(1);
-constexpr int kDropLinesPerSecond = 20;
+constexpr Duration kAgeCheck = std::chrono::minutes(1);
 // A client notices a lost session after about 168 s of unanswered keep-alives; a session kept
 // at a stop comes back only if the server is up again well before that.
 constexpr int64_t kKeptSessionSeconds = 150;
@@ -23,10 +23,6 @@ constexpr size_t kRefillBelow = 16;
 
 }  // namespace
 
-std::string printable(std::string_view gbkText) {
-    return gbk::toUtf8(gbkText);
-}
-
 Duration ChatConfig::sweepInterval() const {
     return std::min<Duration>(std::chrono::seconds(1), sessionTimeout / 4);
 }
@@ -35,9 +31,13 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
     : store_(store),
       config_(config),
       log_(log),
-      bus_(store, config.serverId, std::move(wall)),
-      drops_(log, kDropLinesPerSecond),
-      gate_(store, config.login, log) {
+      wall_(std::move(wall)),
+      bus_(store, config.serverId, wall_),
+      gate_(store, config.login, log),
+      frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
+      replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond),
+      waitingRates_(config.waiting.perSenderPerMinute / 60.0, config.waiting.perSenderPerMinute),
+      limitNotices_(1 / 60.0, 1) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
 }
 
@@ -50,6 +50,12 @@ std::optional<uint32_t> ChatService::sessionOf(const Bytes& account) const {
 size_t ChatService::unreadEstimate(const Endpoint& client, Time now) {
     auto it = peers_.find(client);
     return it == peers_.end() ? 0 : it->second.pacer.unreadEstimate(now);
+}
+
+ChatService::Held ChatService::heldFor(const Endpoint& client) const {
+    auto it = peers_.find(client);
+    if (it == peers_.end()) return {};
+    return {it->second.pacer.heldCount(), it->second.pacer.heldBytes()};
 }
 
 const FrameTable<ChatService::Handler>& ChatService::handlers() {
@@ -72,22 +78,34 @@ const FrameTable<ChatService::Handler>& ChatService::handlers() {
 
 void ChatService::onDatagram(const Endpoint& from, std::string_view data, Time now) {
     now_ = now;
+    refusedInDatagram_ = false;
     if (log_.tracing()) log_.trace(describeDatagram("in", "chat " + from.toString(), data));
-    while (!data.empty()) {
+    for (int frames = 0; !data.empty(); ++frames) {
+        // What comes past the limits costs a look-up, not a handler.
+        if (frames == config_.input.framesPerDatagram) {
+            NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped the rest of a datagram from %s: over %d frames",
+                          from.toString().c_str(), config_.input.framesPerDatagram);
+            break;
+        }
         auto frame = decodeFrame(data);
         if (!frame) {
-            if (drops_.allow(now_))
-                NQ_LOG(log_, Info, "dropped %zu bytes from %s that are no frame", data.size(),
-                       from.toString().c_str());
+            NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped %zu bytes from %s that are no frame",
+                          data.size(), from.toString().c_str());
             break;
         }
         data.remove_prefix(frame->len);
+        if (!frameRates_.take(from, now_)) {
+            NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) from %s: over %g frames a second",
+                          frame->header.type, frame->header.sub, from.toString().c_str(),
+                          config_.input.framesPerSecond);
+            continue;
+        }
         try {
             handleFrame(from, *frame);
         } catch (const StoreError& e) {
             // A busy or full database costs this one frame, not the server.
-            NQ_LOG(log_, Error, "(%u,%u) from %s failed: %s", frame->header.type, frame->header.sub,
-                   from.toString().c_str(), e.what());
+            NQ_LOG_CAPPED(log_, Failed, now_, Error, "(%u,%u) from %s failed: %s", frame->header.type,
+                          frame->header.sub, from.toString().c_str(), e.what());
         }
     }
     flushDeletes();
@@ -99,9 +117,8 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
 
     auto it = sessions_.find(h.session);
     if (it == sessions_.end() || !(it->second.endpoint == from)) {
-        if (drops_.allow(now_))
-            NQ_LOG(log_, Info, "dropped (%u,%u) from %s: no session %u at that address", h.type, h.sub,
-                   from.toString().c_str(), h.session);
+        NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) from %s: no session %u at that address",
+                      h.type, h.sub, from.toString().c_str(), h.session);
         return;
     }
     Session& s = it->second;
@@ -111,18 +128,19 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
     FieldReader fields(f.body);
     const auto own = fields.next();
     if (!own || *own != s.account) {
-        NQ_LOG(log_, Warn, "dropped (%u,%u) of session %u: it does not name its own account %s", h.type,
-               h.sub, s.number, printable(s.account).c_str());
+        NQ_LOG_CAPPED(log_, Dropped, now_, Warn,
+                      "dropped (%u,%u) of session %u: it does not name its own account %s", h.type, h.sub,
+                      s.number, printable(s.account).c_str());
         return;
     }
     if (const Handler* handler = handlers().find({h.type, h.sub})) return (this->**handler)(s, h, fields);
-    NQ_LOG(log_, Info, "dropped (%u,%u) code %u from %s: not a kind this server serves", h.type, h.sub,
-           h.code, printable(s.account).c_str());
+    NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) code %u from %s: not a kind this server serves",
+                  h.type, h.sub, h.code, printable(s.account).c_str());
 }
 
 void ChatService::dropShort(Session& s, const FrameHeader& h) {
-    NQ_LOG(log_, Info, "dropped (%u,%u) from %s: body too short", h.type, h.sub,
-           printable(s.account).c_str());
+    NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) from %s: body too short", h.type, h.sub,
+                  printable(s.account).c_str());
 }
 
 void ChatService::broadcastNotice(NoticeKind kind, const Bytes& text, Time now) {
@@ -138,7 +156,7 @@ void ChatService::onTimer(Time now) {
     try {
         timerWork(now);
     } catch (const StoreError& e) {
-        NQ_LOG(log_, Error, "housekeeping failed, tried again later: %s", e.what());
+        NQ_LOG_CAPPED(log_, Failed, now, Error, "housekeeping failed, tried again later: %s", e.what());
     }
     flushDeletes();
 }
@@ -197,6 +215,14 @@ void ChatService::sweep(Time now) {
             it = peers_.erase(it);
         else
             ++it;
+    }
+    frameRates_.forgetFull(now);
+    replyRates_.forgetFull(now);
+    waitingRates_.forgetFull(now);
+    limitNotices_.forgetFull(now);
+    if (now >= nextAgeCheck_) {
+        nextAgeCheck_ = now + kAgeCheck;
+        dropOldWaiting();
     }
 }
 

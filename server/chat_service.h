@@ -24,6 +24,7 @@
 #include "server/log.h"
 #include "server/login_throttle.h"
 #include "server/pacer.h"
+#include "server/rate_limit.h"
 #include "server/store.h"
 #include "wire/fields.h"
 #include "wire/frame_kinds.h"
@@ -35,6 +36,8 @@ struct ChatConfig {
     Duration sessionTimeout = std::chrono::seconds(60);
     PacingConfig pacing;
     LoginLimits login;
+    InputLimits input;
+    WaitingLimits waiting;
     std::string serverId;  // "host:port" under which this server reports its load
 
     // A client that never sends (2,6) still gets its waiting messages this long after its
@@ -69,6 +72,13 @@ class ChatService {
     // For tests and the admin view: the session number of an account that is online.
     std::optional<uint32_t> sessionOf(const Bytes& account) const;
     size_t unreadEstimate(const Endpoint& client, Time now);
+    // What is held back for a client, and how many clients the server keeps pacing state for.
+    struct Held {
+        size_t frames = 0;
+        size_t bytes = 0;
+    };
+    Held heldFor(const Endpoint& client) const;
+    size_t pacedCount() const { return peers_.size(); }
 
   private:
     struct Session {
@@ -116,6 +126,8 @@ class ChatService {
     void makeReady(Session& s);
     void queueWaiting(Session& s);
     void onWaitingElsewhere(const Bytes& account);
+    bool mayWait(Session& sender, const Bytes& receiver);
+    void dropOldWaiting();
 
     // chat_contacts.cpp
     void onRosters(Session& s, const FrameHeader& h, FieldReader& fields);
@@ -128,12 +140,14 @@ class ChatService {
     std::optional<Account> resolve(std::string_view name, bool nickFirst = false);
 
     // chat_output.cpp
-    void send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
+    // False when the frame was not queued: the client holds all it may (see PacingConfig).
+    bool send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
               uint8_t flags = 0, int64_t storedId = 0);
-    void sendTo(Session& s, FrameKind kind, uint16_t code, const Bytes& body, uint8_t flags = 0,
+    bool sendTo(Session& s, FrameKind kind, uint16_t code, const Bytes& body, uint8_t flags = 0,
                 int64_t storedId = 0) {
-        send(s.endpoint, kind, code, s.number, body, flags, storedId);
+        return send(s.endpoint, kind, code, s.number, body, flags, storedId);
     }
+    void refuseLogin(const Endpoint& to);
     void releasePeer(const Endpoint& ep, Peer& peer);
     Peer& peerAt(const Endpoint& ep);
     void flushDeletes();
@@ -145,9 +159,15 @@ class ChatService {
     Store& store_;
     const ChatConfig config_;
     Logger& log_;
+    WallClock wall_;
     ChatBus bus_;
-    DropLog drops_;
     LoginGate gate_;
+    RateBuckets<Endpoint, EndpointHash> frameRates_;
+    RateBuckets<uint32_t> replyRates_;  // by IPv4 address
+    RateBuckets<Bytes> waitingRates_;   // by sending account
+    RateBuckets<Bytes> limitNotices_;   // one notice a minute to a sender whose messages are turned away
+    bool refusedInDatagram_ = false;
+    uint16_t refusalSeq_ = 0;
     Time now_{};
 
     std::unordered_map<uint32_t, Session> sessions_;
@@ -161,9 +181,8 @@ class ChatService {
 
     Time nextSweep_{};
     Time nextNoticePoll_{};
+    Time nextAgeCheck_{};
     int64_t lastNoticeId_ = 0;
 };
-
-std::string printable(std::string_view gbkText);
 
 }  // namespace nq::server

@@ -43,7 +43,8 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     const auto name = fields.next();
     const auto digest = fields.next();
     if (!name || !digest) {
-        NQ_LOG(log_, Info, "dropped a login from %s without name and digest", from.toString().c_str());
+        NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a login from %s without name and digest",
+                      from.toString().c_str());
         return;
     }
     // Only a forger can log in as someone else from the address of a client still sending: the
@@ -51,19 +52,17 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     // own and close its socket.
     const Session* present = presentAt(from);
     if (present && present->account != *name) {
-        if (drops_.allow(now_))
-            NQ_LOG(log_, Warn, "dropped a login of %s from %s: the session of %s there is alive",
-                   printable(*name).c_str(), from.toString().c_str(), printable(present->account).c_str());
+        NQ_LOG_CAPPED(log_, Refused, now_, Warn,
+                      "dropped a login of %s from %s: the session of %s there is alive",
+                      printable(*name).c_str(), from.toString().c_str(), printable(present->account).c_str());
         return;
     }
     LoginOutcome checked = gate_.check(from.address, Bytes(*name), *digest, now_);
     if (checked.verdict != LoginVerdict::Accepted) {
-        if (checked.verdict == LoginVerdict::Refused || drops_.allow(now_))
-            NQ_LOG(log_, Info, "login of %s from %s %s: %s", printable(*name).c_str(),
-                   from.toString().c_str(),
-                   checked.verdict == LoginVerdict::Refused ? "refused" : "held back", checked.why);
-        if (checked.verdict == LoginVerdict::Refused && !present)
-            send(from, kind::kLogin, code::kWrongPassword, 0, {});
+        const bool refused = checked.verdict == LoginVerdict::Refused;
+        NQ_LOG_CAPPED(log_, Refused, now_, Info, "login of %s from %s %s: %s", printable(*name).c_str(),
+                      from.toString().c_str(), refused ? "refused" : "held back", checked.why);
+        if (refused && !present) refuseLogin(from);
         return;
     }
     const Account* account = &*checked.account;
@@ -102,7 +101,7 @@ void ChatService::onLogout(Session& s, const FrameHeader&, FieldReader&) {
 }
 
 void ChatService::onKeepAlive(Session& s, const FrameHeader&, FieldReader&) {
-    sendTo(s, kind::kKeepAlive, code::kNone, {});
+    sendTo(s, kind::kKeepAlive, code::kNone, {}, kAnswer);
 }
 
 ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,

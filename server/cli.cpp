@@ -74,6 +74,15 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"login-backoff", required_argument, nullptr, 0},
                            {"login-backoff-max", required_argument, nullptr, 0},
                            {"login-account-checks", required_argument, nullptr, 0},
+                           {"frame-rate", required_argument, nullptr, 0},
+                           {"datagram-frames", required_argument, nullptr, 0},
+                           {"reply-rate", required_argument, nullptr, 0},
+                           {"held-frames", required_argument, nullptr, 0},
+                           {"held-bytes", required_argument, nullptr, 0},
+                           {"waiting-rate", required_argument, nullptr, 0},
+                           {"waiting-max", required_argument, nullptr, 0},
+                           {"waiting-days", required_argument, nullptr, 0},
+                           {"log-lines", required_argument, nullptr, 0},
                            {"nick", required_argument, nullptr, 0},
                            {"head", required_argument, nullptr, 0},
                            {"level", required_argument, nullptr, 0},
@@ -81,7 +90,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
-constexpr int kFirstServeOption = 2, kLastServeOption = 19;  // address .. login-account-checks
+constexpr int kFirstServeOption = 2, kLastServeOption = 28;  // address .. log-lines
 
 struct Given {
     int index;  // into kOptions
@@ -186,6 +195,26 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.login.backoffMax = seconds(v, opt);
         } else if (g.is("login-account-checks")) {
             o.login.accountChecksPerMinute = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("frame-rate")) {
+            // Below 10 a second a client's own busiest ticks would be cut.
+            o.input.framesPerSecond = integer<int>(v, opt, 10, 1000000);
+        } else if (g.is("datagram-frames")) {
+            o.input.framesPerDatagram = integer<int>(v, opt, 2, 1000);
+        } else if (g.is("reply-rate")) {
+            o.input.repliesPerSecond = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("held-frames")) {
+            o.heldFrames = integer<size_t>(v, opt, 64, 1000000);
+        } else if (g.is("held-bytes")) {
+            // At least a slice of waiting messages of the longest kind.
+            o.heldBytes = integer<size_t>(v, opt, 65536, size_t{1} << 30);
+        } else if (g.is("waiting-rate")) {
+            o.waiting.perSenderPerMinute = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("waiting-max")) {
+            o.waiting.perReceiver = integer<int>(v, opt, 1, 100000000);
+        } else if (g.is("waiting-days")) {
+            o.waiting.maxAge = std::chrono::hours(24) * integer<int>(v, opt, 1, 36500);
+        } else if (g.is("log-lines")) {
+            o.logLinesPerMinute = integer<int>(v, opt, 1, 1000000);
         }
     }
     if (o.login.backoffMax < o.login.backoff)
@@ -348,6 +377,18 @@ Serving:
   --login-backoff-max SECONDS the longest wait (default 300)
   --login-account-checks N  password checks of one account per minute, successes
                             included (default 60)
+  --frame-rate N            frames a second taken from one address and port, bursts of
+                            twice as many (default 20); past it frames are dropped
+  --datagram-frames N       frames read from one datagram (default 4; the client sends 2)
+  --reply-rate N            login refusals and dispatcher answers a second to one address,
+                            one a datagram (default 20)
+  --held-frames N           frames held back for one client (default 256)
+  --held-bytes BYTES        bytes held back for one client (default 131072)
+  --waiting-rate N          messages a minute one user may leave waiting (default 60)
+  --waiting-max N           messages waiting for one user (default 1000)
+  --waiting-days N          waiting messages older than this are deleted (default 30)
+  --log-lines N             lines a minute about dropped frames, refusals and failures,
+                            each (default 60)
   --trace                   print every frame in and out
   --log-level debug|info|warn|error   (default info)
 

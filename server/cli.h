@@ -10,6 +10,7 @@
 
 #include "server/dispatcher_service.h"
 #include "server/log.h"
+#include "server/pacer.h"
 
 namespace nq::server {
 
@@ -32,7 +33,12 @@ struct ServeOptions {
     double sessionTimeoutSeconds = 60;
     double paceTickMs = 500;        // the client's tick; tests shorten it
     size_t ringBudget = 48 * 1024;  // bytes allowed unread in a client's ring
+    size_t heldFrames = PacingConfig().heldFrames;
+    size_t heldBytes = PacingConfig().heldBytes;
     LoginLimits login;
+    InputLimits input;
+    WaitingLimits waiting;
+    int logLinesPerMinute = 60;
     bool trace = false;
     LogLevel logLevel = LogLevel::Info;
 };

@@ -22,33 +22,49 @@ DispatcherService::DispatcherService(Store& store, const DispatcherConfig& confi
       localLoad_(std::move(localLoad)),
       hostFor_(std::move(hostFor)),
       wall_(std::move(wall)),
-      gate_(store, config_.login, log) {
+      gate_(store, config_.login, log),
+      frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
+      replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond) {
     minimumCode_ = versionCodeOf(config_.minimumVersion).value_or(256);
     loads_.resize(config_.targets.size());
     sentSinceRefresh_.resize(config_.targets.size());
 }
 
+// The client sends one login a datagram and waits seconds for the answer before it tries again.
+// One frame a datagram is read, so that a datagram never brings more than one answer: anybody
+// can send in a victim's name, and the answers would go to her.
 void DispatcherService::onDatagram(const Endpoint& from, std::string_view data, Time now) {
     if (log_.tracing()) log_.trace(describeDatagram("in", "dispatcher " + from.toString(), data));
-    while (!data.empty()) {
-        auto frame = decodeFrame(data);
-        if (!frame) {
-            NQ_LOG(log_, Info, "dispatcher dropped %zu bytes from %s that are no frame", data.size(),
-                   from.toString().c_str());
-            return;
-        }
-        data.remove_prefix(frame->len);
-        if (FrameKind{frame->header.type, frame->header.sub} == kind::kLogin) {
-            try {
-                login(from, *frame, now);
-            } catch (const StoreError& e) {
-                NQ_LOG(log_, Error, "dispatcher could not check a login from %s: %s", from.toString().c_str(),
-                       e.what());
-            }
-        } else {
-            NQ_LOG(log_, Info, "dispatcher dropped (%u,%u) from %s: it only takes logins", frame->header.type,
-                   frame->header.sub, from.toString().c_str());
-        }
+    if (now >= nextForget_) {
+        nextForget_ = now + std::chrono::seconds(1);
+        frameRates_.forgetFull(now);
+        replyRates_.forgetFull(now);
+    }
+    auto frame = decodeFrame(data);
+    if (!frame) {
+        NQ_LOG_CAPPED(log_, Dropped, now, Info, "dispatcher dropped %zu bytes from %s that are no frame",
+                      data.size(), from.toString().c_str());
+        return;
+    }
+    if (frame->len < data.size())
+        NQ_LOG_CAPPED(log_, Dropped, now, Info,
+                      "dispatcher read one frame of a datagram from %s, %zu bytes left",
+                      from.toString().c_str(), data.size() - frame->len);
+    if (!frameRates_.take(from, now)) {
+        NQ_LOG_CAPPED(log_, Dropped, now, Info, "dispatcher dropped a frame from %s: over %g frames a second",
+                      from.toString().c_str(), config_.input.framesPerSecond);
+        return;
+    }
+    if (FrameKind{frame->header.type, frame->header.sub} != kind::kLogin) {
+        NQ_LOG_CAPPED(log_, Dropped, now, Info, "dispatcher dropped (%u,%u) from %s: it only takes logins",
+                      frame->header.type, frame->header.sub, from.toString().c_str());
+        return;
+    }
+    try {
+        login(from, *frame, now);
+    } catch (const StoreError& e) {
+        NQ_LOG_CAPPED(log_, Failed, now, Error, "dispatcher could not check a login from %s: %s",
+                      from.toString().c_str(), e.what());
     }
 }
 
@@ -57,31 +73,32 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     const auto name = fields.next();
     const auto digest = fields.next();
     if (!name || !digest) {
-        NQ_LOG(log_, Info, "dispatcher dropped a login from %s without name and digest",
-               from.toString().c_str());
+        NQ_LOG_CAPPED(log_, Refused, now, Info, "dispatcher dropped a login from %s without name and digest",
+                      from.toString().c_str());
         return;
     }
-    const std::string who = gbk::toUtf8(*name);
+    const std::string who = printable(*name);
     // The version comes first: an old client may not even speak today's login.
     if (f.header.code < minimumCode_) {
-        NQ_LOG(log_, Info, "%s at %s has version %s, below %s: update ordered", who.c_str(),
-               from.toString().c_str(), versionTextOf(f.header.code).c_str(), config_.minimumVersion.c_str());
+        NQ_LOG_CAPPED(log_, Refused, now, Info, "%s at %s has version %s, below %s: update ordered",
+                      who.c_str(), from.toString().c_str(), versionTextOf(f.header.code).c_str(),
+                      config_.minimumVersion.c_str());
         const std::string& target =
             config_.updateTarget.empty() ? config_.minimumVersion : config_.updateTarget;
         reply(from, code::kUpdateOrdered,
-              updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target));
+              updateOrder(config_.minimumVersion, minimumCode_, f.header.code, target), now);
         return;
     }
     const LoginOutcome checked = gate_.check(from.address, Bytes(*name), *digest, now);
     if (checked.verdict == LoginVerdict::HeldBack) return;  // silence: the client tries again later
     if (checked.verdict == LoginVerdict::Refused) {
-        NQ_LOG(log_, Info, "dispatcher refused %s at %s: %s", who.c_str(), from.toString().c_str(),
-               checked.why);
-        reply(from, code::kWrongPassword, {});
+        NQ_LOG_CAPPED(log_, Refused, now, Info, "dispatcher refused %s at %s: %s", who.c_str(),
+                      from.toString().c_str(), checked.why);
+        reply(from, code::kWrongPassword, {}, now);
         return;
     }
     if (config_.targets.empty()) {
-        NQ_LOG(log_, Error, "dispatcher has no chat server to name");
+        NQ_LOG_CAPPED(log_, Failed, now, Error, "dispatcher has no chat server to name");
         return;
     }
     const size_t i = chooseTarget(now);
@@ -90,7 +107,7 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     ++sentSinceRefresh_[i];
     NQ_LOG(log_, Info, "dispatcher sends %s at %s to %s:%u", who.c_str(), from.toString().c_str(),
            host.c_str(), t.port);
-    reply(from, code::kGoToChatServer, joinFields({host, std::to_string(t.port)}));
+    reply(from, code::kGoToChatServer, joinFields({host, std::to_string(t.port)}), now);
 }
 
 void DispatcherService::refreshLoads(Time now) {
@@ -100,7 +117,7 @@ void DispatcherService::refreshLoads(Time now) {
     try {
         reported = store_.loads();
     } catch (const StoreError& e) {
-        NQ_LOG(log_, Warn, "dispatcher cannot read chat server loads: %s", e.what());
+        NQ_LOG_CAPPED(log_, Failed, now, Warn, "dispatcher cannot read chat server loads: %s", e.what());
     }
     const int64_t wall = wall_();
     for (size_t i = 0; i < config_.targets.size(); ++i) {
@@ -129,7 +146,8 @@ size_t DispatcherService::chooseTarget(Time now) {
     return roundRobin_++ % config_.targets.size();
 }
 
-void DispatcherService::reply(const Endpoint& to, uint16_t code, const Bytes& body) {
+void DispatcherService::reply(const Endpoint& to, uint16_t code, const Bytes& body, Time now) {
+    if (!replyRates_.take(to.address, now)) return;  // the client asks again after its wait
     seq_ = seq_ >= kSeqWrap - 1 ? 1 : seq_ + 1;
     Datagram d{to, encodeFrame({seq_, kind::kLogin.type, kind::kLogin.sub, 0, code}, body)};
     if (log_.tracing()) log_.trace(describeDatagram("out", "dispatcher " + to.toString(), d.data));

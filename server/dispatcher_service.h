@@ -12,6 +12,7 @@
 #include "server/datagram.h"
 #include "server/log.h"
 #include "server/login_throttle.h"
+#include "server/rate_limit.h"
 #include "server/store.h"
 #include "wire/packet.h"
 
@@ -31,6 +32,7 @@ struct DispatcherConfig {
     std::string updateTarget;  // field 8 of the update order; the minimum version when empty
     std::vector<ChatTarget> targets;
     LoginLimits login;
+    InputLimits input;
 };
 
 class DispatcherService {
@@ -52,7 +54,7 @@ class DispatcherService {
 
   private:
     void login(const Endpoint& from, const Frame& frame, Time now);
-    void reply(const Endpoint& to, uint16_t code, const Bytes& body);
+    void reply(const Endpoint& to, uint16_t code, const Bytes& body, Time now);
     void refreshLoads(Time now);
 
     Store& store_;
@@ -62,6 +64,9 @@ class DispatcherService {
     HostFor hostFor_;
     WallClock wall_;
     LoginGate gate_;
+    RateBuckets<Endpoint, EndpointHash> frameRates_;
+    RateBuckets<uint32_t> replyRates_;  // by IPv4 address
+    Time nextForget_{};
     int minimumCode_ = 256;
 
     std::vector<Datagram> output_;

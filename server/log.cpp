@@ -7,6 +7,8 @@
 #include <ctime>
 #include <optional>
 
+#include "wire/gbk.h"
+
 namespace nq::server {
 
 Logger::Logger()
@@ -53,20 +55,41 @@ std::optional<LogLevel> parseLogLevel(std::string_view text) {
     return std::nullopt;
 }
 
-bool DropLog::allow(Time now) {
-    if (now - window_ >= std::chrono::seconds(1)) {
-        if (unlogged_)
-            NQ_LOG(log_, Info, "%d more dropped frames in the last second were not logged", unlogged_);
-        window_ = now;
-        logged_ = 0;
-        unlogged_ = 0;
+bool Logger::admit(LogTopic topic, Time now) {
+    static constexpr const char* kNames[] = {"dropped-frame", "refusal", "failure"};
+    Allowance& a = allowances_[static_cast<size_t>(topic)];
+    if (now - a.minuteStart >= std::chrono::minutes(1)) {
+        if (a.leftOut && enabled(LogLevel::Warn))
+            log(LogLevel::Warn, "%d more %s lines in the last minute were not logged", a.leftOut,
+                kNames[static_cast<size_t>(topic)]);
+        a = {now, 0, 0};
     }
-    if (logged_ < perSecond_) {
-        ++logged_;
+    if (a.written < linesPerMinute_) {
+        ++a.written;
         return true;
     }
-    ++unlogged_;
+    ++a.leftOut;
     return false;
+}
+
+std::string printable(std::string_view gbkText) {
+    const std::string utf8 = gbk::toUtf8(gbkText);
+    std::string out;
+    out.reserve(utf8.size());
+    for (size_t i = 0; i < utf8.size(); ++i) {
+        const auto c = static_cast<unsigned char>(utf8[i]);
+        // C1 controls arrive as U+0080..U+009F, two bytes in UTF-8.
+        const bool c1 = c == 0xC2 && i + 1 < utf8.size() && static_cast<unsigned char>(utf8[i + 1]) < 0xA0;
+        if (c >= 0x20 && c != 0x7F && c != '\\' && !c1) {
+            out.push_back(utf8[i]);
+            continue;
+        }
+        char escaped[12];
+        std::snprintf(escaped, sizeof escaped, c1 ? "\\u%04x" : "\\x%02x",
+                      c1 ? static_cast<unsigned char>(utf8[++i]) : c);
+        out += escaped;
+    }
+    return out;
 }
 
 }  // namespace nq::server

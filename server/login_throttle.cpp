@@ -97,22 +97,23 @@ LoginOutcome LoginGate::check(uint32_t address, const Bytes& name, std::string_v
     if (why) {
         const auto waits = throttle_.failed(address, account ? &account->name : nullptr, now);
         if (waits.address.count())
-            NQ_LOG(log_, Warn, "logins from %s wait %.1f s after repeated failures",
-                   formatIpv4(address).c_str(), secondsOf(waits.address));
+            NQ_LOG_CAPPED(log_, Refused, now, Warn, "logins from %s wait %.1f s after repeated failures",
+                          formatIpv4(address).c_str(), secondsOf(waits.address));
         if (waits.account.count())
-            NQ_LOG(log_, Warn, "logins of %s from unknown addresses wait %.1f s after repeated failures",
-                   gbk::toUtf8(name).c_str(), secondsOf(waits.account));
+            NQ_LOG_CAPPED(log_, Refused, now, Warn,
+                          "logins of %s from unknown addresses wait %.1f s after repeated failures",
+                          printable(name).c_str(), secondsOf(waits.account));
         return {LoginVerdict::Refused, {}, why};
     }
     throttle_.succeeded(address, account->name, now);
     if (!sealIsCurrent(account->digest)) {
         try {
             if (store_.resealDigest(account->name, account->digest, sealDigest(digest)))
-                NQ_LOG(log_, Info, "resealed the password digest of %s", gbk::toUtf8(name).c_str());
+                NQ_LOG(log_, Info, "resealed the password digest of %s", printable(name).c_str());
         } catch (const StoreError& e) {
             // The old seal still works; the next login tries again.
-            NQ_LOG(log_, Warn, "could not reseal the password digest of %s: %s", gbk::toUtf8(name).c_str(),
-                   e.what());
+            NQ_LOG_CAPPED(log_, Failed, now, Warn, "could not reseal the password digest of %s: %s",
+                          printable(name).c_str(), e.what());
         }
     }
     return {LoginVerdict::Accepted, std::move(account), ""};

@@ -5,6 +5,16 @@
 
 namespace nq::server {
 
+void ClientPacer::push(OutFrame frame) {
+    heldBytes_ += frame.bytes.size();
+    if (frame.flags & kAnswer) {
+        answerHeld_ = true;
+        held_.push_front(std::move(frame));
+    } else {
+        held_.push_back(std::move(frame));
+    }
+}
+
 void ClientPacer::popFront(Time readAt, bool regular) {
     const Unread u = unread_.front();
     unread_.pop_front();
@@ -49,6 +59,7 @@ void ClientPacer::release(Time now, std::vector<OutFrame>& out) {
         OutFrame& f = held_.front();
         if ((f.flags & kTrigger) && triggerBlocked(now)) break;
         if (unreadBytes_ + f.bytes.size() > config_->ringBudget && unreadBytes_ > 0) break;
+        if (unread_.size() >= config_->unreadFrames) break;
         unread_.push_back(
             {now, static_cast<uint16_t>(std::min<size_t>(f.bytes.size(), UINT16_MAX)), f.flags});
         // Datagrams more than a stretched tick apart cannot fall between the same two ticks, so
@@ -59,6 +70,8 @@ void ClientPacer::release(Time now, std::vector<OutFrame>& out) {
         }
         unreadBytes_ += unread_.back().length;
         if (f.flags & kTrigger) ++triggersUnread_;
+        if (f.flags & kAnswer) answerHeld_ = false;
+        heldBytes_ -= f.bytes.size();
         out.push_back(std::move(f));
         held_.pop_front();
     }
@@ -112,6 +125,8 @@ std::optional<Time> ClientPacer::nextChance(Time now) {
 }
 
 std::deque<OutFrame> ClientPacer::takeHeld() {
+    heldBytes_ = 0;
+    answerHeld_ = false;
     return std::exchange(held_, {});
 }
 

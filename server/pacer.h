@@ -11,6 +11,8 @@
 //   roster brings (2,6), an accepted friend brings a profile request); two such answers in one
 //   client tick garble its send ring, so a trigger leaves only once the previous one has been
 //   read and two ticks have passed;
+// - a keep-alive answer, which the client only counts: it goes ahead of every frame held back,
+//   so that a backlog never makes a client believe its session lost;
 // - a system notice box, which stops the client's reading until the user closes it; after it
 //   is read, nothing more counts as read until the client is heard from again.
 
@@ -29,6 +31,12 @@ struct PacingConfig {
     Duration tick = Millis(500);    // the client's timer
     double tickStretch = 1.1;       // its timer runs late when a tick has work to do
     size_t ringBudget = 48 * 1024;  // bytes allowed to stand unread in a ring of 65,408
+    // Frames allowed to stand unread: read one a tick, the last of them within 35 s, so that a
+    // keep-alive answer behind them is read long before the client's 168 s of patience run out.
+    size_t unreadFrames = 64;
+    // Frames and bytes held back for one client at most; what comes past that is not queued.
+    size_t heldFrames = 256;
+    size_t heldBytes = 128 * 1024;
 
     Duration readPeriod() const { return std::chrono::duration_cast<Duration>(tick * tickStretch); }
     Duration triggerGap() const { return tick * 2; }
@@ -38,6 +46,7 @@ enum FrameFlag : uint8_t {
     kTrigger = 1,       // the client answers it at once, outside its send gate
     kStallsReader = 2,  // a modal box: reading stops until the user closes it
     kChatMessage = 4,   // a relayed (2,1): goes back to the store if it never leaves
+    kAnswer = 8,        // a keep-alive answer: ahead of everything held, one held at most
 };
 
 struct OutFrame {
@@ -50,8 +59,9 @@ class ClientPacer {
   public:
     explicit ClientPacer(const PacingConfig& config) : config_(&config) {}
 
-    // Queues a frame behind those already held; frames leave in the order they were queued.
-    void push(OutFrame frame) { held_.push_back(std::move(frame)); }
+    // Queues a frame behind those already held; frames leave in the order they were queued, but
+    // for a keep-alive answer, which goes first.
+    void push(OutFrame frame);
 
     // Moves every frame that may leave now into out, oldest first.
     void release(Time now, std::vector<OutFrame>& out);
@@ -69,6 +79,8 @@ class ClientPacer {
         return stalled_;
     }
     size_t heldCount() const { return held_.size(); }
+    size_t heldBytes() const { return heldBytes_; }
+    bool holdsAnswer() const { return answerHeld_; }
     bool idle(Time now);  // nothing held and nothing believed unread
 
     // When a held frame may next be able to leave; nothing when none is held or only the client
@@ -97,6 +109,8 @@ class ClientPacer {
 
     const PacingConfig* config_;
     std::deque<OutFrame> held_;
+    size_t heldBytes_ = 0;
+    bool answerHeld_ = false;
     std::deque<Unread> unread_;
     std::deque<SecondRead> secondReads_;
     std::optional<Time> lastSecondReadSent_;

@@ -57,7 +57,11 @@ class Loop {
             chatConfig_.pacing.tick =
                 std::chrono::duration_cast<Duration>(std::chrono::duration<double, std::milli>(o.paceTickMs));
             chatConfig_.pacing.ringBudget = o.ringBudget;
+            chatConfig_.pacing.heldFrames = o.heldFrames;
+            chatConfig_.pacing.heldBytes = o.heldBytes;
             chatConfig_.login = o.login;
+            chatConfig_.input = o.input;
+            chatConfig_.waiting = o.waiting;
             chatConfig_.serverId =
                 (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
             chatSocket_ = std::make_unique<UdpSocket>(address, o.chatPort);
@@ -70,6 +74,7 @@ class Loop {
             d.updateTarget = o.updateTarget;
             d.targets = o.chatServers;
             d.login = o.login;
+            d.input = o.input;
             if (d.targets.empty()) d.targets.push_back({ownHost_, o.chatPort});
             auto localLoad = [this](const ChatTarget& t) -> std::optional<int> {
                 if (!chat_ || t.port != options_.chatPort || (!t.host.empty() && t.host != ownHost_))
@@ -170,8 +175,9 @@ class Loop {
             const int n =
                 chatSocket_->receive([&](const Endpoint& from, std::string_view data, bool truncated) {
                     if (truncated) {
-                        NQ_LOG(log_, Warn, "dropped a datagram from %s longer than %zu bytes",
-                               from.toString().c_str(), UdpSocket::kSlot);
+                        NQ_LOG_CAPPED(log_, Dropped, now, Warn,
+                                      "dropped a datagram from %s longer than %zu bytes",
+                                      from.toString().c_str(), UdpSocket::kSlot);
                         return;
                     }
                     chat_->onDatagram(from, data, now);
@@ -230,6 +236,7 @@ class Loop {
 int serve(const ServeOptions& options, const std::string& dbPath, Logger& log) {
     log.setLevel(options.logLevel);
     log.setTrace(options.trace);
+    log.setLinesPerMinute(options.logLinesPerMinute);
     Loop loop(options, dbPath, log);
     return loop.run();
 }

@@ -115,6 +115,8 @@ constexpr const char* kMigrations[] = {
         created_at INTEGER NOT NULL
     );
     )sql",
+    // Waiting messages past their age are found without reading the table.
+    "CREATE INDEX waiting_by_age ON waiting_messages(created_at);",
 };
 
 }  // namespace
@@ -461,6 +463,19 @@ void SqliteStore::deleteMessages(std::span<const int64_t> ids) {
     transaction([&] {
         for (int64_t id : ids) prepare("DELETE FROM waiting_messages WHERE id = ?").integer(1, id).run();
     });
+}
+
+int SqliteStore::countWaiting(const Bytes& receiver, int upTo) {
+    auto& s = prepare("SELECT COUNT(*) FROM (SELECT 1 FROM waiting_messages WHERE receiver = ? LIMIT ?)");
+    s.gbkText(1, receiver).integer(2, upTo);
+    const int n = s.step() ? static_cast<int>(s.columnInt(0)) : 0;
+    s.reset();
+    return n;
+}
+
+int SqliteStore::dropWaitingBefore(int64_t wallSeconds) {
+    prepare("DELETE FROM waiting_messages WHERE created_at < ?").integer(1, wallSeconds).run();
+    return sqlite3_changes(db_);
 }
 
 int64_t SqliteStore::queueNotice(NoticeKind kind, const Bytes& text) {

@@ -22,7 +22,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 3;
+    static constexpr int kSchemaVersion = 4;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -44,6 +44,8 @@ class SqliteStore : public Store {
     int64_t storeMessage(const Bytes& receiver, const Bytes& body) override;
     std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId, int limit) override;
     void deleteMessages(std::span<const int64_t> ids) override;
+    int countWaiting(const Bytes& receiver, int upTo) override;
+    int dropWaitingBefore(int64_t wallSeconds) override;
 
     int64_t queueNotice(NoticeKind kind, const Bytes& text) override;
     std::vector<Notice> noticesAfter(int64_t id) override;

@@ -112,7 +112,7 @@ class Store {
     // Replaces the seal only while it still reads `from`, so that a login resealing an old seal
     // never undoes a password changed meanwhile. False when it did not.
     virtual bool resealDigest(const Bytes& name, const std::string& from, const std::string& to) = 0;
-    virtual std::vector<Account> accounts() = 0;                               // ordered by name
+    virtual std::vector<Account> accounts() = 0;  // ordered by name
 
     // Friend lists are one-way: owner lists friend. Blacklists are kept apart from them.
     virtual std::vector<Contact> friends(const Bytes& owner) = 0;
@@ -130,6 +130,10 @@ class Store {
     virtual std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId,
                                                         int limit) = 0;
     virtual void deleteMessages(std::span<const int64_t> ids) = 0;
+    // How many wait for receiver, counted up to upTo at most (a bound is all that is asked).
+    virtual int countWaiting(const Bytes& receiver, int upTo) = 0;
+    // Deletes those stored before wallSeconds (Unix seconds); returns how many.
+    virtual int dropWaitingBefore(int64_t wallSeconds) = 0;
 
     // Notices travel from the admin command to running servers through the store.
     virtual int64_t queueNotice(NoticeKind kind, const Bytes& text) = 0;

@@ -63,6 +63,7 @@ DispatcherService& ChatTest::dispatcher() {
         c.minimumVersion = "1.2";
         c.targets = {{"", 8000}};
         c.login = config_.login;
+        c.input = config_.input;
         dispatcher_ = std::make_unique<DispatcherService>(
             store_, c, log_, nullptr, [](const Endpoint&) { return std::string("127.0.0.9"); });
     }
@@ -83,6 +84,11 @@ void ChatTest::collect(std::vector<Datagram>& out) {
 void ChatTest::raw(const Endpoint& from, std::string_view bytes) {
     chat().onDatagram(from, bytes, now_);
     collect(chat().output());
+}
+
+void ChatTest::rawToDispatcher(const Endpoint& from, std::string_view bytes) {
+    dispatcher().onDatagram(from, bytes, now_);
+    collect(dispatcher().output());
 }
 
 void ChatTest::frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session,

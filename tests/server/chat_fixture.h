@@ -47,6 +47,7 @@ class ChatTest : public ::testing::Test {
 
     static Endpoint client(int n) { return {0x7F000001, static_cast<uint16_t>(7000 + n)}; }
     void raw(const Endpoint& from, std::string_view bytes);
+    void rawToDispatcher(const Endpoint& from, std::string_view bytes);
     void frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body);
     // A frame of the client's session, its account in front.
     void say(const Endpoint& from, FrameKind kind, uint16_t code = 0, std::vector<Bytes> fields = {});
@@ -62,6 +63,7 @@ class ChatTest : public ::testing::Test {
     std::vector<Got>& inbox(const Endpoint& e) { return inbox_[e.port]; }
     std::vector<Got> framesOf(const Endpoint& e, FrameKind kind, size_t from = 0);
     uint32_t session(const Endpoint& e) { return sessions_[e.port]; }
+    const std::string& logText() const { return logText_; }
 
     ChatConfig config_;  // the real defaults: 60 s time-out, 500 ms tick
     Time now_ = Time() + 1h;

@@ -106,6 +106,8 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
 // Seq, which runs 1..5999 and then starts again.
 TEST_F(ChatTest, SeqRunsFromOneTo5999AndWraps) {
     config_.pacing.ringBudget = 1 << 30;  // nothing held back
+    config_.pacing.unreadFrames = 1 << 30;
+    config_.input.framesPerSecond = 1e6;  // all at one instant
     const Endpoint c = client(1);
     login(c, "erin");
     for (int i = 0; i < 6001; ++i) say(c, kind::kKeepAlive);

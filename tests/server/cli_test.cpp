@@ -39,7 +39,9 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
         "--update-target "
         "pkg --session-timeout 1.5 --pace-tick 20 --ring-budget 30000 --trace --log-level debug --db "
         "/tmp/x.db --login-address-failures 7 --login-account-failures 30 --login-backoff 0.5 "
-        "--login-backoff-max 60 --login-account-checks 12");
+        "--login-backoff-max 60 --login-account-checks 12 --frame-rate 30 --datagram-frames 3 --reply-rate 7 "
+        "--held-frames 100 --held-bytes 70000 --waiting-rate 9 --waiting-max 50 --waiting-days 2 --log-lines "
+        "5");
     const auto& o = std::get<ServeOptions>(line.command);
     EXPECT_EQ(line.db, "/tmp/x.db");
     EXPECT_EQ(std::tie(o.address, o.dispatcherPort, o.chatPort, o.publicHost, o.minVersion, o.updateTarget),
@@ -49,6 +51,11 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
     EXPECT_EQ(std::tie(o.login.addressFailures, o.login.accountFailures, o.login.accountChecksPerMinute),
               std::tuple(7, 30, 12));
     EXPECT_EQ(std::tie(o.login.backoff, o.login.backoffMax), std::tuple(Duration(500ms), Duration(60s)));
+    EXPECT_EQ(
+        std::tie(o.input.framesPerSecond, o.input.framesPerDatagram, o.input.repliesPerSecond, o.heldFrames,
+                 o.heldBytes, o.waiting.perSenderPerMinute, o.waiting.perReceiver, o.logLinesPerMinute),
+        std::tuple(30.0, 3, 7.0, 100u, 70000u, 9, 50, 5));
+    EXPECT_EQ(o.waiting.maxAge, Duration(48h));
     ASSERT_EQ(o.chatServers.size(), 2u);
     EXPECT_EQ(std::tie(o.chatServers[1].host, o.chatServers[1].port), std::tuple("chat.example", 8001));
     const CommandLine add = parse("user add bob pw --db a.db --head w10 --level 4 --coins 7");
