@@ -62,20 +62,9 @@ ServerProcess::ServerProcess(std::string address, std::vector<std::string> extra
       logPath_(folder_.file("server.log")),
       ip_(*server::parseIpv4(address)),
       chatPort_(chatPort) {
-    args_ = {"serve",
-             "--db",
-             db_,
-             "--address",
-             address,
-             "--session-timeout",
-             "1",
-             "--pace-tick",
-             "20",
-             "--chat-port",
-             std::to_string(chatPort),
-             "--log-level",
-             "debug",
-             "--trace"};
+    args_ = {"serve", "--db", db_, "--address", address, "--chat-port", std::to_string(chatPort)};
+    args_.insert(args_.end(),
+                 {"--session-timeout", "1", "--pace-tick", "20", "--log-level", "debug", "--trace"});
     args_.insert(args_.end(), extraArgs.begin(), extraArgs.end());
     if (sharedDb.empty() && admin({"demo"}).status != 0) throw std::runtime_error("nqserver demo failed");
     start();
@@ -178,9 +167,12 @@ void Client::expectSilence(std::chrono::milliseconds window, std::optional<Frame
             throw std::runtime_error("expected silence but got type " + std::to_string(r->header.type));
 }
 
-Received Client::askDispatcher(const server::Endpoint& dispatcher, const std::string& name) {
+std::string Client::askDispatcher(const server::Endpoint& dispatcher, const std::string& name) {
     sendFrame(dispatcher, kind::kLogin, 256, 0, joinFields({name, *passwordDigest("123456")}));
-    return waitFor(kind::kLogin);
+    const Received r = waitFor(kind::kLogin);
+    if (r.header.code != code::kGoToChatServer || r.fields.size() != 2)
+        throw std::runtime_error("the dispatcher named no chat server to " + name);
+    return r.fields[0] + ":" + r.fields[1];
 }
 
 Received Client::login(const server::Endpoint& chat, const std::string& name, const std::string& password) {
@@ -199,10 +191,7 @@ Received Client::enter(const server::Endpoint& chat, const std::string& name) {
     send(kind::kFriendRoster);
     // The online roster follows the group roster whenever there are friends.
     Received r = waitFor(kind::kFriendRoster);
-    if (r.header.code == code::kRosterList)
-        r = waitFor(kind::kFriendRoster);
-    else
-        waitFor(kind::kGroupRoster);
+    r = r.header.code == code::kRosterList ? waitFor(kind::kFriendRoster) : (waitFor(kind::kGroupRoster), r);
     send(kind::kAfterRosters);
     return r;
 }

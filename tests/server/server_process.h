@@ -74,7 +74,8 @@ class Client {
     void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {});
     Received waitFor(FrameKind kind, std::chrono::milliseconds timeout = 3s);  // skips other frames
     void expectSilence(std::chrono::milliseconds window, std::optional<FrameKind> kind = std::nullopt);
-    Received askDispatcher(const server::Endpoint& dispatcher, const std::string& name);
+    // The chat server the dispatcher names, as "host:port".
+    std::string askDispatcher(const server::Endpoint& dispatcher, const std::string& name);
     Received login(const server::Endpoint& chat, const std::string& name,
                    const std::string& password = "123456");
     // Login, the rosters and (2,6); returns the last friend roster.
