@@ -28,7 +28,6 @@ std::vector<Shown> shown(const std::vector<Got>& frames, size_t from = 0) {
 
 // The rosters, then presence: whoever lists an account hears it come and go.
 TEST_F(ChatTest, RostersComeInTheOrderTheClientNeedsAndPresenceFollows) {
-    const Endpoint alice = client(1), bob = client(2), carol = client(3), erin = client(5);
     store().addToBlacklist("alice", "erin");
     enter(bob, "bob");
     login(alice, "alice");
@@ -56,7 +55,6 @@ TEST_F(ChatTest, RostersComeInTheOrderTheClientNeedsAndPresenceFollows) {
 }
 
 TEST_F(ChatTest, FriendAndBlacklistOperationsAnswerWithTheNameAsked) {
-    const Endpoint bob = client(2);
     enter(bob, "bob");
     // erin is offline: accepted; the client asks for her profile at once, and is told
     // afterwards that she is not online.
@@ -90,7 +88,6 @@ TEST_F(ChatTest, FriendAndBlacklistOperationsAnswerWithTheNameAsked) {
 }
 
 TEST_F(ChatTest, ABlacklistedSenderIsRefusedUntilAddedBackAsAFriend) {
-    const Endpoint alice = client(1), bob = client(2);
     enter(alice, "alice");
     enter(bob, "bob");
     // The client's move: (5,2) and (6,1) back to back in one datagram, the entry naming the nick.
@@ -144,7 +141,6 @@ TEST_F(ChatTest, ProfileRecordByAccountOrOwnNickAndNoAnswerForNobody) {
     for (Bytes* t : texts) record.push_back(*t);
     record.insert(record.end(), {"2", "0"});
 
-    const Endpoint alice = client(1);
     enter(alice, "alice");
     for (const auto& [askCode, name] : {std::pair{code::kProfileShow, "zhang"},
                                         {code::kProfileAfterAdd, "zhang"},
@@ -177,7 +173,6 @@ TEST_F(ChatTest, FriendListIsCappedAtOneRosterFrame) {
         }
     }
     EXPECT_EQ(added, 999 / 53);
-    const Endpoint erin = client(5);
     enter(erin, "erin");
     EXPECT_EQ(static_cast<int>(framesOf(erin, kind::kFriendRoster)[0].fields().size()), 3 * added);
     ASSERT_FALSE(refused.empty());
@@ -186,7 +181,6 @@ TEST_F(ChatTest, FriendListIsCappedAtOneRosterFrame) {
 }
 
 TEST_F(ChatTest, FramesThatMakeTheClientAnswerAtOnceAreSpacedApart) {
-    const Endpoint alice = client(1);
     enter(alice, "alice");
     advance(5s);
     // Each accepted friend makes the client send a profile request from the handler; two of

@@ -1,7 +1,8 @@
 #pragma once
 // The chat service and the dispatcher in-process on a hand-driven clock: datagrams in, frames
 // out, no sockets and no sleeps, so that a minute's time-out runs in milliseconds. One database
-// in a fresh folder with the demo accounts. Client n sits at 127.0.0.1:7000+n.
+// in a fresh folder with the demo accounts. Client n sits at 127.0.0.1:7000+n; the demo accounts'
+// own clients are 1 to 5.
 
 #include <gtest/gtest.h>
 
@@ -47,6 +48,7 @@ class ChatTest : public ::testing::Test {
     int64_t wall() const;  // the services' wall clock, in seconds, running with now_
 
     static Endpoint client(int n) { return {0x7F000001, static_cast<uint16_t>(7000 + n)}; }
+    const Endpoint alice = client(1), bob = client(2), carol = client(3), dave = client(4), erin = client(5);
     void raw(const Endpoint& from, std::string_view bytes);
     void frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body);
     // A frame of the client's session, its account in front.

@@ -57,7 +57,7 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
     constexpr int kNone = -1;
     struct Case {
         const char* what;
-        int from;          // the client of the second login
+        int from;          // the client of the second login, 1 being hers
         const char* name;  // its account
         const char* password;
         Duration quiet;
@@ -68,7 +68,7 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
     };
     const Case cases[] = {
         // alice again from elsewhere: the first is expelled, she stays online
-        {"moved", 2, "alice", "123456", 0s, code::kLoginAccepted, true, false, {}},
+        {"moved", 6, "alice", "123456", 0s, code::kLoginAccepted, true, false, {}},
         // alice again from the same address: a new session, quietly
         {"re-verified", 1, "alice", "123456", 0s, code::kLoginAccepted, false, false, {}},
         // another account from her address while she sends: forged, dropped unanswered
@@ -78,33 +78,32 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
         {"forged refusal", 1, "alice", "654321", 0s, kNone, false, true, {}},
         // another account from her address after two keep-alives missed: she has left
         {"left", 1, "dave", "123456", 22s, code::kLoginAccepted, false, false, {code::kOffline}},
-        {"another account elsewhere", 2, "dave", "123456", 0s, code::kLoginAccepted, false, true, {}},
+        {"another account elsewhere", 6, "dave", "123456", 0s, code::kLoginAccepted, false, true, {}},
     };
-    const Endpoint first = client(1), bob = client(3);
     enter(bob, "bob");
     for (const Case& k : cases) {
         SCOPED_TRACE(k.what);
-        for (int n : {1, 2}) frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({"alice"}));
-        for (int n : {1, 2}) frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({"dave"}));
-        const uint32_t old = login(first, "alice").header.session;
+        for (int n : {1, 6}) frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({"alice"}));
+        for (int n : {1, 6}) frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({"dave"}));
+        const uint32_t old = login(alice, "alice").header.session;
         advance(k.quiet, 1s);
         say(bob, kind::kKeepAlive);
-        const size_t bobHad = inbox(bob).size(), firstHad = inbox(first).size();
+        const size_t bobHad = inbox(bob).size(), aliceHad = inbox(alice).size();
 
         const auto answer = tryLogin(client(k.from), k.name, k.password);
         EXPECT_EQ(answer ? answer->header.code : kNone, k.answer);
         if (answer) {
             EXPECT_NE(answer->header.session, old);
         }
-        auto kicks = framesOf(first, kind::kLogin, firstHad);
+        auto kicks = framesOf(alice, kind::kLogin, aliceHad);
         if (k.from == 1 && answer) kicks.pop_back();  // the answer to the second login itself
         ASSERT_EQ(kicks.size(), k.firstKicked ? 1u : 0u);
         if (k.firstKicked) {
             EXPECT_EQ(kicks[0].header.code, code::kLoggedInElsewhere);
         }
-        const size_t before = inbox(first).size();
-        frame(first, kind::kKeepAlive, 0, old, joinFields({"alice"}));
-        EXPECT_EQ(inbox(first).size() - before, k.firstLives ? 1u : 0u);
+        const size_t before = inbox(alice).size();
+        frame(alice, kind::kKeepAlive, 0, old, joinFields({"alice"}));
+        EXPECT_EQ(inbox(alice).size() - before, k.firstLives ? 1u : 0u);
         std::vector<uint16_t> heard;
         for (const Got& p : framesOf(bob, kind::kPresence, bobHad)) heard.push_back(p.header.code);
         EXPECT_EQ(heard, k.bobHears);
@@ -115,21 +114,19 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
 // Seq, which runs 1..5999 and then starts again.
 TEST_F(ChatTest, SeqRunsFromOneTo5999AndWraps) {
     config_.pacing.ringBudget = 1 << 30;  // nothing held back
-    const Endpoint c = client(1);
-    login(c, "erin");
-    for (int i = 0; i < 6001; ++i) say(c, kind::kKeepAlive);
-    const auto& all = inbox(c);
+    login(erin, "erin");
+    for (int i = 0; i < 6001; ++i) say(erin, kind::kKeepAlive);
+    const auto& all = inbox(erin);
     ASSERT_EQ(all.size(), 6002u);
     for (size_t i = 0; i < all.size(); ++i) ASSERT_EQ(all[i].header.seq, i % 5999 + 1) << i;
     EXPECT_EQ(all.back().kind(), kind::kKeepAlive);
-    EXPECT_EQ(all.back().header.session, session(c));
+    EXPECT_EQ(all.back().header.session, session(erin));
 }
 
 // A session that sends nothing for sixty seconds ends, and its friends hear that it went; not
 // while a notice box of ours stands on the screen, which stops the client's tick and with it the
 // keep-alives.
 TEST_F(ChatTest, ASilentSessionEndsAfterSixtySecondsUnlessANoticeBoxStands) {
-    const Endpoint alice = client(1), bob = client(2);
     enter(alice, "alice");
     enter(bob, "bob");
     const Time lastHeard = now_;
@@ -157,7 +154,7 @@ TEST_F(ChatTest, ASilentSessionEndsAfterSixtySecondsUnlessANoticeBoxStands) {
 }
 
 TEST_F(ChatTest, FramesFromAnotherAddressOrAStaleSessionAreNotActedOn) {
-    const Endpoint alice = client(1), bob = client(2), mallory = client(3);
+    const Endpoint mallory = client(6);
     enter(alice, "alice");
     enter(bob, "bob");
     const size_t bobHad = inbox(bob).size(), aliceHad = inbox(alice).size();

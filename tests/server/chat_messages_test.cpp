@@ -26,7 +26,6 @@ Bytes big(int n, size_t dots = 900) {
 }
 
 TEST_F(ChatTest, MessageIsRelayedWholeOrCutAtACharacterBorder) {
-    const Endpoint alice = client(1), bob = client(2);
     enter(alice, "alice");
     enter(bob, "bob");
     const Bytes text = g("宋体/10/255/2024-5-1 12:30:07/你好 /smile ");
@@ -52,7 +51,6 @@ TEST_F(ChatTest, MessageIsRelayedWholeOrCutAtACharacterBorder) {
 // its ticks if it never asks. More than one slice from the store all come, a live message does
 // not overtake them, and delivered means gone from the store.
 TEST_F(ChatTest, WaitingMessagesFollowTheRostersInOrderOnceOnlyOrAfterSixtyTicks) {
-    const Endpoint alice = client(1), carol = client(3), dave = client(4);
     for (int i = 0; i < 150; ++i) store().storeMessage("carol", chatBody("bob", "carol", std::to_string(i)));
     enter(alice, "alice");
     say(alice, kind::kChat, 0, {"dave", "0 在吗"});
@@ -83,7 +81,6 @@ TEST_F(ChatTest, WaitingMessagesFollowTheRostersInOrderOnceOnlyOrAfterSixtyTicks
 // unless it was down longer than a client waits before it gives its session up.
 TEST_F(ChatTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
     config_.pacing.ringBudget = 4096;
-    const Endpoint alice = client(1), dave = client(4);
     for (int i = 0; i < 10; ++i) store().storeMessage("dave", chatBody("bob", "dave", big(i)));
     const uint32_t aliceSession = enter(alice, "alice"), daveSession = enter(dave, "dave");
     for (int i = 10; i < 20; ++i) say(alice, kind::kChat, 0, {"dave", big(i)});
@@ -120,10 +117,10 @@ TEST_F(ChatTest, ABacklogNeverOverflowsTheClientsRing) {
     for (int i = 0; i < kWaiting; ++i) kept.push_back(chatBody("bob", "dave", big(i, 981)));
     for (const auto& [tickMs, phaseMs] : {std::pair{500, 0}, {500, 123}, {500, 499}, {545, 7}, {545, 300}}) {
         SCOPED_TRACE(testing::Message() << tickMs << " ms tick at phase " << phaseMs);
-        const Endpoint dave = client(tickMs + phaseMs);  // its login expels the last run's
+        const Endpoint reader = client(tickMs + phaseMs);  // its login expels the last run's
         for (const Bytes& body : kept) store().storeMessage("dave", body);
-        login(dave, "dave");
-        say(dave, kind::kFriendRoster);
+        login(reader, "dave");
+        say(reader, kind::kFriendRoster);
         std::deque<size_t> ring;  // frame lengths not yet read
         size_t unread = 0, seen = 0, maxUnread = 0;
         bool datagramSinceTick = false, asked = false;
@@ -131,7 +128,7 @@ TEST_F(ChatTest, ABacklogNeverOverflowsTheClientsRing) {
         std::vector<int> order;
         for (int ticks = 0; order.size() < kWaiting && ticks < 2000;) {
             advance(10ms);
-            auto& got = inbox(dave);
+            auto& got = inbox(reader);
             for (; seen < got.size(); ++seen) {
                 ring.push_back(got[seen].body.size() + kHeaderSize);
                 unread += ring.back();
@@ -147,13 +144,13 @@ TEST_F(ChatTest, ABacklogNeverOverflowsTheClientsRing) {
                 unread -= ring.front();
                 ring.pop_front();
                 if (frame.kind() == kind::kGroupRoster && !asked) {
-                    say(dave, kind::kAfterRosters);  // the handler answers at once
+                    say(reader, kind::kAfterRosters);  // the handler answers at once
                     asked = true;
                 }
                 if (frame.kind() == kind::kChat) order.push_back(std::stoi(frame.fields()[2]));
             }
             datagramSinceTick = false;
-            if (ticks % 21 == 0) say(dave, kind::kKeepAlive);
+            if (ticks % 21 == 0) say(reader, kind::kKeepAlive);
         }
         EXPECT_EQ(order, upTo(kWaiting));
         EXPECT_GT(maxUnread, 40'000u);  // the ring was used, not left idle
