@@ -1,8 +1,6 @@
-// One-to-one messages: relay, waiting messages, pacing of a backlog, notices, a graceful restart.
+// One-to-one messages: relay, waiting messages, a graceful restart, pacing of a backlog.
 
 #include <sqlite3.h>
-
-#include <deque>
 
 #include "chat_fixture.h"
 #include "server/records.h"
@@ -121,32 +119,25 @@ TEST_F(ChatTest, ABacklogNeverOverflowsTheClientsRing) {
         for (const Bytes& body : kept) store().storeMessage("dave", body);
         login(reader, "dave");
         say(reader, kind::kFriendRoster);
-        std::deque<size_t> ring;  // frame lengths not yet read
-        size_t unread = 0, seen = 0, maxUnread = 0;
-        bool datagramSinceTick = false, asked = false;
+        size_t seen = 0, read = 0;         // frames that came, and that the client read
+        size_t unread = 0, maxUnread = 0;  // bytes in the ring
+        bool datagramSinceTick = false;
         Time nextTick = now_ + std::chrono::milliseconds(phaseMs);
         std::vector<int> order;
         for (int ticks = 0; order.size() < kWaiting && ticks < 2000;) {
             advance(10ms);
             auto& got = inbox(reader);
-            for (; seen < got.size(); ++seen) {
-                ring.push_back(got[seen].body.size() + kHeaderSize);
-                unread += ring.back();
-                datagramSinceTick = true;
-                maxUnread = std::max(maxUnread, unread);
-                ASSERT_LT(unread, 65408u) << "the client's ring overflowed and dropped everything";
-            }
+            datagramSinceTick |= seen < got.size();
+            for (; seen < got.size(); ++seen) unread += got[seen].body.size() + kHeaderSize;
+            maxUnread = std::max(maxUnread, unread);
+            ASSERT_LT(unread, 65408u) << "the client's ring overflowed and dropped everything";
             if (now_ < nextTick) continue;
             nextTick += std::chrono::milliseconds(tickMs);
             ++ticks;
-            for (int n = datagramSinceTick ? 2 : 1; n > 0 && !ring.empty(); --n) {
-                const Got frame = got[got.size() - ring.size()];
-                unread -= ring.front();
-                ring.pop_front();
-                if (frame.kind() == kind::kGroupRoster && !asked) {
-                    say(reader, kind::kAfterRosters);  // the handler answers at once
-                    asked = true;
-                }
+            for (int n = datagramSinceTick ? 2 : 1; n > 0 && read < seen; --n) {
+                const Got frame = got[read++];
+                unread -= frame.body.size() + kHeaderSize;
+                if (frame.kind() == kind::kGroupRoster) say(reader, kind::kAfterRosters);  // from the handler
                 if (frame.kind() == kind::kChat) order.push_back(std::stoi(frame.fields()[2]));
             }
             datagramSinceTick = false;

@@ -131,7 +131,7 @@ void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn) {
 }
 
 std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadline) {
-    while (pending_.empty()) {
+    for (;;) {
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         pollfd p{fd_, POLLIN, 0};
@@ -139,18 +139,14 @@ std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadl
         if (::poll(&p, 1, static_cast<int>(left.count())) <= 0) continue;
         char buf[65536];
         const ssize_t n = ::recv(fd_, buf, sizeof buf, 0);
-        for (std::string_view data(buf, static_cast<size_t>(std::max<ssize_t>(n, 0))); !data.empty();) {
-            auto f = decodeFrame(data);
-            if (!f || f->len > kMaxFrame) throw std::runtime_error("the server sent bytes that are no frame");
-            Received& r = pending_.emplace_back(Received{f->header, {}});
-            FieldReader fields(f->body);
-            while (auto field = fields.next()) r.fields.emplace_back(*field);
-            data.remove_prefix(f->len);
-        }
+        const auto f = decodeFrame(std::string_view(buf, static_cast<size_t>(std::max<ssize_t>(n, 0))));
+        if (!f || static_cast<ssize_t>(f->len) != n || f->len > kMaxFrame)
+            throw std::runtime_error("the server sent a datagram that is not one frame");
+        Received r{f->header, {}};
+        FieldReader fields(f->body);
+        while (auto field = fields.next()) r.fields.emplace_back(*field);
+        return r;
     }
-    Received r = std::move(pending_.front());
-    pending_.pop_front();
-    return r;
 }
 
 Received Client::waitFor(FrameKind kind, std::chrono::milliseconds timeout) {
@@ -191,7 +187,10 @@ Received Client::enter(const server::Endpoint& chat, const std::string& name) {
     send(kind::kFriendRoster);
     // The online roster follows the group roster whenever there are friends.
     Received r = waitFor(kind::kFriendRoster);
-    r = r.header.code == code::kRosterList ? waitFor(kind::kFriendRoster) : (waitFor(kind::kGroupRoster), r);
+    if (r.header.code == code::kRosterList)
+        r = waitFor(kind::kFriendRoster);
+    else
+        waitFor(kind::kGroupRoster);
     send(kind::kAfterRosters);
     return r;
 }

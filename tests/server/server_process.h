@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -61,8 +60,8 @@ struct Received {
     std::vector<Bytes> fields;
 };
 
-// Reads each datagram as frames one behind the other, as the client does; throws when the
-// server sends bytes that are no frame, or keeps silent where it should answer.
+// Throws when the server sends a datagram that is not exactly one frame, as every one of its
+// datagrams is, or keeps silent where it should answer.
 class Client {
   public:
     explicit Client(const std::string& address);  // an ephemeral port on the test's address
@@ -91,7 +90,6 @@ class Client {
     uint32_t session_ = 0;
     std::string name_;
     uint16_t seq_ = 0;
-    std::deque<Received> pending_;
 };
 
 }  // namespace nq::test
