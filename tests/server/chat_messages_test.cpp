@@ -40,6 +40,9 @@ TEST_F(ChatTest, MessageIsRelayedWholeOrCutAtACharacterBorder) {
     EXPECT_EQ(cut.size() % 2, 1u);  // "x" and whole characters
     EXPECT_GT(cut.size(), 900u);
     EXPECT_EQ(g(utf8).substr(0, cut.size()), cut);
+    // A lead byte with nothing behind it would swallow the NUL on the client.
+    say(alice, kind::kChat, 0, {"bob", Bytes("ok\xB0", 3)});
+    EXPECT_EQ(inbox(bob).back().fields()[2], "ok");
 }
 
 // Waiting messages follow the rosters once the client asks for them with (2,6), or after sixty of
@@ -91,10 +94,11 @@ TEST_F(ChatTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
     // Neither heard of the other going or coming.
     EXPECT_TRUE(framesOf(alice, kind::kPresence, aliceHad).empty());
     EXPECT_TRUE(framesOf(dave, kind::kPresence, daveHad).empty());
+    for (int i = 20; i < 25; ++i) say(alice, kind::kChat, 0, {"dave", big(i)});
     say(dave, kind::kLogout);
     enter(dave, "dave");
     advance(30s, 100ms);
-    EXPECT_EQ(numbers(framesOf(dave, kind::kChat)), upTo(20));
+    EXPECT_EQ(numbers(framesOf(dave, kind::kChat)), upTo(25));
 
     stop();
     sqlite3* db = nullptr;
