@@ -120,24 +120,25 @@ TEST_F(ChatTest, ABlacklistedSenderIsRefusedUntilAddedBackAsAFriend) {
 // Everything the store keeps of an account comes back in its profile, asked by account or by
 // the own nick. Nobody of that name gets no answer at all: the client's wait runs out.
 TEST_F(ChatTest, ProfileRecordByAccountOrOwnNickAndNoAnswerForNobody) {
-    Account z;
-    z.name = "zhang";
-    z.nick = g("张三");
-    z.head = "m4";
-    z.level = 3;
-    z.coins = 1234567890123;  // beyond 32 bits
-    z.signature = g("签名");
-    z.age = 33;
-    z.sex = 0;
-    z.setting = 2;
+    Account a;
+    a.name = "zhang";
+    a.nick = g("张三");
+    a.head = "m4";
+    a.level = 3;
+    a.coins = 1234567890123;  // beyond 32 bits
+    a.signature = g("签名");
+    a.age = 33;
+    a.sex = 0;
+    a.setting = 2;
     // The texts after the sex in the record's order, each of its own.
-    Bytes* texts[] = {&z.country,  &z.province,     &z.city,      &z.email,    &z.address,
-                      &z.postcode, &z.phone,        &z.mobile,    &z.realName, &z.school,
-                      &z.work,     &z.zodiacAnimal, &z.bloodType, &z.starSign};
+    Bytes* texts[] = {&a.country,  &a.province,     &a.city,      &a.email,    &a.address,
+                      &a.postcode, &a.phone,        &a.mobile,    &a.realName, &a.school,
+                      &a.work,     &a.zodiacAnimal, &a.bloodType, &a.starSign};
     for (size_t i = 0; i < std::size(texts); ++i) *texts[i] = g("文字") + std::to_string(i);
-    store().createAccount(z);
-    std::vector<Bytes> record = {"zhang", "3", g("中级会员"), "1234567890123", z.nick, "m4", z.signature,
-                                 "33",    "0"};
+    store().createAccount(a);
+    // Name, level and its title, coins, nick, head, signature, age, sex; the texts; the setting.
+    std::vector<Bytes> record = {"zhang", "3", g("中级会员"), "1234567890123", a.nick, "m4", a.signature};
+    record.insert(record.end(), {"33", "0"});
     for (Bytes* t : texts) record.push_back(*t);
     record.insert(record.end(), {"2", "0"});
 
