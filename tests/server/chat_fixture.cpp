@@ -35,14 +35,12 @@ void ChatTest::TearDown() {
     if (HasFailure()) std::cerr << logText_;
 }
 
+int64_t ChatTest::wall() const {
+    return wallStart_ + std::chrono::duration_cast<std::chrono::seconds>(now_ - (Time() + 1h)).count();
+}
+
 ChatService& ChatTest::chat() {
-    if (!chat_) {
-        const WallClock wall = [this] {
-            return wallStart_ +
-                   std::chrono::duration_cast<std::chrono::seconds>(now_ - (Time() + 1h)).count();
-        };
-        chat_ = std::make_unique<ChatService>(store_, config_, log_, wall);
-    }
+    if (!chat_) chat_ = std::make_unique<ChatService>(store_, config_, log_, [this] { return wall(); });
     return *chat_;
 }
 
@@ -61,11 +59,12 @@ DispatcherService& ChatTest::dispatcher() {
     if (!dispatcher_) {
         DispatcherConfig c;
         c.minimumVersion = "1.2";
-        c.targets = {{"", 8000}};
+        c.targets = targets_;
         c.login = config_.login;
         c.input = config_.input;
         dispatcher_ = std::make_unique<DispatcherService>(
-            store_, c, log_, nullptr, [](const Endpoint&) { return std::string("127.0.0.9"); });
+            store_, c, log_, nullptr, [](const Endpoint&) { return std::string("127.0.0.9"); },
+            [this] { return wall(); });
     }
     return *dispatcher_;
 }

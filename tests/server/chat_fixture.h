@@ -1,7 +1,8 @@
 #pragma once
 // The chat service and the dispatcher in-process on a hand-driven clock: datagrams in, frames
 // out, no sockets and no sleeps, so that a minute's time-out runs in milliseconds. One database
-// in a fresh folder with the demo accounts. Client n sits at 127.0.0.1:7000+n.
+// in a fresh folder with the demo accounts. Client n sits at 127.0.0.1:7000+n; the demo accounts'
+// own clients are 1 to 5.
 
 #include <gtest/gtest.h>
 
@@ -38,26 +39,30 @@ class ChatTest : public ::testing::Test {
     ~ChatTest() override;
     void TearDown() override;
 
-    ChatService& chat();  // made on first use with config_
-    void stop();          // a graceful stop
-    void start();         // a fresh service that takes up what the stop kept
-    DispatcherService& dispatcher();
+    ChatService& chat();              // made on first use with config_
+    void stop();                      // a graceful stop
+    void start();                     // a fresh service that takes up what the stop kept
+    DispatcherService& dispatcher();  // made on first use, naming targets_
     SqliteStore& store() { return store_; }
     std::string dbPath() const { return dir_.file("chat.db"); }
+    int64_t wall() const;  // the services' wall clock, in seconds, running with now_
 
     static Endpoint client(int n) { return {0x7F000001, static_cast<uint16_t>(7000 + n)}; }
+    const Endpoint alice = client(1), bob = client(2), carol = client(3), dave = client(4), erin = client(5);
     void raw(const Endpoint& from, std::string_view bytes);
     void rawToDispatcher(const Endpoint& from, std::string_view bytes);
     void frame(const Endpoint& from, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body);
     // A frame of the client's session, its account in front.
     void say(const Endpoint& from, FrameKind kind, uint16_t code = 0, std::vector<Bytes> fields = {});
-    Got login(const Endpoint& from, const char* name, const char* password = "123456");
-    // The (1,1) that answered, or nothing when the server kept silent.
+    // The (1,1) that answered a login at the chat server, or at the dispatcher; nothing when
+    // the server kept silent.
     std::optional<Got> tryLogin(const Endpoint& from, const char* name, const char* password = "123456");
-    std::optional<Got> tryDispatcher(const Endpoint& from, const char* name, const char* password,
+    std::optional<Got> tryDispatcher(const Endpoint& from, const char* name, const char* password = "123456",
                                      uint16_t version = 256 + 2);
+    Got login(const Endpoint& from, const char* name, const char* password = "123456");
+    Got askDispatcher(const Endpoint& from, const char* name, const char* password = "123456",
+                      uint16_t version = 256 + 2);
     uint32_t enter(const Endpoint& from, const char* name);  // login, the rosters and (2,6)
-    Got askDispatcher(const Endpoint& from, const char* name, const char* password, uint16_t version);
 
     void advance(Duration d, Duration step = 10ms);
     std::vector<Got>& inbox(const Endpoint& e) { return inbox_[e.port]; }
@@ -66,6 +71,7 @@ class ChatTest : public ::testing::Test {
     const std::string& logText() const { return logText_; }
 
     ChatConfig config_;  // the real defaults: 60 s time-out, 500 ms tick
+    std::vector<ChatTarget> targets_ = {{"", 8000}};
     Time now_ = Time() + 1h;
 
   private:

@@ -161,17 +161,18 @@ TEST_F(ChatTest, AnOldSealIsResealedAtTheNextLogin) {
     store().setDigest("alice", old);
     EXPECT_TRUE(sealIsCurrent(store().account("bob")->digest));
 
-    EXPECT_EQ(login(client(1), "alice", "654321").header.code, code::kWrongPassword);
+    EXPECT_EQ(login(alice, "alice", "654321").header.code, code::kWrongPassword);
     EXPECT_EQ(store().account("alice")->digest, old);
-    EXPECT_EQ(login(client(1), "alice").header.code, code::kLoginAccepted);
+    EXPECT_EQ(login(alice, "alice").header.code, code::kLoginAccepted);
     const std::string resealed = store().account("alice")->digest;
     EXPECT_TRUE(sealIsCurrent(resealed));
     EXPECT_TRUE(digestMatches(resealed, digest));
     EXPECT_EQ(login(client(2), "alice").header.code, code::kLoginAccepted);
     EXPECT_EQ(store().account("alice")->digest, resealed);
-    // A reseal that finds the seal changed meanwhile leaves it.
+    // A reseal that finds the seal changed meanwhile leaves it; a seal for nobody is refused.
     EXPECT_FALSE(store().resealDigest("alice", old, sealDigest(digest)));
     EXPECT_EQ(store().account("alice")->digest, resealed);
+    EXPECT_THROW(store().setDigest("nobody", old), StoreError);
 }
 
 }  // namespace

@@ -3,12 +3,10 @@
 // is tested in-process (chat_*_test).
 
 #include <algorithm>
-#include <fstream>
 #include <thread>
 
 #include "server/sqlite_store.h"
 #include "server_process.h"
-#include "wire/digest.h"
 
 namespace nq::test {
 namespace {
@@ -37,36 +35,28 @@ TEST(Nqserver, SessionsAndWaitingMessagesSurviveAGracefulRestart) {
     EXPECT_EQ(dave.waitFor(kind::kChat).fields[2], g("宋体/10/255/12:00:00/等你"));
 }
 
-// A dispatcher and two chat servers, three processes on one database.
+// A dispatcher and two chat servers, three processes on one database. How the dispatcher
+// chooses is tested in-process; here, that it knows the chat servers by what they report.
 TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     const std::string address = claimLoopbackAddress(), a = address + ":8001", b = address + ":8002";
-    ServerProcess s(address, {"--role", "dispatcher", "--chat-server", a, "--chat-server", b});
     const std::vector<std::string> chatArgs = {
         "--role", "chat", "--public-host", address, "--session-timeout", "30"};
-    ServerProcess chatA(address, chatArgs, s.db(), 8001), chatB(address, chatArgs, s.db(), 8002);
-    Client carol(address), dave(address), alice(address), asker(address), bob(address), again(address);
-    carol.enter(chatA.chat(), "carol");
-    dave.login(chatA.chat(), "dave");
-    alice.enter(chatA.chat(), "alice");
-    // Chat servers report their load every two seconds, the dispatcher reads it every second.
-    server::SqliteStore shared(s.db());
-    auto aHasThree = [&] {
-        const auto loads = shared.loads();
-        return std::any_of(loads.begin(), loads.end(),
-                           [&](auto& l) { return l.server == a && l.sessions == 3; });
-    };
-    for (int i = 0; i < 200 && !aHasThree(); ++i) std::this_thread::sleep_for(50ms);
-    ASSERT_TRUE(aHasThree());
-    std::this_thread::sleep_for(1200ms);
-    // B has none and takes logins until it draws level with A's three; a tie goes to the first.
-    std::vector<std::string> named;
-    for (int i = 0; i < 4; ++i) {
-        const Received r = asker.askDispatcher(s.dispatcher(), "erin");
-        named.push_back(r.fields.at(0) + ":" + r.fields.at(1));
-    }
-    EXPECT_EQ(named, (std::vector<std::string>{b, b, b, a}));
+    ServerProcess chatA(address, chatArgs, {}, 8001), chatB(address, chatArgs, chatA.db(), 8002);
+    server::SqliteStore shared(chatA.db());
+    for (int i = 0; i < 200 && shared.loads().size() < 2; ++i) std::this_thread::sleep_for(10ms);
+    // Both report no sessions: a tie goes to the first, the next login to the other, and none to
+    // the one in between, which never reports.
+    ServerProcess s(
+        address,
+        {"--role", "dispatcher", "--chat-server", a, "--chat-server", address + ":8003", "--chat-server", b},
+        chatA.db());
+    Client carol(address), alice(address), bob(address), again(address), dave(address);
+    EXPECT_EQ(alice.askDispatcher(s.dispatcher(), "alice"), a);
+    EXPECT_EQ(bob.askDispatcher(s.dispatcher(), "bob"), b);
 
     // bob on B sees his friends on A online, they hear of him, and messages cross both ways.
+    carol.enter(chatA.chat(), "carol");
+    alice.enter(chatA.chat(), "alice");
     EXPECT_EQ(bob.enter(chatB.chat(), "bob").fields, (std::vector<Bytes>{"alice", "w3", "carol", "w7"}));
     EXPECT_EQ(alice.waitFor(kind::kPresence).fields, std::vector<Bytes>{"bob"});
     alice.send(kind::kChat, {"bob", g("你在另一台上")});
@@ -78,8 +68,7 @@ TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     EXPECT_EQ(alice.waitFor(kind::kLogin).header.code, code::kLoggedInElsewhere);
     bob.expectSilence(300ms, kind::kPresence);
     // A's goodbye to her session left her online record on B alone: dave, coming to A, sees her.
-    Client dave2(address);
-    EXPECT_EQ(dave2.enter(chatA.chat(), "dave").fields, (std::vector<Bytes>{"alice", "w3"}));
+    EXPECT_EQ(dave.enter(chatA.chat(), "dave").fields, (std::vector<Bytes>{"alice", "w3"}));
     // Her logout on B reaches her friends on A.
     again.send(kind::kLogout);
     Received heard;
@@ -134,7 +123,7 @@ TEST(Nqserver, MalformedDatagramsAreDroppedAndTheServerCarriesOn) {
     alice.waitFor(kind::kKeepAlive);
     alice.send(kind::kChat, {"bob", g("宋体/10/0/1:00/还活着")});
     EXPECT_EQ(bob.waitFor(kind::kChat).fields[0], "alice");
-    EXPECT_EQ(junk.askDispatcher(s.dispatcher(), "erin").header.code, code::kGoToChatServer);
+    EXPECT_EQ(junk.askDispatcher(s.dispatcher(), "erin"), address + ":8000");
 }
 
 TEST(Nqserver, BadInputGivesOneLineAndStatusTwo) {
@@ -163,10 +152,6 @@ TEST(Nqserver, TheAdminCommandWorksBesideARunningServer) {
     // From elsewhere: a refusal to the address of a live session would close that client's socket.
     EXPECT_EQ(stranger.login(s.chat(), g("小明"), "secret").header.code, code::kWrongPassword);
     EXPECT_EQ(c.login(s.chat(), g("小明"), "better").header.code, code::kLoginAccepted);
-    // The password is not in the database in any form the client sends.
-    std::ifstream in(s.db(), std::ios::binary);
-    const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(file.find(*passwordDigest("better")), std::string::npos);
 
     alice.enter(s.chat(), "alice");
     for (const auto& [flag, kind, text] :

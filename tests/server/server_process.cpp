@@ -62,20 +62,9 @@ ServerProcess::ServerProcess(std::string address, std::vector<std::string> extra
       logPath_(folder_.file("server.log")),
       ip_(*server::parseIpv4(address)),
       chatPort_(chatPort) {
-    args_ = {"serve",
-             "--db",
-             db_,
-             "--address",
-             address,
-             "--session-timeout",
-             "1",
-             "--pace-tick",
-             "20",
-             "--chat-port",
-             std::to_string(chatPort),
-             "--log-level",
-             "debug",
-             "--trace"};
+    args_ = {"serve", "--db", db_, "--address", address, "--chat-port", std::to_string(chatPort)};
+    args_.insert(args_.end(),
+                 {"--session-timeout", "1", "--pace-tick", "20", "--log-level", "debug", "--trace"});
     args_.insert(args_.end(), extraArgs.begin(), extraArgs.end());
     if (sharedDb.empty() && admin({"demo"}).status != 0) throw std::runtime_error("nqserver demo failed");
     start();
@@ -142,7 +131,7 @@ void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn) {
 }
 
 std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadline) {
-    while (pending_.empty()) {
+    for (;;) {
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         pollfd p{fd_, POLLIN, 0};
@@ -150,18 +139,14 @@ std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadl
         if (::poll(&p, 1, static_cast<int>(left.count())) <= 0) continue;
         char buf[65536];
         const ssize_t n = ::recv(fd_, buf, sizeof buf, 0);
-        for (std::string_view data(buf, static_cast<size_t>(std::max<ssize_t>(n, 0))); !data.empty();) {
-            auto f = decodeFrame(data);
-            if (!f || f->len > kMaxFrame) throw std::runtime_error("the server sent bytes that are no frame");
-            Received& r = pending_.emplace_back(Received{f->header, {}});
-            FieldReader fields(f->body);
-            while (auto field = fields.next()) r.fields.emplace_back(*field);
-            data.remove_prefix(f->len);
-        }
+        const auto f = decodeFrame(std::string_view(buf, static_cast<size_t>(std::max<ssize_t>(n, 0))));
+        if (!f || static_cast<ssize_t>(f->len) != n || f->len > kMaxFrame)
+            throw std::runtime_error("the server sent a datagram that is not one frame");
+        Received r{f->header, {}};
+        FieldReader fields(f->body);
+        while (auto field = fields.next()) r.fields.emplace_back(*field);
+        return r;
     }
-    Received r = std::move(pending_.front());
-    pending_.pop_front();
-    return r;
 }
 
 Received Client::waitFor(FrameKind kind, std::chrono::milliseconds timeout) {
@@ -178,9 +163,12 @@ void Client::expectSilence(std::chrono::milliseconds window, std::optional<Frame
             throw std::runtime_error("expected silence but got type " + std::to_string(r->header.type));
 }
 
-Received Client::askDispatcher(const server::Endpoint& dispatcher, const std::string& name) {
+std::string Client::askDispatcher(const server::Endpoint& dispatcher, const std::string& name) {
     sendFrame(dispatcher, kind::kLogin, 256, 0, joinFields({name, *passwordDigest("123456")}));
-    return waitFor(kind::kLogin);
+    const Received r = waitFor(kind::kLogin);
+    if (r.header.code != code::kGoToChatServer || r.fields.size() != 2)
+        throw std::runtime_error("the dispatcher named no chat server to " + name);
+    return r.fields[0] + ":" + r.fields[1];
 }
 
 Received Client::login(const server::Endpoint& chat, const std::string& name, const std::string& password) {

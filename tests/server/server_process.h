@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -61,8 +60,8 @@ struct Received {
     std::vector<Bytes> fields;
 };
 
-// Reads each datagram as frames one behind the other, as the client does; throws when the
-// server sends bytes that are no frame, or keeps silent where it should answer.
+// Throws when the server sends a datagram that is not exactly one frame, as every one of its
+// datagrams is, or keeps silent where it should answer.
 class Client {
   public:
     explicit Client(const std::string& address);  // an ephemeral port on the test's address
@@ -74,7 +73,8 @@ class Client {
     void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {});
     Received waitFor(FrameKind kind, std::chrono::milliseconds timeout = 3s);  // skips other frames
     void expectSilence(std::chrono::milliseconds window, std::optional<FrameKind> kind = std::nullopt);
-    Received askDispatcher(const server::Endpoint& dispatcher, const std::string& name);
+    // The chat server the dispatcher names, as "host:port".
+    std::string askDispatcher(const server::Endpoint& dispatcher, const std::string& name);
     Received login(const server::Endpoint& chat, const std::string& name,
                    const std::string& password = "123456");
     // Login, the rosters and (2,6); returns the last friend roster.
@@ -90,7 +90,6 @@ class Client {
     uint32_t session_ = 0;
     std::string name_;
     uint16_t seq_ = 0;
-    std::deque<Received> pending_;
 };
 
 }  // namespace nq::test
