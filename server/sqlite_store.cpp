@@ -115,6 +115,24 @@ constexpr const char* kMigrations[] = {
         created_at INTEGER NOT NULL
     );
     )sql",
+    // The online row carries its session from the login on, so that a crash loses none; the
+    // sessions a version-3 server kept at its stop move there. A row without a session (number
+    // 0) is what a crash of a version-3 server left.
+    R"sql(
+    ALTER TABLE online ADD COLUMN number INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE online ADD COLUMN address INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE online ADD COLUMN port INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE online ADD COLUMN ready INTEGER NOT NULL DEFAULT 0;
+    CREATE TABLE server_stops (
+        server TEXT PRIMARY KEY,
+        stopped_at INTEGER NOT NULL
+    );
+    INSERT OR REPLACE INTO online (account, server, since, number, address, port, ready)
+        SELECT account, server, kept_at, number, address, port, ready FROM kept_sessions;
+    INSERT OR REPLACE INTO server_stops (server, stopped_at)
+        SELECT server, MAX(kept_at) FROM kept_sessions GROUP BY server;
+    DROP TABLE kept_sessions;
+    )sql",
 };
 
 }  // namespace
@@ -173,6 +191,7 @@ class SqliteStore::Statement {
         return p ? Bytes(p, sqlite3_column_bytes(stmt_, c)) : Bytes();
     }
     int64_t columnInt(int c) { return sqlite3_column_int64(stmt_, c); }
+    bool isNull(int c) { return sqlite3_column_type(stmt_, c) == SQLITE_NULL; }
 
     struct ConstraintError : StoreError {
         using StoreError::StoreError;
@@ -513,50 +532,27 @@ std::vector<ServerLoad> SqliteStore::loads() {
     return out;
 }
 
-void SqliteStore::keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) {
-    const auto now = static_cast<int64_t>(std::time(nullptr));
-    transaction([&] {
-        prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
-        for (const KeptSession& k : sessions) {
-            auto& s = prepare(
-                "INSERT INTO kept_sessions (server, number, account, address, port, ready, kept_at) "
-                "VALUES (?, ?, ?, ?, ?, ?, ?)");
-            s.text(1, server);
-            s.integer(2, k.number);
-            s.gbkText(3, k.account);
-            s.integer(4, k.address);
-            s.integer(5, k.port);
-            s.integer(6, k.ready);
-            s.integer(7, now);
-            s.run();
-        }
-    });
-}
-
-std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) {
-    const auto now = static_cast<int64_t>(std::time(nullptr));
-    std::vector<KeptSession> out;
-    transaction([&] {
-        auto& s = prepare(
-            "SELECT number, account, address, port, ready FROM kept_sessions "
-            "WHERE server = ? AND kept_at >= ? ORDER BY number");
-        s.text(1, server).integer(2, now - maxAgeSeconds);
-        while (s.step())
-            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1),
-                           static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
-                           s.columnInt(4) != 0});
-        prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
-    });
-    return out;
-}
-
-void SqliteStore::setOnline(const Bytes& account, const std::string& server) {
+void SqliteStore::setOnline(const KeptSession& k, const std::string& server) {
+    // One statement per login, as before sessions were kept: the row was written anyway.
     prepare(
-        "INSERT INTO online (account, server, since) VALUES (?, ?, ?) "
-        "ON CONFLICT(account) DO UPDATE SET server = excluded.server, since = excluded.since")
-        .gbkText(1, account)
+        "INSERT INTO online (account, server, since, number, address, port, ready) VALUES (?, ?, ?, ?, ?, ?, "
+        "?) "
+        "ON CONFLICT(account) DO UPDATE SET server = excluded.server, since = excluded.since, "
+        "number = excluded.number, address = excluded.address, port = excluded.port, ready = excluded.ready")
+        .gbkText(1, k.account)
         .text(2, server)
         .integer(3, static_cast<int64_t>(std::time(nullptr)))
+        .integer(4, k.number)
+        .integer(5, k.address)
+        .integer(6, k.port)
+        .integer(7, k.ready)
+        .run();
+}
+
+void SqliteStore::setReady(const Bytes& account, const std::string& server) {
+    prepare("UPDATE online SET ready = 1 WHERE account = ? AND server = ?")
+        .gbkText(1, account)
+        .text(2, server)
         .run();
 }
 
@@ -564,8 +560,43 @@ void SqliteStore::setOffline(const Bytes& account, const std::string& server) {
     prepare("DELETE FROM online WHERE account = ? AND server = ?").gbkText(1, account).text(2, server).run();
 }
 
-void SqliteStore::clearOnline(const std::string& server) {
-    prepare("DELETE FROM online WHERE server = ?").text(1, server).run();
+void SqliteStore::markStopped(const std::string& server, int64_t now) {
+    prepare(
+        "INSERT INTO server_stops (server, stopped_at) VALUES (?, ?) "
+        "ON CONFLICT(server) DO UPDATE SET stopped_at = excluded.stopped_at")
+        .text(1, server)
+        .integer(2, now)
+        .run();
+}
+
+std::vector<KeptSession> SqliteStore::heldSessions(const std::string& server, int64_t now,
+                                                   int64_t maxAgeSeconds) {
+    std::vector<KeptSession> out;
+    transaction([&] {
+        // Its last sign of life: the stop it noted, or the last load report before a crash.
+        auto& last = prepare(
+            "SELECT MAX(t) FROM (SELECT stopped_at AS t FROM server_stops WHERE server = ?1 "
+            "UNION ALL SELECT heartbeat FROM chat_servers WHERE server = ?1)");
+        last.text(1, server);
+        const bool known = last.step() && !last.isNull(0);
+        const int64_t lastSeen = known ? last.columnInt(0) : 0;
+        last.reset();
+        prepare("DELETE FROM server_stops WHERE server = ?").text(1, server).run();
+        const bool fresh = known && now - lastSeen <= maxAgeSeconds;
+        prepare(fresh ? "DELETE FROM online WHERE server = ? AND number = 0"
+                      : "DELETE FROM online WHERE server = ?")
+            .text(1, server)
+            .run();
+        if (!fresh) return;
+        auto& s = prepare(
+            "SELECT number, account, address, port, ready FROM online WHERE server = ? ORDER BY number");
+        s.text(1, server);
+        while (s.step())
+            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1),
+                           static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
+                           s.columnInt(4) != 0});
+    });
+    return out;
 }
 
 std::optional<std::string> SqliteStore::onlineElsewhere(const Bytes& account, const std::string& self,
