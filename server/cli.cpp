@@ -74,6 +74,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"login-backoff", required_argument, nullptr, 0},
                            {"login-backoff-max", required_argument, nullptr, 0},
                            {"login-account-checks", required_argument, nullptr, 0},
+                           {"take-over", no_argument, nullptr, 0},
                            {"nick", required_argument, nullptr, 0},
                            {"head", required_argument, nullptr, 0},
                            {"level", required_argument, nullptr, 0},
@@ -81,7 +82,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
-constexpr int kFirstServeOption = 2, kLastServeOption = 19;  // address .. login-account-checks
+constexpr int kFirstServeOption = 2, kLastServeOption = 20;  // address .. take-over
 
 struct Given {
     int index;  // into kOptions
@@ -186,6 +187,8 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.login.backoffMax = seconds(v, opt);
         } else if (g.is("login-account-checks")) {
             o.login.accountChecksPerMinute = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("take-over")) {
+            o.takeOver = true;
         }
     }
     if (o.login.backoffMax < o.login.backoff)
@@ -348,6 +351,8 @@ Serving:
   --login-backoff-max SECONDS the longest wait (default 300)
   --login-account-checks N  password checks of one account per minute, successes
                             included (default 60)
+  --take-over               replace the nqserver running on these address and ports: it
+                            hands its sockets over and stops, its clients carry on
   --trace                   print every frame in and out
   --log-level debug|info|warn|error   (default info)
 

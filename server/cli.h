@@ -33,6 +33,7 @@ struct ServeOptions {
     double paceTickMs = 500;        // the client's tick; tests shorten it
     size_t ringBudget = 48 * 1024;  // bytes allowed unread in a client's ring
     LoginLimits login;
+    bool takeOver = false;  // ask a server running on these ports for its sockets; see handover.h
     bool trace = false;
     LogLevel logLevel = LogLevel::Info;
 };
