@@ -39,7 +39,8 @@ UnixAddress abstractAddress(const std::string& name) {
 std::optional<ucred> sameUser(int fd) {
     ucred peer{};
     socklen_t len = sizeof peer;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &len) != 0 || peer.uid != geteuid()) return std::nullopt;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &len) != 0 || peer.uid != geteuid())
+        return std::nullopt;
     return peer;
 }
 
@@ -60,7 +61,8 @@ std::string handoverName(const ServeOptions& o) {
 HandoverPoint::HandoverPoint(const std::string& name) {
     fd_ = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     const UnixAddress a = abstractAddress(name);
-    if (fd_ < 0 || ::bind(fd_, reinterpret_cast<const sockaddr*>(&a.sa), a.len) != 0 || ::listen(fd_, 4) != 0) {
+    if (fd_ < 0 || ::bind(fd_, reinterpret_cast<const sockaddr*>(&a.sa), a.len) != 0 ||
+        ::listen(fd_, 4) != 0) {
         const int err = errno;
         if (fd_ >= 0) ::close(fd_);
         throw std::runtime_error("cannot listen for a new server at \"" + name + "\": " + std::strerror(err));
@@ -122,9 +124,11 @@ std::optional<HandedSockets> askForSockets(const std::string& name, Logger& log)
     const auto peer = sameUser(fd);
     if (!peer) {
         ::close(fd);
-        throw std::runtime_error("the process at \"" + name + "\" runs as another user; not taking over from it");
+        throw std::runtime_error("the process at \"" + name +
+                                 "\" runs as another user; not taking over from it");
     }
-    NQ_LOG(log, Info, "taking over from nqserver pid %d; waiting for its sockets", static_cast<int>(peer->pid));
+    NQ_LOG(log, Info, "taking over from nqserver pid %d; waiting for its sockets",
+           static_cast<int>(peer->pid));
     setTimeout(fd, SO_RCVTIMEO, kWaitSeconds);
     char tags[4];
     alignas(cmsghdr) char control[CMSG_SPACE(4 * sizeof(int))] = {};
@@ -139,7 +143,8 @@ std::optional<HandedSockets> askForSockets(const std::string& name, Logger& log)
     ::close(fd);
     const cmsghdr* c = got > 0 ? CMSG_FIRSTHDR(&msg) : nullptr;
     if (!c || c->cmsg_level != SOL_SOCKET || c->cmsg_type != SCM_RIGHTS)
-        throw std::runtime_error("nqserver pid " + std::to_string(peer->pid) + " did not hand over its sockets" +
+        throw std::runtime_error("nqserver pid " + std::to_string(peer->pid) +
+                                 " did not hand over its sockets" +
                                  (got < 0 ? std::string(": ") + std::strerror(err) : std::string()));
     const size_t count = (c->cmsg_len - CMSG_LEN(0)) / sizeof(int);
     int fds[4];

@@ -15,7 +15,8 @@ namespace {
 // names all its sockets alike, and the order of its ListenDatagram= lines is easy to get wrong.
 bool takeInherited(const ServeOptions& o, ServerSockets& s) {
     const int n = sd_listen_fds(1);  // 1: our own children inherit none of it
-    if (n < 0) throw std::runtime_error(std::string("cannot read the inherited sockets: ") + std::strerror(-n));
+    if (n < 0)
+        throw std::runtime_error(std::string("cannot read the inherited sockets: ") + std::strerror(-n));
     for (int fd = SD_LISTEN_FDS_START; fd < SD_LISTEN_FDS_START + n; ++fd) {
         auto socket = std::make_unique<UdpSocket>(fd);
         const uint16_t port = socket->local().port;
@@ -26,8 +27,8 @@ bool takeInherited(const ServeOptions& o, ServerSockets& s) {
             slot = &s.chat;
         if (!slot || *slot)
             throw UsageError("inherited socket " + socket->local().toString() +
-                                     " is not for the dispatcher port " + std::to_string(o.dispatcherPort) +
-                                     " or the chat port " + std::to_string(o.chatPort) + " that this server serves");
+                             " is not for the dispatcher port " + std::to_string(o.dispatcherPort) +
+                             " or the chat port " + std::to_string(o.chatPort) + " that this server serves");
         *slot = std::move(socket);
     }
     return n > 0;
@@ -40,7 +41,8 @@ void takeHandedOver(const ServeOptions& o, const HandedSockets& h, ServerSockets
         *slot = std::make_unique<UdpSocket>(fd);
         if ((*slot)->local().port != port)
             throw std::runtime_error("nqserver pid " + std::to_string(h.fromPid) + " handed over " +
-                                     (*slot)->local().toString() + " where port " + std::to_string(port) + " was due");
+                                     (*slot)->local().toString() + " where port " + std::to_string(port) +
+                                     " was due");
     }
 }
 
@@ -61,16 +63,18 @@ ServerSockets acquireSockets(const ServeOptions& o, Logger& log) {
           std::tuple{o.role != Role::Dispatcher, o.chatPort, &s.chat, "chat"}}) {
         if (!wanted || *slot) continue;
         if (s.inherited)
-            NQ_LOG(log, Warn, "the %s port %u is not among the inherited sockets; bound here, a restart closes it",
-                   role, port);
+            NQ_LOG(log, Warn,
+                   "the %s port %u is not among the inherited sockets; bound here, a restart closes it", role,
+                   port);
         try {
             *slot = std::make_unique<UdpSocket>(address, port);
         } catch (const std::runtime_error& e) {
             if (errno != EADDRINUSE) throw;
             throw std::runtime_error(std::string(e.what()) +
-                                     (o.takeOver ? " (the server there offers no hand-over: restart it through "
-                                                   "whatever holds its sockets)"
-                                                 : " (--take-over replaces a running nqserver)"));
+                                     (o.takeOver
+                                          ? " (the server there offers no hand-over: restart it through "
+                                            "whatever holds its sockets)"
+                                          : " (--take-over replaces a running nqserver)"));
         }
     }
     return s;

@@ -166,7 +166,8 @@ int main(int argc, char** argv) {
                 if (WIFEXITED(status) && WEXITSTATUS(status) == kRefusedStatus)
                     fail(kRefusedStatus, what + "it refused its command line or database, giving up");
                 if (youngDeaths >= kYoungDeathsToGiveUp)
-                    fail(1, what + "it died " + std::to_string(youngDeaths) + " times within 10 s of its start, giving up");
+                    fail(1, what + "it died " + std::to_string(youngDeaths) +
+                                " times within 10 s of its start, giving up");
             }
             std::fprintf(stderr, "nqhold: %sstarting it again in %lld ms\n", what.c_str(),
                          static_cast<long long>(wait.count()));

@@ -44,7 +44,8 @@ UdpSocket::UdpSocket(int fd) : fd_(fd), inbox_(std::make_unique<Inbox>()), in_(*
                      getsockopt(fd_, SOL_SOCKET, SO_DOMAIN, &domain, &len) == 0 && domain == AF_INET;
     sockaddr_in bound{};
     socklen_t boundLen = sizeof bound;
-    if (!udp || getsockname(fd_, reinterpret_cast<sockaddr*>(&bound), &boundLen) != 0 || bound.sin_port == 0) {
+    if (!udp || getsockname(fd_, reinterpret_cast<sockaddr*>(&bound), &boundLen) != 0 ||
+        bound.sin_port == 0) {
         ::close(fd_);
         throw std::runtime_error("descriptor " + std::to_string(fd) + " is no bound IPv4 UDP socket");
     }
