@@ -137,7 +137,7 @@ class Loop {
                 const int fd = events[i].data.fd;
                 if (fd == signalFd) {
                     stopping = true;
-                } else if (handover_ && fd == handover_->fd()) {
+                } else if (handover_ && fd == handover_->fd() && successor < 0) {
                     successor = handover_->accept(log_);
                     stopping = stopping || successor >= 0;
                 } else if (chatSocket_ && fd == chatSocket_->fd()) {
@@ -162,7 +162,10 @@ class Loop {
             HandoverPoint::hand(successor, dispatcherSocket_ ? dispatcherSocket_->fd() : -1,
                                 chatSocket_ ? chatSocket_->fd() : -1, log_);
         else if (!inherited_)
-            NQ_LOG(log_, Info, "the ports close now; clients that send meanwhile lose their sessions");
+            NQ_LOG(
+                log_, Info,
+                "the ports close now: a client that sends before the next start is told so and goes offline "
+                "for good");
         ::close(signalFd);
         ::close(epoll_);
         return 0;
