@@ -47,19 +47,19 @@ constexpr int kFirstInheritedFd = 3;  // SD_LISTEN_FDS_START
     std::exit(status);
 }
 
-int bindUdp(const std::string& spec) {
-    const size_t colon = spec.rfind(':');
+int bindUdp(const std::string& where) {
+    const size_t colon = where.rfind(':');
     sockaddr_in sa{};
     sa.sin_family = AF_INET;
     char* end = nullptr;
-    const long port = colon == std::string::npos ? 0 : std::strtol(spec.c_str() + colon + 1, &end, 10);
+    const long port = colon == std::string::npos ? 0 : std::strtol(where.c_str() + colon + 1, &end, 10);
     if (colon == std::string::npos || *end != '\0' || port < 1 || port > 65535 ||
-        inet_pton(AF_INET, spec.substr(0, colon).c_str(), &sa.sin_addr) != 1)
-        fail(2, "--udp wants an IPv4 ADDR:PORT, not \"" + spec + "\"");
+        inet_pton(AF_INET, where.substr(0, colon).c_str(), &sa.sin_addr) != 1)
+        fail(2, "--udp wants an IPv4 ADDR:PORT, not \"" + where + "\"");
     sa.sin_port = htons(static_cast<uint16_t>(port));
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0)
-        fail(1, "cannot bind " + spec + ": " + std::strerror(errno));
+        fail(1, "cannot bind " + where + ": " + std::strerror(errno));
     return fd;
 }
 
