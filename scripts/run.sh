@@ -5,8 +5,11 @@
 # server already listens there; prepares the program folder run/home-NAME (Sys.ini, User.ini,
 # the install's sounds, pictures and faces) and opens nqchat on it. NAME is one of the demo
 # accounts alice, bob, carol, dave, erin (password 123456); default alice. Without a display the
-# client runs under xvfb-run. A server this script started is stopped when the client ends, and
-# SIGTERM or SIGINT to this script (timeout, a service manager, Ctrl+C) stops both.
+# client runs under xvfb-run. The server runs under nqhold, which keeps both UDP ports open and
+# starts nqserver again after a crash or a stop (kill -HUP to nqhold restarts it at once), so the
+# client never meets a closed port and keeps its session. A server this script started is stopped
+# when the client ends, and SIGTERM or SIGINT to this script (timeout, a service manager, Ctrl+C)
+# stops both.
 set -euo pipefail
 
 die() { echo "run.sh: $*" >&2; exit 1; }
@@ -24,8 +27,10 @@ case "$NAME" in
 esac
 
 SERVER="$BUILD/server/nqserver"
+HOLD="$BUILD/server/nqhold"
 CLIENT="$BUILD/src/app/nqchat"
 [ -x "$SERVER" ] || die "$SERVER is missing: build it first (./nq build)"
+[ -x "$HOLD" ] || die "$HOLD is missing: build it first (./nq build)"
 [ -x "$CLIENT" ] || die "$CLIENT is missing: build it first (./nq build)"
 
 mkdir -p "$RUN"
@@ -42,7 +47,7 @@ udp_port_taken() {
 SERVER_PID=""
 CLIENT_PID=""
 # The client runs in a process group of its own (xvfb-run, Xvfb and nqchat under it), so that one
-# signal to the group stops all of it; the server is a single process.
+# signal to the group stops all of it; SERVER_PID is nqhold, which stops its nqserver first.
 stop_children() {
   trap - EXIT INT TERM
   if [ -n "$CLIENT_PID" ] && kill -0 "$CLIENT_PID" 2>/dev/null; then
@@ -50,7 +55,7 @@ stop_children() {
     kill -TERM -- "-$CLIENT_PID" 2>/dev/null || kill -TERM "$CLIENT_PID" 2>/dev/null || true
   fi
   if [ -n "$SERVER_PID" ] && kill -0 "$SERVER_PID" 2>/dev/null; then
-    echo "run.sh: stopping the nqserver it started (pid $SERVER_PID)"
+    echo "run.sh: stopping the nqserver it started (nqhold, pid $SERVER_PID)"
     kill -TERM "$SERVER_PID" 2>/dev/null || true
   fi
   [ -z "$CLIENT_PID" ] || wait "$CLIENT_PID" 2>/dev/null || true
@@ -68,7 +73,8 @@ else
   DB="$RUN/nqserver.db"
   "$SERVER" --db "$DB" demo >/dev/null || die "nqserver --db $DB demo failed"
   LOG="$RUN/nqserver.log"
-  "$SERVER" --db "$DB" --address "$HOST" --dispatcher-port "$DISPATCHER_PORT" --chat-port 8000 \
+  "$HOLD" --udp "$HOST:$DISPATCHER_PORT" --udp "$HOST:8000" -- \
+    "$SERVER" --db "$DB" --address "$HOST" --dispatcher-port "$DISPATCHER_PORT" --chat-port 8000 \
     >>"$LOG" 2>&1 &
   SERVER_PID=$!
   # Wait until the dispatcher port is bound; 5 s is far more than it needs.
@@ -79,6 +85,7 @@ else
   done
   udp_port_taken "$DISPATCHER_PORT" || die "nqserver did not bind $HOST:$DISPATCHER_PORT; see $LOG"
   echo "run.sh: nqserver on $HOST (dispatcher $DISPATCHER_PORT, chat 8000), database $DB, log $LOG"
+  echo "run.sh: its ports are held by nqhold (pid $SERVER_PID): kill -HUP $SERVER_PID restarts the server"
 fi
 
 # The program folder. INI files are GBK with CRLF line ends; these hold only ASCII.

@@ -96,6 +96,8 @@ void ChatService::onAfterRosters(Session& s, const FrameHeader&, FieldReader&) {
 }
 
 void ChatService::makeReady(Session& s) {
+    // Once per session: a restart takes it up ready, its waiting messages flowing at once.
+    if (!s.ready) store_.setReady(s.account, config_.serverId);
     s.ready = true;
     s.moreWaiting = true;
     queueWaiting(s);

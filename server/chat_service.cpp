@@ -11,8 +11,8 @@ namespace {
 
 constexpr Duration kNoticePoll = std::chrono::seconds(1);
 constexpr Duration kAgeCheck = std::chrono::minutes(1);
-// A client notices a lost session after about 168 s of unanswered keep-alives; a session kept
-// at a stop comes back only if the server is up again well before that.
+// A client notices a lost session after about 168 s of unanswered keep-alives; a session held at
+// a stop or a crash comes back only if the server is up again well before that.
 constexpr int64_t kKeptSessionSeconds = 150;
 // A notice box stops the client's tick, keep-alives included, until the user closes it. A user
 // away from the screen for a while should not lose his session for that.
@@ -254,33 +254,32 @@ Time ChatService::nextWake(Time now) {
 
 void ChatService::shutdown(Time now) {
     now_ = now;
-    std::vector<uint32_t> numbers;
-    std::vector<KeptSession> kept;
-    for (auto& [number, s] : sessions_) {
-        numbers.push_back(number);
-        kept.push_back({number, s.account, s.endpoint.address, s.endpoint.port, s.ready});
-    }
-    store_.keepSessions(config_.serverId, kept);
-    for (uint32_t n : numbers) endSession(n, false, "server stops");
+    for (auto& [number, s] : sessions_) keepUnsent(s);
+    NQ_LOG(log_, Info, "server stops; its %zu sessions stay in the store", sessions_.size());
+    sessions_.clear();
+    byAccount_.clear();
     flushDeletes();
-    store_.clearOnline(config_.serverId);
+    store_.markStopped(config_.serverId, wall_());
     bus_.withdraw();
 }
 
 void ChatService::restoreSessions(Time now) {
     now_ = now;
-    store_.clearOnline(config_.serverId);  // what a crash left behind
     int restored = 0;
-    for (const KeptSession& k : store_.takeKeptSessions(config_.serverId, kKeptSessionSeconds)) {
+    for (const KeptSession& k : store_.heldSessions(config_.serverId, wall_(), kKeptSessionSeconds)) {
         auto account = store_.account(k.account);
-        if (!account || sessions_.count(k.number) || byAccount_.count(k.account) || k.number == 0) continue;
         const Endpoint from{k.address, k.port};
-        if (peerAt(from).session != 0) continue;
-        Session& s = openSession(k.number, *account, from);
+        if (!account || sessions_.count(k.number) || byAccount_.count(k.account) || k.number == 0 ||
+            peerAt(from).session != 0) {
+            store_.setOffline(k.account, config_.serverId);
+            continue;
+        }
+        Session& s = openSession(k.number, *account, from, true);
+        s.ready = k.ready;  // its row says so already
         if (k.ready) makeReady(s);
         ++restored;
     }
-    if (restored) NQ_LOG(log_, Info, "took up %d sessions kept at the last stop", restored);
+    if (restored) NQ_LOG(log_, Info, "took up %d sessions held before the last stop or crash", restored);
     flushDeletes();
 }
 

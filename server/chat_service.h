@@ -61,11 +61,12 @@ class ChatService {
 
     void broadcastNotice(NoticeKind kind, const Bytes& text, Time now);
 
-    // Ends every session; messages not yet sent go back to the store. The sessions themselves are
-    // kept in the store for restoreSessions at the next start.
+    // Stops serving: messages not yet sent go back to the store. The sessions stay in the store,
+    // as they have been since their logins, for restoreSessions at the next start.
     void shutdown(Time now);
-    // Takes up the sessions a graceful stop kept, so that their clients carry on as if nothing
-    // happened: the same session numbers, no presence change, their waiting messages on their way.
+    // Takes up the sessions the store holds for this server from before its last stop or crash,
+    // so that their clients carry on as if nothing happened: the same session numbers, no
+    // presence change, their waiting messages on their way.
     void restoreSessions(Time now);
 
     size_t sessionCount() const { return sessions_.size(); }
@@ -113,8 +114,10 @@ class ChatService {
     void login(const Endpoint& from, const Frame& frame);
     void onLogout(Session& s, const FrameHeader& h, FieldReader& fields);
     void onKeepAlive(Session& s, const FrameHeader& h, FieldReader& fields);
-    Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
+    // stored: the store holds the session already (it is being restored).
+    Session& openSession(uint32_t number, const Account& account, const Endpoint& from, bool stored = false);
     void endSession(uint32_t number, bool announceOffline, const char* reason);
+    void keepUnsent(const Session& s);
     void expel(uint32_t number, const char* reason);
     void announce(const Bytes& account, uint16_t presenceCode);
     uint32_t freshSessionNumber();

@@ -104,8 +104,8 @@ void ChatService::onKeepAlive(Session& s, const FrameHeader&, FieldReader&) {
     sendTo(s, kind::kKeepAlive, code::kNone, {}, kAnswer);
 }
 
-ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,
-                                               const Endpoint& from) {
+ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from,
+                                               bool stored) {
     Session& s = sessions_[number];
     s.number = number;
     s.account = account.name;
@@ -117,7 +117,7 @@ ChatService::Session& ChatService::openSession(uint32_t number, const Account& a
     for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
     byAccount_[s.account] = number;
     peerAt(from).session = number;
-    store_.setOnline(s.account, config_.serverId);
+    if (!stored) store_.setOnline({number, s.account, from.address, from.port, false}, config_.serverId);
     return s;
 }
 
@@ -137,25 +137,29 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
     NQ_LOG(log_, Info, "session %u of %s at %s ended: %s", number, printable(s.account).c_str(),
            s.endpoint.toString().c_str(), reason);
 
-    if (auto p = peers_.find(s.endpoint); p != peers_.end()) {
-        if (p->second.session == number) p->second.session = 0;
-        int kept = 0;
-        for (OutFrame& f : p->second.pacer.takeHeld()) {
-            // A relayed message that never left goes back to the store; one that came from the
-            // store is still there.
-            if ((f.flags & kChatMessage) && f.storedId == 0 && f.bytes.size() >= kHeaderSize) {
-                store_.storeMessage(s.account, f.bytes.substr(kHeaderSize));
-                ++kept;
-            }
-        }
-        if (kept) NQ_LOG(log_, Info, "kept %d unsent messages for %s", kept, printable(s.account).c_str());
-        blocked_.erase(s.endpoint);
-    }
+    keepUnsent(s);
     store_.setOffline(s.account, config_.serverId);
     if (announceOffline) {
         announce(s.account, code::kOffline);
         bus_.tell(now_, BusKind::Presence, s.account, code::kOffline);
     }
+}
+
+// The session's frames still held back by pacing: a relayed message goes back to the store; one
+// that came from the store is still there. Its client's pacer stays, for a next session there.
+void ChatService::keepUnsent(const Session& s) {
+    auto p = peers_.find(s.endpoint);
+    if (p == peers_.end()) return;
+    if (p->second.session == s.number) p->second.session = 0;
+    int kept = 0;
+    for (OutFrame& f : p->second.pacer.takeHeld()) {
+        if ((f.flags & kChatMessage) && f.storedId == 0 && f.bytes.size() >= kHeaderSize) {
+            store_.storeMessage(s.account, f.bytes.substr(kHeaderSize));
+            ++kept;
+        }
+    }
+    if (kept) NQ_LOG(log_, Info, "kept %d unsent messages for %s", kept, printable(s.account).c_str());
+    blocked_.erase(s.endpoint);
 }
 
 // Tells every online user who lists the account that it came (kOnline) or went (kOffline).

@@ -83,6 +83,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"waiting-max", required_argument, nullptr, 0},
                            {"waiting-days", required_argument, nullptr, 0},
                            {"log-lines", required_argument, nullptr, 0},
+                           {"take-over", no_argument, nullptr, 0},
                            {"nick", required_argument, nullptr, 0},
                            {"head", required_argument, nullptr, 0},
                            {"level", required_argument, nullptr, 0},
@@ -90,7 +91,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
-constexpr int kFirstServeOption = 2, kLastServeOption = 28;  // address .. log-lines
+constexpr int kFirstServeOption = 2, kLastServeOption = 29;  // address .. take-over
 
 struct Given {
     int index;  // into kOptions
@@ -215,6 +216,8 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.waiting.maxAge = std::chrono::hours(24) * integer<int>(v, opt, 1, 36500);
         } else if (g.is("log-lines")) {
             o.logLinesPerMinute = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("take-over")) {
+            o.takeOver = true;
         }
     }
     if (o.login.backoffMax < o.login.backoff)
@@ -389,6 +392,8 @@ Serving:
   --waiting-days N          waiting messages older than this are deleted (default 30)
   --log-lines N             lines a minute about dropped frames, refusals and failures,
                             each (default 60)
+  --take-over               replace the nqserver running on these address and ports: it
+                            hands its sockets over and stops, its clients carry on
   --trace                   print every frame in and out
   --log-level debug|info|warn|error   (default info)
 

@@ -39,6 +39,7 @@ struct ServeOptions {
     InputLimits input;
     WaitingLimits waiting;
     int logLinesPerMinute = 60;
+    bool takeOver = false;  // ask a server running on these ports for its sockets; see handover.h
     bool trace = false;
     LogLevel logLevel = LogLevel::Info;
 };

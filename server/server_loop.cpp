@@ -15,6 +15,8 @@
 
 #include "server/chat_service.h"
 #include "server/dispatcher_service.h"
+#include "server/handover.h"
+#include "server/listen_sockets.h"
 #include "server/sqlite_store.h"
 #include "server/udp_socket.h"
 
@@ -64,9 +66,7 @@ class Loop {
             chatConfig_.waiting = o.waiting;
             chatConfig_.serverId =
                 (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
-            chatSocket_ = std::make_unique<UdpSocket>(address, o.chatPort);
             chat_ = std::make_unique<ChatService>(store_, chatConfig_, log_);
-            chat_->restoreSessions(Clock::now());
         }
         if (o.role != Role::Chat) {
             DispatcherConfig d;
@@ -86,8 +86,20 @@ class Loop {
                 if (cached.empty()) cached = routeLocalAddress(client);
                 return cached;
             };
-            dispatcherSocket_ = std::make_unique<UdpSocket>(address, o.dispatcherPort);
             dispatcher_ = std::make_unique<DispatcherService>(store_, d, log_, localLoad, hostFor);
+        }
+        // Only now, with everything that can fail behind it: a server taken over from stops at once.
+        ServerSockets sockets = acquireSockets(o, log_);
+        dispatcherSocket_ = std::move(sockets.dispatcher);
+        chatSocket_ = std::move(sockets.chat);
+        inherited_ = sockets.inherited;
+        if (chat_) chat_->restoreSessions(Clock::now());
+        if (!inherited_) {
+            try {
+                handover_ = std::make_unique<HandoverPoint>(handoverName(o));
+            } catch (const std::runtime_error& e) {
+                NQ_LOG(log_, Warn, "--take-over cannot replace this server: %s", e.what());
+            }
         }
     }
 
@@ -104,14 +116,17 @@ class Loop {
         watch(signalFd, EPOLLIN);
         if (chatSocket_) watch(chatSocket_->fd(), EPOLLIN);
         if (dispatcherSocket_) watch(dispatcherSocket_->fd(), EPOLLIN);
+        if (handover_) watch(handover_->fd(), EPOLLIN);
 
         std::string roles;
         if (dispatcherSocket_) roles += "dispatcher " + dispatcherSocket_->local().toString();
         if (chatSocket_)
             roles += (roles.empty() ? "" : ", ") + std::string("chat ") + chatSocket_->local().toString();
-        NQ_LOG(log_, Info, "nqserver ready: %s", roles.c_str());
+        NQ_LOG(log_, Info, "nqserver ready (pid %d): %s%s", static_cast<int>(getpid()), roles.c_str(),
+               inherited_ ? " on inherited sockets" : "");
 
         bool stopping = false;
+        int successor = -1;  // the connection of the server that takes over
         epoll_event events[8];
         while (!stopping) {
             const Time now = Clock::now();
@@ -127,6 +142,9 @@ class Loop {
                 const int fd = events[i].data.fd;
                 if (fd == signalFd) {
                     stopping = true;
+                } else if (handover_ && fd == handover_->fd() && successor < 0) {
+                    successor = handover_->accept(log_);
+                    stopping = stopping || successor >= 0;
                 } else if (chatSocket_ && fd == chatSocket_->fd()) {
                     if (events[i].events & EPOLLIN) drainChat();
                 } else if (dispatcherSocket_ && fd == dispatcherSocket_->fd()) {
@@ -145,6 +163,14 @@ class Loop {
             take(chat_->output(), chatQueue_);
             flush();
         }
+        if (successor >= 0)
+            HandoverPoint::hand(successor, dispatcherSocket_ ? dispatcherSocket_->fd() : -1,
+                                chatSocket_ ? chatSocket_->fd() : -1, log_);
+        else if (!inherited_)
+            NQ_LOG(
+                log_, Info,
+                "the ports close now: a client that sends before the next start is told so and goes offline "
+                "for good");
         ::close(signalFd);
         ::close(epoll_);
         return 0;
@@ -223,6 +249,8 @@ class Loop {
     std::unique_ptr<UdpSocket> dispatcherSocket_;
     std::unique_ptr<ChatService> chat_;
     std::unique_ptr<DispatcherService> dispatcher_;
+    std::unique_ptr<HandoverPoint> handover_;
+    bool inherited_ = false;
     std::unordered_map<uint32_t, std::string> hostCache_;
     std::deque<Datagram> chatQueue_;
     std::deque<Datagram> dispatcherQueue_;

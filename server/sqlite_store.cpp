@@ -1,5 +1,7 @@
 #include "server/sqlite_store.h"
 
+#include "server/sqlite_schema.h"
+
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -24,100 +26,6 @@ constexpr const char* kAccountColumns =
     "name, digest, nick, head, level, coins, signature, age, sex, country, province, city, email, "
     "address, postcode, phone, mobile, real_name, school, work, zodiac_animal, blood_type, star_sign, "
     "setting";
-
-// Schema steps, applied in order; user_version counts how many have run.
-constexpr const char* kMigrations[] = {
-    R"sql(
-    CREATE TABLE accounts (
-        name TEXT PRIMARY KEY,
-        digest TEXT NOT NULL,
-        nick TEXT NOT NULL UNIQUE,
-        head TEXT NOT NULL,
-        level INTEGER NOT NULL DEFAULT 1,
-        coins INTEGER NOT NULL DEFAULT 0,
-        signature TEXT NOT NULL DEFAULT '',
-        age INTEGER NOT NULL DEFAULT 0,
-        sex INTEGER NOT NULL DEFAULT 1,
-        country TEXT NOT NULL DEFAULT '',
-        province TEXT NOT NULL DEFAULT '',
-        city TEXT NOT NULL DEFAULT '',
-        email TEXT NOT NULL DEFAULT '',
-        address TEXT NOT NULL DEFAULT '',
-        postcode TEXT NOT NULL DEFAULT '',
-        phone TEXT NOT NULL DEFAULT '',
-        mobile TEXT NOT NULL DEFAULT '',
-        real_name TEXT NOT NULL DEFAULT '',
-        school TEXT NOT NULL DEFAULT '',
-        work TEXT NOT NULL DEFAULT '',
-        zodiac_animal TEXT NOT NULL DEFAULT '',
-        blood_type TEXT NOT NULL DEFAULT '',
-        star_sign TEXT NOT NULL DEFAULT '',
-        setting INTEGER NOT NULL DEFAULT 0,
-        created_at INTEGER NOT NULL
-    );
-    -- rowid order is roster order: friends appear in the order they were added.
-    CREATE TABLE friends (
-        owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
-        friend TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
-        PRIMARY KEY (owner, friend)
-    );
-    CREATE INDEX friends_by_friend ON friends(friend);
-    CREATE TABLE blacklist (
-        owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
-        target TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
-        PRIMARY KEY (owner, target)
-    );
-    CREATE TABLE waiting_messages (
-        id INTEGER PRIMARY KEY AUTOINCREMENT,
-        receiver TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
-        body BLOB NOT NULL,
-        created_at INTEGER NOT NULL
-    );
-    CREATE INDEX waiting_by_receiver ON waiting_messages(receiver, id);
-    CREATE TABLE notices (
-        id INTEGER PRIMARY KEY AUTOINCREMENT,
-        kind INTEGER NOT NULL,
-        text TEXT NOT NULL,
-        created_at INTEGER NOT NULL
-    );
-    CREATE TABLE chat_servers (
-        server TEXT PRIMARY KEY,
-        sessions INTEGER NOT NULL,
-        heartbeat INTEGER NOT NULL
-    );
-    )sql",
-    R"sql(
-    CREATE TABLE kept_sessions (
-        server TEXT NOT NULL,
-        number INTEGER NOT NULL,
-        account TEXT NOT NULL,
-        address INTEGER NOT NULL,
-        port INTEGER NOT NULL,
-        ready INTEGER NOT NULL,
-        kept_at INTEGER NOT NULL,
-        PRIMARY KEY (server, number)
-    );
-    )sql",
-    R"sql(
-    CREATE TABLE online (
-        account TEXT PRIMARY KEY,
-        server TEXT NOT NULL,
-        since INTEGER NOT NULL
-    );
-    CREATE INDEX online_by_server ON online(server);
-    CREATE TABLE bus (
-        id INTEGER PRIMARY KEY AUTOINCREMENT,
-        origin TEXT NOT NULL,
-        kind INTEGER NOT NULL,
-        account TEXT NOT NULL,
-        code INTEGER NOT NULL DEFAULT 0,
-        target TEXT NOT NULL DEFAULT '',
-        created_at INTEGER NOT NULL
-    );
-    )sql",
-    // Waiting messages past their age are found without reading the table.
-    "CREATE INDEX waiting_by_age ON waiting_messages(created_at);",
-};
 
 }  // namespace
 
@@ -175,6 +83,7 @@ class SqliteStore::Statement {
         return p ? Bytes(p, sqlite3_column_bytes(stmt_, c)) : Bytes();
     }
     int64_t columnInt(int c) { return sqlite3_column_int64(stmt_, c); }
+    bool isNull(int c) { return sqlite3_column_type(stmt_, c) == SQLITE_NULL; }
 
     struct ConstraintError : StoreError {
         using StoreError::StoreError;
@@ -270,14 +179,14 @@ int SqliteStore::schemaVersion() {
 
 void SqliteStore::migrate() {
     const int have = schemaVersion();
-    constexpr int want = static_cast<int>(std::size(kMigrations));
+    constexpr int want = static_cast<int>(kSchemaSteps.size());
     static_assert(want == kSchemaVersion);
     if (have > want)
         throw StoreError("schema version " + std::to_string(have) + " is newer than this server's " +
                          std::to_string(want));
     for (int v = have; v < want; ++v) {
         transaction([&] {
-            exec(kMigrations[v]);
+            exec(kSchemaSteps[v]);
             exec(("PRAGMA user_version=" + std::to_string(v + 1)).c_str());
         });
     }
@@ -528,50 +437,27 @@ std::vector<ServerLoad> SqliteStore::loads() {
     return out;
 }
 
-void SqliteStore::keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) {
-    const auto now = static_cast<int64_t>(std::time(nullptr));
-    transaction([&] {
-        prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
-        for (const KeptSession& k : sessions) {
-            auto& s = prepare(
-                "INSERT INTO kept_sessions (server, number, account, address, port, ready, kept_at) "
-                "VALUES (?, ?, ?, ?, ?, ?, ?)");
-            s.text(1, server);
-            s.integer(2, k.number);
-            s.gbkText(3, k.account);
-            s.integer(4, k.address);
-            s.integer(5, k.port);
-            s.integer(6, k.ready);
-            s.integer(7, now);
-            s.run();
-        }
-    });
-}
-
-std::vector<KeptSession> SqliteStore::takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) {
-    const auto now = static_cast<int64_t>(std::time(nullptr));
-    std::vector<KeptSession> out;
-    transaction([&] {
-        auto& s = prepare(
-            "SELECT number, account, address, port, ready FROM kept_sessions "
-            "WHERE server = ? AND kept_at >= ? ORDER BY number");
-        s.text(1, server).integer(2, now - maxAgeSeconds);
-        while (s.step())
-            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1),
-                           static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
-                           s.columnInt(4) != 0});
-        prepare("DELETE FROM kept_sessions WHERE server = ?").text(1, server).run();
-    });
-    return out;
-}
-
-void SqliteStore::setOnline(const Bytes& account, const std::string& server) {
+void SqliteStore::setOnline(const KeptSession& k, const std::string& server) {
+    // One statement per login, as before sessions were kept: the row was written anyway.
     prepare(
-        "INSERT INTO online (account, server, since) VALUES (?, ?, ?) "
-        "ON CONFLICT(account) DO UPDATE SET server = excluded.server, since = excluded.since")
-        .gbkText(1, account)
+        "INSERT INTO online (account, server, since, number, address, port, ready) VALUES (?, ?, ?, ?, ?, ?, "
+        "?) "
+        "ON CONFLICT(account) DO UPDATE SET server = excluded.server, since = excluded.since, "
+        "number = excluded.number, address = excluded.address, port = excluded.port, ready = excluded.ready")
+        .gbkText(1, k.account)
         .text(2, server)
         .integer(3, static_cast<int64_t>(std::time(nullptr)))
+        .integer(4, k.number)
+        .integer(5, k.address)
+        .integer(6, k.port)
+        .integer(7, k.ready)
+        .run();
+}
+
+void SqliteStore::setReady(const Bytes& account, const std::string& server) {
+    prepare("UPDATE online SET ready = 1 WHERE account = ? AND server = ?")
+        .gbkText(1, account)
+        .text(2, server)
         .run();
 }
 
@@ -579,8 +465,43 @@ void SqliteStore::setOffline(const Bytes& account, const std::string& server) {
     prepare("DELETE FROM online WHERE account = ? AND server = ?").gbkText(1, account).text(2, server).run();
 }
 
-void SqliteStore::clearOnline(const std::string& server) {
-    prepare("DELETE FROM online WHERE server = ?").text(1, server).run();
+void SqliteStore::markStopped(const std::string& server, int64_t now) {
+    prepare(
+        "INSERT INTO server_stops (server, stopped_at) VALUES (?, ?) "
+        "ON CONFLICT(server) DO UPDATE SET stopped_at = excluded.stopped_at")
+        .text(1, server)
+        .integer(2, now)
+        .run();
+}
+
+std::vector<KeptSession> SqliteStore::heldSessions(const std::string& server, int64_t now,
+                                                   int64_t maxAgeSeconds) {
+    std::vector<KeptSession> out;
+    transaction([&] {
+        // Its last sign of life: the stop it noted, or the last load report before a crash.
+        auto& last = prepare(
+            "SELECT MAX(t) FROM (SELECT stopped_at AS t FROM server_stops WHERE server = ?1 "
+            "UNION ALL SELECT heartbeat FROM chat_servers WHERE server = ?1)");
+        last.text(1, server);
+        const bool known = last.step() && !last.isNull(0);
+        const int64_t lastSeen = known ? last.columnInt(0) : 0;
+        last.reset();
+        prepare("DELETE FROM server_stops WHERE server = ?").text(1, server).run();
+        const bool fresh = known && now - lastSeen <= maxAgeSeconds;
+        prepare(fresh ? "DELETE FROM online WHERE server = ? AND number = 0"
+                      : "DELETE FROM online WHERE server = ?")
+            .text(1, server)
+            .run();
+        if (!fresh) return;
+        auto& s = prepare(
+            "SELECT number, account, address, port, ready FROM online WHERE server = ? ORDER BY number");
+        s.text(1, server);
+        while (s.step())
+            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1),
+                           static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
+                           s.columnInt(4) != 0});
+    });
+    return out;
 }
 
 std::optional<std::string> SqliteStore::onlineElsewhere(const Bytes& account, const std::string& self,

@@ -22,7 +22,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 4;
+    static constexpr int kSchemaVersion = 5;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -55,14 +55,14 @@ class SqliteStore : public Store {
     void withdrawLoad(const std::string& server) override;
     std::vector<ServerLoad> loads() override;
 
-    void keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) override;
-    std::vector<KeptSession> takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) override;
-
-    void setOnline(const Bytes& account, const std::string& server) override;
+    void setOnline(const KeptSession& session, const std::string& server) override;
+    void setReady(const Bytes& account, const std::string& server) override;
     void setOffline(const Bytes& account, const std::string& server) override;
-    void clearOnline(const std::string& server) override;
     std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                int64_t freshSeconds) override;
+    void markStopped(const std::string& server, int64_t now) override;
+    std::vector<KeptSession> heldSessions(const std::string& server, int64_t now,
+                                          int64_t maxAgeSeconds) override;
 
     void publish(const BusEvent& event) override;
     BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) override;

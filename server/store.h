@@ -69,7 +69,8 @@ struct ServerLoad {
     int64_t heartbeat = 0;  // Unix seconds
 };
 
-// A session kept across a restart of its chat server, so that its client carries on unaware.
+// A session as the store keeps it from its login to its end, so that a chat server started again
+// after a stop or a crash takes it up and its client carries on unaware.
 struct KeptSession {
     uint32_t number = 0;
     Bytes account;
@@ -145,18 +146,21 @@ class Store {
     virtual void withdrawLoad(const std::string& server) = 0;
     virtual std::vector<ServerLoad> loads() = 0;
 
-    // Sessions a stopping chat server hands to its next start; taking them removes them. Only
-    // sessions kept within maxAgeSeconds come back: after that their clients have given up.
-    virtual void keepSessions(const std::string& server, const std::vector<KeptSession>& sessions) = 0;
-    virtual std::vector<KeptSession> takeKeptSessions(const std::string& server, int64_t maxAgeSeconds) = 0;
-
-    // Where accounts are online, for chat servers sharing the store. onlineElsewhere names a
+    // Where accounts are online, with their sessions. A session is stored as it opens (setOnline,
+    // one row per account) and removed as it ends (setOffline, only if held there); nothing is
+    // written at a stop, so a crash leaves the same rows as a stop. onlineElsewhere names a
     // server other than self that holds the account and has reported within freshSeconds.
-    virtual void setOnline(const Bytes& account, const std::string& server) = 0;
-    virtual void setOffline(const Bytes& account, const std::string& server) = 0;  // only if held there
-    virtual void clearOnline(const std::string& server) = 0;
+    virtual void setOnline(const KeptSession& session, const std::string& server) = 0;
+    virtual void setReady(const Bytes& account, const std::string& server) = 0;
+    virtual void setOffline(const Bytes& account, const std::string& server) = 0;
     virtual std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                        int64_t freshSeconds) = 0;
+    // A graceful stop notes its time (Unix seconds); a crash leaves its last load report.
+    virtual void markStopped(const std::string& server, int64_t now) = 0;
+    // The sessions the server held when it last stopped or crashed, if that was at most
+    // maxAgeSeconds before now: after that their clients have given up. Older ones are removed.
+    virtual std::vector<KeptSession> heldSessions(const std::string& server, int64_t now,
+                                                  int64_t maxAgeSeconds) = 0;
 
     // Events between chat servers, read by each in order of id. lastId is the highest id read,
     // own events included, from where the next read goes on.

@@ -26,19 +26,41 @@ UdpSocket::UdpSocket(uint32_t address, uint16_t port) : inbox_(std::make_unique<
     const Endpoint want{address, port};
     fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd_ < 0) throw std::runtime_error(std::string("cannot open a UDP socket: ") + std::strerror(errno));
-    setBuffer(fd_, SO_RCVBUF, SO_RCVBUFFORCE);
-    setBuffer(fd_, SO_SNDBUF, SO_SNDBUFFORCE);
     const sockaddr_in sa = want.toSockaddr();
     if (::bind(fd_, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) != 0) {
         const int err = errno;
         ::close(fd_);
-        throw std::runtime_error("cannot bind " + want.toString() + ": " + std::strerror(err));
+        const std::string why = "cannot bind " + want.toString() + ": " + std::strerror(err);
+        errno = err;  // for the caller's advice on a port in use
+        throw std::runtime_error(why);
     }
+    setUp();
+}
+
+UdpSocket::UdpSocket(int fd) : fd_(fd), inbox_(std::make_unique<Inbox>()), in_(*inbox_) {
+    int type = 0, domain = 0;
+    socklen_t len = sizeof type;
+    const bool udp = getsockopt(fd_, SOL_SOCKET, SO_TYPE, &type, &len) == 0 && type == SOCK_DGRAM &&
+                     getsockopt(fd_, SOL_SOCKET, SO_DOMAIN, &domain, &len) == 0 && domain == AF_INET;
+    sockaddr_in bound{};
+    socklen_t boundLen = sizeof bound;
+    if (!udp || getsockname(fd_, reinterpret_cast<sockaddr*>(&bound), &boundLen) != 0 ||
+        bound.sin_port == 0) {
+        ::close(fd_);
+        throw std::runtime_error("descriptor " + std::to_string(fd) + " is no bound IPv4 UDP socket");
+    }
+    fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) | O_NONBLOCK);
+    fcntl(fd_, F_SETFD, FD_CLOEXEC);
+    setUp();
+}
+
+void UdpSocket::setUp() {
+    setBuffer(fd_, SO_RCVBUF, SO_RCVBUFFORCE);
+    setBuffer(fd_, SO_SNDBUF, SO_SNDBUFFORCE);
     sockaddr_in bound{};
     socklen_t len = sizeof bound;
     getsockname(fd_, reinterpret_cast<sockaddr*>(&bound), &len);
     local_ = Endpoint::fromSockaddr(bound);
-
     for (int i = 0; i < kBatch; ++i) {
         in_.iov[i] = {in_.buffers[i].data(), kSlot};
         std::memset(&in_.headers[i], 0, sizeof(mmsghdr));

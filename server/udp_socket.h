@@ -24,6 +24,10 @@ class UdpSocket {
 
     // Binds and sets the buffers; throws std::runtime_error that names the address on failure.
     UdpSocket(uint32_t address, uint16_t port);
+    // Takes over a socket bound elsewhere (by a parent that holds it, or by the server this one
+    // replaces) and sets the buffers. Owns fd from here on, and closes it when it throws
+    // std::runtime_error because fd is no bound IPv4 UDP socket.
+    explicit UdpSocket(int fd);
     ~UdpSocket();
     UdpSocket(const UdpSocket&) = delete;
     UdpSocket& operator=(const UdpSocket&) = delete;
@@ -49,6 +53,7 @@ class UdpSocket {
     uint64_t refusedCount() const { return refused_; }
 
   private:
+    void setUp();
     int receiveBatch();
 
     int fd_ = -1;

@@ -42,6 +42,7 @@ class ChatTest : public ::testing::Test {
     ChatService& chat();              // made on first use with config_
     void stop();                      // a graceful stop
     void start();                     // a fresh service that takes up what the stop kept
+    void crash() { chat_.reset(); }
     DispatcherService& dispatcher();  // made on first use, naming targets_
     SqliteStore& store() { return store_; }
     std::string dbPath() const { return dir_.file("chat.db"); }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,28 +31,40 @@ struct RunResult {
 };
 RunResult runNqserver(std::vector<std::string> args);
 
+// How the server gets its sockets: binds them itself; from nqhold, which keeps them across
+// crashes; or from systemd-socket-activate, which binds the chat port first and starts the
+// server at the first datagram.
+enum class Launch { Direct, Held, Activated };
+
 // `nqserver serve` on the test's address with the demo accounts in a database of its own (or
 // another process's), a 1 s session time-out and the client's tick taken as 20 ms; extraArgs
 // come last and so win. Started at once; its log is printed if the test has failed.
 class ServerProcess {
   public:
     ServerProcess(std::string address, std::vector<std::string> extraArgs = {}, std::string sharedDb = {},
-                  uint16_t chatPort = 8000);
+                  uint16_t chatPort = 8000, Launch launch = Launch::Direct);
     ~ServerProcess();
 
     void start();
     void stop();  // SIGTERM, as an operator would, and wait for the exit
+    // A new server takes over (--take-over); meanwhile runs once the old one has gone.
+    void restart(const std::function<void()>& meanwhile);
+    // Held: SIGKILL to the server; meanwhile runs once it has gone, before nqhold starts it again.
+    void crash(const std::function<void()>& meanwhile);
     RunResult admin(std::vector<std::string> args) const;  // nqserver --db <its db> args...
     server::Endpoint dispatcher() const { return {ip_, 4000}; }
     server::Endpoint chat() const { return {ip_, chatPort_}; }
     const std::string& db() const { return db_; }
 
   private:
+    void awaitReady(size_t logFrom);
+
     std::vector<std::string> args_;
     TempDir folder_{"nqserver-e2e"};
     std::string db_, logPath_;
     uint32_t ip_;
     uint16_t chatPort_;
+    Launch launch_;
     int pid_ = -1;
 };
 
@@ -68,6 +81,9 @@ class Client {
     ~Client();
 
     uint32_t session() const { return session_; }
+    // Port-unreachable errors this client was told of: each one would cost the real client its
+    // session for good.
+    int refusals() const { return refusals_; }
     void sendRaw(const server::Endpoint& to, std::string_view bytes);
     // To the chat server of the last login, with its session and the own name in front.
     void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {});
@@ -90,6 +106,7 @@ class Client {
     uint32_t session_ = 0;
     std::string name_;
     uint16_t seq_ = 0;
+    int refusals_ = 0;
 };
 
 }  // namespace nq::test

@@ -1,0 +1,116 @@
+#include "server/sqlite_schema.h"
+
+namespace nq::server {
+
+const std::array<const char*, 5> kSchemaSteps = {
+    R"sql(
+    CREATE TABLE accounts (
+        name TEXT PRIMARY KEY,
+        digest TEXT NOT NULL,
+        nick TEXT NOT NULL UNIQUE,
+        head TEXT NOT NULL,
+        level INTEGER NOT NULL DEFAULT 1,
+        coins INTEGER NOT NULL DEFAULT 0,
+        signature TEXT NOT NULL DEFAULT '',
+        age INTEGER NOT NULL DEFAULT 0,
+        sex INTEGER NOT NULL DEFAULT 1,
+        country TEXT NOT NULL DEFAULT '',
+        province TEXT NOT NULL DEFAULT '',
+        city TEXT NOT NULL DEFAULT '',
+        email TEXT NOT NULL DEFAULT '',
+        address TEXT NOT NULL DEFAULT '',
+        postcode TEXT NOT NULL DEFAULT '',
+        phone TEXT NOT NULL DEFAULT '',
+        mobile TEXT NOT NULL DEFAULT '',
+        real_name TEXT NOT NULL DEFAULT '',
+        school TEXT NOT NULL DEFAULT '',
+        work TEXT NOT NULL DEFAULT '',
+        zodiac_animal TEXT NOT NULL DEFAULT '',
+        blood_type TEXT NOT NULL DEFAULT '',
+        star_sign TEXT NOT NULL DEFAULT '',
+        setting INTEGER NOT NULL DEFAULT 0,
+        created_at INTEGER NOT NULL
+    );
+    -- rowid order is roster order: friends appear in the order they were added.
+    CREATE TABLE friends (
+        owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        friend TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        PRIMARY KEY (owner, friend)
+    );
+    CREATE INDEX friends_by_friend ON friends(friend);
+    CREATE TABLE blacklist (
+        owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        target TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        PRIMARY KEY (owner, target)
+    );
+    CREATE TABLE waiting_messages (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        receiver TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        body BLOB NOT NULL,
+        created_at INTEGER NOT NULL
+    );
+    CREATE INDEX waiting_by_receiver ON waiting_messages(receiver, id);
+    CREATE TABLE notices (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        kind INTEGER NOT NULL,
+        text TEXT NOT NULL,
+        created_at INTEGER NOT NULL
+    );
+    CREATE TABLE chat_servers (
+        server TEXT PRIMARY KEY,
+        sessions INTEGER NOT NULL,
+        heartbeat INTEGER NOT NULL
+    );
+    )sql",
+    R"sql(
+    CREATE TABLE kept_sessions (
+        server TEXT NOT NULL,
+        number INTEGER NOT NULL,
+        account TEXT NOT NULL,
+        address INTEGER NOT NULL,
+        port INTEGER NOT NULL,
+        ready INTEGER NOT NULL,
+        kept_at INTEGER NOT NULL,
+        PRIMARY KEY (server, number)
+    );
+    )sql",
+    R"sql(
+    CREATE TABLE online (
+        account TEXT PRIMARY KEY,
+        server TEXT NOT NULL,
+        since INTEGER NOT NULL
+    );
+    CREATE INDEX online_by_server ON online(server);
+    CREATE TABLE bus (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        origin TEXT NOT NULL,
+        kind INTEGER NOT NULL,
+        account TEXT NOT NULL,
+        code INTEGER NOT NULL DEFAULT 0,
+        target TEXT NOT NULL DEFAULT '',
+        created_at INTEGER NOT NULL
+    );
+    )sql",
+    // Waiting messages past their age are found without reading the table.
+    "CREATE INDEX waiting_by_age ON waiting_messages(created_at);",
+    // The online row carries its session from the login on, so that a crash loses none; the
+    // sessions an older server kept at its stop move there. A row without a session (number
+    // 0) is what a crash of an older server left.
+    R"sql(
+    ALTER TABLE online ADD COLUMN number INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE online ADD COLUMN address INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE online ADD COLUMN port INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE online ADD COLUMN ready INTEGER NOT NULL DEFAULT 0;
+    CREATE TABLE server_stops (
+        server TEXT PRIMARY KEY,
+        stopped_at INTEGER NOT NULL
+    );
+    INSERT OR REPLACE INTO online (account, server, since, number, address, port, ready)
+        SELECT account, server, kept_at, number, address, port, ready FROM kept_sessions;
+    INSERT OR REPLACE INTO server_stops (server, stopped_at)
+        SELECT server, MAX(kept_at) FROM kept_sessions GROUP BY server;
+    DROP TABLE kept_sessions;
+    )sql",
+};
+
+}  // namespace nq::server
