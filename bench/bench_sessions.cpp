@@ -49,7 +49,7 @@ void BM_EndSession(benchmark::State& state) {
         const Bytes account = "user" + std::to_string(++n);
         t.store.setOnline({n, account, 0x7F000001, static_cast<uint16_t>(n), false}, kServer);
         state.ResumeTiming();
-        t.store.setOffline(account, kServer);
+        t.store.setOffline(account, kServer, n);
     }
 }
 BENCHMARK(BM_EndSession)->Unit(benchmark::kMicrosecond);

@@ -13,8 +13,8 @@ constexpr int64_t kLoadHeartbeatSeconds = 5;
 
 }  // namespace
 
-ChatBus::ChatBus(Store& store, std::string serverId, WallClock wall)
-    : store_(store), serverId_(std::move(serverId)), wall_(std::move(wall)) {
+ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall)
+    : store_(store), writes_(writes), serverId_(std::move(serverId)), wall_(std::move(wall)) {
     lastEventId_ = store_.lastEventId();  // events from before the start were for others
 }
 
@@ -36,7 +36,8 @@ std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {
 
 void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const std::string& target) {
     if (!othersRunning(now)) return;
-    store_.publish({0, serverId_, kind, account, code, target});
+    BusEvent e{0, serverId_, kind, account, code, target};
+    writes_.add("tell the other chat servers", [e](Store& s) { s.publish(e); });
 }
 
 std::vector<BusEvent> ChatBus::poll(Time now) {
@@ -49,7 +50,8 @@ std::vector<BusEvent> ChatBus::poll(Time now) {
 }
 
 void ChatBus::prune(Time now) {
-    if (othersRunning(now)) store_.pruneEvents(kEventLifetimeSeconds);
+    if (othersRunning(now))
+        writes_.add("prune the events between chat servers", [](Store& s) { s.pruneEvents(kEventLifetimeSeconds); });
 }
 
 void ChatBus::report(Time now, int sessions) {
@@ -57,7 +59,7 @@ void ChatBus::report(Time now, int sessions) {
     nextReport_ = now + kLoadReport;
     const int64_t wall = wall_();
     if (sessions != reportedLoad_ || wall - lastReportWall_ >= kLoadHeartbeatSeconds) {
-        store_.reportLoad(serverId_, sessions, wall);
+        writes_.add("report the load", [id = serverId_, sessions, wall](Store& s) { s.reportLoad(id, sessions, wall); });
         reportedLoad_ = sessions;
         lastReportWall_ = wall;
     }

@@ -11,13 +11,15 @@
 
 #include "server/clock.h"
 #include "server/store.h"
+#include "server/write_queue.h"
 
 namespace nq::server {
 
 class ChatBus {
   public:
     // serverId: "host:port" under which this server reports; empty reports nothing.
-    ChatBus(Store& store, std::string serverId, WallClock wall);
+    // Reads go to the store; writes join the server's queue, in order with its own.
+    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall);
 
     bool othersRunning(Time now);
     // The server that holds a session of account, when it is another one.
@@ -35,6 +37,7 @@ class ChatBus {
 
   private:
     Store& store_;
+    WriteQueue& writes_;
     const std::string serverId_;
     WallClock wall_;
     Time nextRead_{};

@@ -83,7 +83,9 @@ void ChatService::onAddFriend(Session& s, const FrameHeader& h, FieldReader& fie
         size_t size = rosterEntrySize({account->name, account->nick, account->head});
         for (const Contact& c : friends) size += rosterEntrySize(c);
         if (size > kMaxBody) return refuse("the friend list fills its roster frame");
-        store_.addFriend(s.account, account->name);
+        writes_.add("add a friend", [owner = s.account, other = account->name](Store& st) {
+            st.addFriend(owner, other);
+        });
         s.blacklist.erase(account->name);
     }
     // The client answers this at once with a profile request for the new friend.
@@ -95,7 +97,10 @@ void ChatService::onDeleteFriend(Session& s, const FrameHeader& h, FieldReader& 
     const auto name = fields.next();
     if (!name) return dropShort(s, h);
     // Always confirmed: a name the server does not know is a stale entry the client should drop.
-    if (auto account = resolve(*name)) store_.removeFriend(s.account, account->name);
+    if (auto account = resolve(*name))
+        writes_.add("remove a friend", [owner = s.account, other = account->name](Store& st) {
+            st.removeFriend(owner, other);
+        });
     sendTo(s, kind::kDeleteFriend, code::kDone, joinFields({s.account, *name}));
 }
 
@@ -118,7 +123,9 @@ void ChatService::onAddToBlacklist(Session& s, const FrameHeader& h, FieldReader
         size_t size = blacklistEntrySize({account->name, account->nick, account->head});
         for (const Contact& c : entries) size += blacklistEntrySize(c);
         if (size > kMaxBody) return refuse("the blacklist fills its roster frame");
-        store_.addToBlacklist(s.account, account->name);
+        writes_.add("blacklist someone", [owner = s.account, other = account->name](Store& st) {
+            st.addToBlacklist(owner, other);
+        });
     }
     s.blacklist.insert(account->name);
     sendTo(s, kind::kAddToBlacklist, code::kDone, joinFields({s.account, *name}));
@@ -128,7 +135,9 @@ void ChatService::onRemoveFromBlacklist(Session& s, const FrameHeader& h, FieldR
     const auto name = fields.next();
     if (!name) return dropShort(s, h);
     if (auto account = resolve(*name)) {
-        store_.removeFromBlacklist(s.account, account->name);
+        writes_.add("take someone off a blacklist", [owner = s.account, other = account->name](Store& st) {
+            st.removeFromBlacklist(owner, other);
+        });
         s.blacklist.erase(account->name);
     }
     sendTo(s, kind::kRemoveFromBlacklist, code::kDone, joinFields({s.account, *name}));

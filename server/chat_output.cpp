@@ -34,7 +34,7 @@ bool ChatService::send(const Endpoint& to, FrameKind kind, uint16_t code, uint32
     p.seq = p.seq >= kSeqWrap - 1 ? 1 : p.seq + 1;  // 1..5999: the client's numbering follows ours
     OutFrame frame;
     frame.flags = flags;
-    frame.storedId = storedId;
+    if (storedId) frame.row = std::make_shared<StoredRow>(StoredRow{storedId, true});
     encodeFrame({p.seq, kind.type, kind.sub, session, code}, body, frame.bytes);
     p.pacer.push(std::move(frame));
     releasePeer(to, p);
@@ -59,25 +59,21 @@ void ChatService::releasePeer(const Endpoint& ep, Peer& peer) {
     peer.pacer.release(now_, released_);
     for (OutFrame& f : released_) {
         if (log_.tracing()) log_.trace(describeDatagram("out", "chat " + ep.toString(), f.bytes));
-        if (f.storedId) deliveredIds_.push_back(f.storedId);
+        if (f.row) {
+            f.row->held = false;
+            writes_.add(
+                "delete a delivered message",
+                [row = f.row](Store& st) {
+                    if (row->id) st.deleteMessages(std::span<const int64_t>(&row->id, 1));
+                },
+                [this, row = f.row](bool) { rowsInMemory_.erase(row->id); });
+        }
         output_.push_back({ep, std::move(f.bytes)});
     }
     if (peer.pacer.heldCount())
         blocked_.insert(ep);
     else
         blocked_.erase(ep);
-}
-
-// Waiting messages that left are deleted from the store in one go after each datagram or timer.
-void ChatService::flushDeletes() {
-    if (deliveredIds_.empty()) return;
-    try {
-        store_.deleteMessages(deliveredIds_);
-        deliveredIds_.clear();
-    } catch (const StoreError& e) {
-        NQ_LOG_CAPPED(log_, Failed, now_, Error, "cannot delete %zu delivered messages yet: %s",
-                      deliveredIds_.size(), e.what());
-    }
 }
 
 }  // namespace nq::server

@@ -47,13 +47,17 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
         return;
     }
     const Bytes body = chatBody(s.account, receiverName, *text);
-    if (receiver && receiver->ready && !receiver->moreWaiting &&
-        peerAt(receiver->endpoint).pacer.heldCount() < kLiveHeldMax &&
-        sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage))
-        return;
+    if (receiver && receiver->ready && !receiver->moreWaiting) {
+        ClientPacer& pacer = peerAt(receiver->endpoint).pacer;
+        if (pacer.heldCount() < kLiveHeldMax && sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage)) {
+            if (OutFrame* held = pacer.newest()) keepInStore(*held, receiverName, body);
+            return;
+        }
+    }
     // Away, or older messages are still on their way to him: this one queues behind them.
     if (!mayWait(s, receiverName)) return;
-    store_.storeMessage(receiverName, body);
+    writes_.add("store a waiting message",
+                [receiverName, body](Store& st) { st.storeMessage(receiverName, body); });
     if (receiver && receiver->ready) receiver->moreWaiting = true;
     if (!receiver) {
         if (auto server = bus_.elsewhere(receiverName, now_))
@@ -82,12 +86,29 @@ bool ChatService::mayWait(Session& sender, const Bytes& receiver) {
     return false;
 }
 
+// A message pacing holds back is written to the store at once, and deleted once it leaves: a
+// crash loses no message the server took. Until it leaves, a refill passes over its row.
+void ChatService::keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body) {
+    auto row = std::make_shared<StoredRow>();
+    held.row = row;
+    writes_.add(
+        "store a message held back", [row, receiver, body](Store& st) { row->id = st.storeMessage(receiver, body); },
+        [this, row](bool written) {
+            if (!written)
+                row->id = 0;
+            else if (row->held)
+                rowsInMemory_.insert(row->id);
+        });
+}
+
 void ChatService::dropOldWaiting() {
     const int64_t before =
         wall_() - std::chrono::duration_cast<std::chrono::seconds>(config_.waiting.maxAge).count();
-    if (const int dropped = store_.dropWaitingBefore(before))
-        NQ_LOG(log_, Info, "dropped %d waiting messages older than %.0f days", dropped,
-               secondsOf(config_.waiting.maxAge) / 86400);
+    writes_.add("drop old waiting messages", [this, before](Store& st) {
+        if (const int dropped = st.dropWaitingBefore(before))
+            NQ_LOG(log_, Info, "dropped %d waiting messages older than %.0f days", dropped,
+                   secondsOf(config_.waiting.maxAge) / 86400);
+    });
 }
 
 void ChatService::onAfterRosters(Session& s, const FrameHeader&, FieldReader&) {
@@ -97,7 +118,9 @@ void ChatService::onAfterRosters(Session& s, const FrameHeader&, FieldReader&) {
 
 void ChatService::makeReady(Session& s) {
     // Once per session: a restart takes it up ready, its waiting messages flowing at once.
-    if (!s.ready) store_.setReady(s.account, config_.serverId);
+    if (!s.ready)
+        writes_.add("mark a session ready",
+                    [account = s.account, id = config_.serverId](Store& st) { st.setReady(account, id); });
     s.ready = true;
     s.moreWaiting = true;
     queueWaiting(s);
@@ -108,6 +131,10 @@ void ChatService::queueWaiting(Session& s) {
         store_.waitingMessages(s.account, s.lastWaitingId, kWaitingSlice);
     if (static_cast<int>(slice.size()) < kWaitingSlice) s.moreWaiting = false;
     for (const WaitingMessage& m : slice) {
+        if (rowsInMemory_.count(m.id)) {
+            s.lastWaitingId = m.id;
+            continue;
+        }
         if (!sendTo(s, kind::kChat, code::kNone, m.body, kChatMessage, m.id)) {
             s.moreWaiting = true;  // the rest stays in the store for the next refill
             break;

@@ -32,7 +32,8 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       config_(config),
       log_(log),
       wall_(std::move(wall)),
-      bus_(store, config.serverId, wall_),
+      writes_(store, log),
+      bus_(store, writes_, config.serverId, wall_),
       gate_(store, config.login, log),
       frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
       replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond),
@@ -108,7 +109,7 @@ void ChatService::onDatagram(const Endpoint& from, std::string_view data, Time n
                           frame->header.sub, from.toString().c_str(), e.what());
         }
     }
-    flushDeletes();
+    writes_.flush(now_);
 }
 
 void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
@@ -158,7 +159,7 @@ void ChatService::onTimer(Time now) {
     } catch (const StoreError& e) {
         NQ_LOG_CAPPED(log_, Failed, now, Error, "housekeeping failed, tried again later: %s", e.what());
     }
-    flushDeletes();
+    writes_.flush(now);
 }
 
 void ChatService::timerWork(Time now) {
@@ -243,7 +244,7 @@ void ChatService::onBusEvent(const BusEvent& e) {
 }
 
 Time ChatService::nextWake(Time now) {
-    Time wake = std::min({nextSweep_, nextNoticePoll_, bus_.nextWake()});
+    Time wake = std::min({nextSweep_, nextNoticePoll_, bus_.nextWake(), writes_.nextTry(now)});
     for (const Endpoint& ep : blocked_) {
         auto it = peers_.find(ep);
         if (it == peers_.end()) continue;
@@ -258,7 +259,7 @@ void ChatService::shutdown(Time now) {
     NQ_LOG(log_, Info, "server stops; its %zu sessions stay in the store", sessions_.size());
     sessions_.clear();
     byAccount_.clear();
-    flushDeletes();
+    writes_.flushWaiting(now);
     store_.markStopped(config_.serverId, wall_());
     bus_.withdraw();
 }
@@ -271,16 +272,16 @@ void ChatService::restoreSessions(Time now) {
         const Endpoint from{k.address, k.port};
         if (!account || sessions_.count(k.number) || byAccount_.count(k.account) || k.number == 0 ||
             peerAt(from).session != 0) {
-            store_.setOffline(k.account, config_.serverId);
+            store_.setOffline(k.account, config_.serverId, k.number);
             continue;
         }
-        Session& s = openSession(k.number, *account, from, true);
+        Session& s = openSession(k.number, *account, from);
         s.ready = k.ready;  // its row says so already
         if (k.ready) makeReady(s);
         ++restored;
     }
     if (restored) NQ_LOG(log_, Info, "took up %d sessions held before the last stop or crash", restored);
-    flushDeletes();
+    writes_.flush(now);
 }
 
 }  // namespace nq::server

@@ -26,6 +26,7 @@
 #include "server/pacer.h"
 #include "server/rate_limit.h"
 #include "server/store.h"
+#include "server/write_queue.h"
 #include "wire/fields.h"
 #include "wire/frame_kinds.h"
 #include "wire/packet.h"
@@ -80,6 +81,7 @@ class ChatService {
     };
     Held heldFor(const Endpoint& client) const;
     size_t pacedCount() const { return peers_.size(); }
+    size_t writesWaiting() const { return writes_.size(); }
 
   private:
     struct Session {
@@ -114,8 +116,8 @@ class ChatService {
     void login(const Endpoint& from, const Frame& frame);
     void onLogout(Session& s, const FrameHeader& h, FieldReader& fields);
     void onKeepAlive(Session& s, const FrameHeader& h, FieldReader& fields);
-    // stored: the store holds the session already (it is being restored).
-    Session& openSession(uint32_t number, const Account& account, const Endpoint& from, bool stored = false);
+    void admit(const Endpoint& from, const Account& account, uint32_t number, bool elsewhere);
+    Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
     void endSession(uint32_t number, bool announceOffline, const char* reason);
     void keepUnsent(const Session& s);
     void expel(uint32_t number, const char* reason);
@@ -127,6 +129,7 @@ class ChatService {
     void onChat(Session& s, const FrameHeader& h, FieldReader& fields);
     void onAfterRosters(Session& s, const FrameHeader& h, FieldReader& fields);
     void makeReady(Session& s);
+    void keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body);
     void queueWaiting(Session& s);
     void onWaitingElsewhere(const Bytes& account);
     bool mayWait(Session& sender, const Bytes& receiver);
@@ -153,7 +156,6 @@ class ChatService {
     void refuseLogin(const Endpoint& to);
     void releasePeer(const Endpoint& ep, Peer& peer);
     Peer& peerAt(const Endpoint& ep);
-    void flushDeletes();
 
     void timerWork(Time now);
     void sweep(Time now);
@@ -163,6 +165,7 @@ class ChatService {
     const ChatConfig config_;
     Logger& log_;
     WallClock wall_;
+    WriteQueue writes_;
     ChatBus bus_;
     LoginGate gate_;
     RateBuckets<Endpoint, EndpointHash> frameRates_;
@@ -180,7 +183,11 @@ class ChatService {
 
     std::vector<Datagram> output_;
     std::vector<OutFrame> released_;
-    std::vector<int64_t> deliveredIds_;
+    // Rows of waiting messages that are on their way from memory, written for messages pacing
+    // held back: a refill from the store passes over them.
+    std::unordered_set<int64_t> rowsInMemory_;
+    // Clients whose login waits for its row in the store; a repeat of it is not a second login.
+    std::unordered_set<Endpoint, EndpointHash> loggingIn_;
 
     Time nextSweep_{};
     Time nextNoticePoll_{};

@@ -65,10 +65,35 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
         if (refused && !present) refuseLogin(from);
         return;
     }
-    const Account* account = &*checked.account;
+    // The session is opened and answered once its row is in the store, so that neither a crash
+    // nor a full disk leaves a session the store does not know of. A lock holds the answer back
+    // until it is gone; the client waits for it for some 25 s.
+    if (!loggingIn_.insert(from).second) return;  // its first try is still being written
+    const Account account = std::move(*checked.account);
+    const uint32_t number = freshSessionNumber();
+    const KeptSession row{number, account.name, from.address, from.port, false};
+    // Asked before the row is written: the row then names this server.
+    const bool elsewhere = !byAccount_.count(account.name) && bus_.elsewhere(account.name, now_);
+    auto done = [this, from, account, number, elsewhere](bool written) {
+        loggingIn_.erase(from);
+        if (written) return admit(from, account, number, elsewhere);
+        NQ_LOG(log_, Warn, "login of %s from %s failed: its session could not be stored",
+               printable(account.name).c_str(), from.toString().c_str());
+        // Nothing else answers a client that cannot log in now; it reads this as any refusal.
+        refuseLogin(from);
+    };
+    if (!writes_.add("store a session", [row, id = config_.serverId](Store& st) { st.setOnline(row, id); },
+                     std::move(done))) {
+        loggingIn_.erase(from);
+        NQ_LOG_CAPPED(log_, Failed, now_, Error, "login of %s from %s failed: too many writes wait",
+                      printable(account.name).c_str(), from.toString().c_str());
+        refuseLogin(from);
+    }
+}
 
+void ChatService::admit(const Endpoint& from, const Account& account, uint32_t number, bool elsewhere) {
     bool wasOnline = false;
-    if (auto old = byAccount_.find(account->name); old != byAccount_.end()) {
+    if (auto old = byAccount_.find(account.name); old != byAccount_.end()) {
         wasOnline = true;
         const uint32_t oldNumber = old->second;
         // The account stays online throughout, so its friends hear nothing of the move.
@@ -77,16 +102,16 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
             endSession(oldNumber, false, "replaced by a new login from the same address");
         else
             expel(oldNumber, "logged in elsewhere");
-    } else if (bus_.elsewhere(account->name, now_)) {
+    } else if (elsewhere) {
         wasOnline = true;
-        bus_.tell(now_, BusKind::Kick, account->name);
+        bus_.tell(now_, BusKind::Kick, account.name);
     }
     // One client, one ring: a session at this address that another account replaces had gone
     // quiet (presentAt), so its client has left.
     if (Peer& peer = peerAt(from); peer.session != 0)
         endSession(peer.session, true, "another account logged in from its address");
 
-    Session& s = openSession(freshSessionNumber(), *account, from);
+    Session& s = openSession(number, account, from);
     NQ_LOG(log_, Info, "session %u: %s logged in from %s", s.number, printable(s.account).c_str(),
            from.toString().c_str());
     sendTo(s, kind::kLogin, code::kLoginAccepted, joinFields({s.nick, s.head}));
@@ -104,8 +129,7 @@ void ChatService::onKeepAlive(Session& s, const FrameHeader&, FieldReader&) {
     sendTo(s, kind::kKeepAlive, code::kNone, {}, kAnswer);
 }
 
-ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from,
-                                               bool stored) {
+ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from) {
     Session& s = sessions_[number];
     s.number = number;
     s.account = account.name;
@@ -117,7 +141,6 @@ ChatService::Session& ChatService::openSession(uint32_t number, const Account& a
     for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
     byAccount_[s.account] = number;
     peerAt(from).session = number;
-    if (!stored) store_.setOnline({number, s.account, from.address, from.port, false}, config_.serverId);
     return s;
 }
 
@@ -138,27 +161,29 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
            s.endpoint.toString().c_str(), reason);
 
     keepUnsent(s);
-    store_.setOffline(s.account, config_.serverId);
+    writes_.add("end a stored session", [account = s.account, id = config_.serverId, number](Store& st) {
+        st.setOffline(account, id, number);
+    });
     if (announceOffline) {
         announce(s.account, code::kOffline);
         bus_.tell(now_, BusKind::Presence, s.account, code::kOffline);
     }
 }
 
-// The session's frames still held back by pacing: a relayed message goes back to the store; one
-// that came from the store is still there. Its client's pacer stays, for a next session there.
+// The session's frames still held back by pacing: its chat messages are in the store already,
+// where the next session finds them. Its client's pacer stays, for a next session there.
 void ChatService::keepUnsent(const Session& s) {
     auto p = peers_.find(s.endpoint);
     if (p == peers_.end()) return;
     if (p->second.session == s.number) p->second.session = 0;
     int kept = 0;
     for (OutFrame& f : p->second.pacer.takeHeld()) {
-        if ((f.flags & kChatMessage) && f.storedId == 0 && f.bytes.size() >= kHeaderSize) {
-            store_.storeMessage(s.account, f.bytes.substr(kHeaderSize));
-            ++kept;
-        }
+        if (!f.row) continue;
+        f.row->held = false;
+        rowsInMemory_.erase(f.row->id);
+        ++kept;
     }
-    if (kept) NQ_LOG(log_, Info, "kept %d unsent messages for %s", kept, printable(s.account).c_str());
+    if (kept) NQ_LOG(log_, Info, "left %d unsent messages in the store for %s", kept, printable(s.account).c_str());
     blocked_.erase(s.endpoint);
 }
 

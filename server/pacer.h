@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -49,10 +50,17 @@ enum FrameFlag : uint8_t {
     kAnswer = 8,        // a keep-alive answer: ahead of everything held, one held at most
 };
 
+// The waiting-message row that keeps a chat message until it leaves, so that neither a stop nor
+// a crash loses it: the row it was read from, or one written when pacing first held it back.
+struct StoredRow {
+    int64_t id = 0;     // 0 until written
+    bool held = true;   // still in the pacer: a refill of waiting messages skips the row
+};
+
 struct OutFrame {
     Bytes bytes;
     uint8_t flags = 0;
-    int64_t storedId = 0;  // the waiting-message row it came from, deleted once it leaves
+    std::shared_ptr<StoredRow> row;  // deleted from the store once the frame leaves
 };
 
 class ClientPacer {
@@ -79,6 +87,8 @@ class ClientPacer {
         return stalled_;
     }
     size_t heldCount() const { return held_.size(); }
+    // The frame queued last, while it is held; frames leave in order, so if any is held, it is.
+    OutFrame* newest() { return held_.empty() ? nullptr : &held_.back(); }
     size_t heldBytes() const { return heldBytes_; }
     bool holdsAnswer() const { return answerHeld_; }
     bool idle(Time now);  // nothing held and nothing believed unread

@@ -25,6 +25,9 @@ namespace {
 
 // After this many batches from one socket the loop looks at its timers and the other socket.
 constexpr int kBatchesPerTurn = 16;
+// Reads do not wait for writers in WAL mode; this covers the rare read that must (a checkpoint
+// another process runs), and the reseal of an old password seal at a login.
+constexpr std::chrono::milliseconds kLoopPatience{10};
 
 // The local address that packets to this client leave from: what the client must use to reach
 // a chat server bound to every address. Found by connecting a throwaway socket, which only
@@ -94,6 +97,9 @@ class Loop {
         chatSocket_ = std::move(sockets.chat);
         inherited_ = sockets.inherited;
         if (chat_) chat_->restoreSessions(Clock::now());
+        // From here on the loop serves everybody: a statement waits for another process's lock
+        // no longer than this, and the chat server's writes do not wait at all (WriteQueue).
+        store_.setPatience(kLoopPatience);
         if (!inherited_) {
             try {
                 handover_ = std::make_unique<HandoverPoint>(handoverName(o));

@@ -22,6 +22,13 @@ std::optional<std::string> utf8Of(const Bytes& gbkText) {
     return utf8;
 }
 
+// A lock held by another connection is worth waiting for later; anything else is a fault.
+[[noreturn]] void fail(int rc, const std::string& reason) {
+    const int primary = rc & 0xFF;
+    if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) throw StoreBusy("database locked: " + reason);
+    throw StoreError("database error: " + reason);
+}
+
 constexpr const char* kAccountColumns =
     "name, digest, nick, head, level, coins, signature, age, sex, country, province, city, email, "
     "address, postcode, phone, mobile, real_name, school, work, zodiac_animal, blood_type, star_sign, "
@@ -66,7 +73,7 @@ class SqliteStore::Statement {
         const std::string reason = sqlite3_errmsg(db_);
         sqlite3_reset(stmt_);
         if ((rc & 0xFF) == SQLITE_CONSTRAINT) throw ConstraintError(reason);
-        throw StoreError("database error: " + reason);
+        fail(rc, reason);
     }
     void run() {
         while (step()) {
@@ -113,7 +120,7 @@ SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::mak
         throw StoreError("cannot open database " + path + ": " + reason);
     }
     // Another process (the admin command, a second chat server) may hold the write lock briefly.
-    sqlite3_busy_timeout(db_, 2000);
+    sqlite3_busy_timeout(db_, patienceMs_);
     try {
         exec("PRAGMA journal_mode=WAL");
         // In WAL mode NORMAL loses at most the last commits on power loss, never consistency;
@@ -136,30 +143,80 @@ SqliteStore::~SqliteStore() {
 
 void SqliteStore::exec(const char* sql) {
     char* err = nullptr;
-    if (sqlite3_exec(db_, sql, nullptr, nullptr, &err) != SQLITE_OK) {
+    if (const int rc = sqlite3_exec(db_, sql, nullptr, nullptr, &err); rc != SQLITE_OK) {
         std::string reason = err ? err : sqlite3_errmsg(db_);
         sqlite3_free(err);
-        throw StoreError(reason);
+        fail(rc, reason);
     }
 }
 
-// Runs body between BEGIN IMMEDIATE and COMMIT; anything it throws rolls back.
+// After a failure inside a transaction. A full disk or an I/O error may have rolled the whole
+// transaction back already; a second error here would only hide the first.
+void SqliteStore::rollback(const char* sql) {
+    if (!sqlite3_get_autocommit(db_)) sqlite3_exec(db_, sql, nullptr, nullptr, nullptr);
+}
+
+// Runs body between BEGIN IMMEDIATE and COMMIT; anything it throws rolls back. Inside a batch
+// of writes it is a savepoint of that transaction.
 template <typename Body>
 auto SqliteStore::transaction(Body&& body) {
-    exec("BEGIN IMMEDIATE");
+    const bool nested = !sqlite3_get_autocommit(db_);
+    exec(nested ? "SAVEPOINT step" : "BEGIN IMMEDIATE");
     try {
         if constexpr (std::is_void_v<decltype(body())>) {
             body();
-            exec("COMMIT");
+            exec(nested ? "RELEASE step" : "COMMIT");
         } else {
             auto result = body();
-            exec("COMMIT");
+            exec(nested ? "RELEASE step" : "COMMIT");
             return result;
         }
     } catch (...) {
-        exec("ROLLBACK");
+        rollback(nested ? "ROLLBACK TO step; RELEASE step" : "ROLLBACK");
         throw;
     }
+}
+
+std::vector<std::string> SqliteStore::writeBatch(size_t count, const std::function<void(size_t)>& write,
+                                                 bool waitForLock) {
+    std::vector<std::string> failed(count);
+    if (!waitForLock) sqlite3_busy_timeout(db_, 0);
+    try {
+        exec("BEGIN IMMEDIATE");
+    } catch (...) {
+        sqlite3_busy_timeout(db_, patienceMs_);
+        throw;
+    }
+    sqlite3_busy_timeout(db_, patienceMs_);
+    try {
+        for (size_t i = 0; i < count; ++i) {
+            exec("SAVEPOINT write");
+            try {
+                write(i);
+                exec("RELEASE write");
+            } catch (const StoreBusy&) {
+                throw;
+            } catch (const StoreError& e) {
+                if (sqlite3_get_autocommit(db_)) throw;  // the transaction went with it
+                exec("ROLLBACK TO write; RELEASE write");
+                failed[i] = e.what();
+            }
+        }
+        exec("COMMIT");
+    } catch (...) {
+        rollback("ROLLBACK");
+        throw;
+    }
+    return failed;
+}
+
+void SqliteStore::setPatience(std::chrono::milliseconds patience) {
+    patienceMs_ = static_cast<int>(patience.count());
+    sqlite3_busy_timeout(db_, patienceMs_);
+}
+
+void SqliteStore::limitPages(int64_t pages) {
+    exec(("PRAGMA max_page_count=" + std::to_string(pages)).c_str());
 }
 
 SqliteStore::Statement& SqliteStore::prepare(const char* sql) {
@@ -461,8 +518,12 @@ void SqliteStore::setReady(const Bytes& account, const std::string& server) {
         .run();
 }
 
-void SqliteStore::setOffline(const Bytes& account, const std::string& server) {
-    prepare("DELETE FROM online WHERE account = ? AND server = ?").gbkText(1, account).text(2, server).run();
+void SqliteStore::setOffline(const Bytes& account, const std::string& server, uint32_t number) {
+    prepare("DELETE FROM online WHERE account = ? AND server = ? AND number = ?")
+        .gbkText(1, account)
+        .text(2, server)
+        .integer(3, number)
+        .run();
 }
 
 void SqliteStore::markStopped(const std::string& server, int64_t now) {

@@ -3,6 +3,7 @@
 // command and several server processes can share it. Text is kept as UTF-8 so that the file
 // reads well in the sqlite3 shell; message bodies are kept as the GBK bytes that will go out.
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -57,7 +58,7 @@ class SqliteStore : public Store {
 
     void setOnline(const KeptSession& session, const std::string& server) override;
     void setReady(const Bytes& account, const std::string& server) override;
-    void setOffline(const Bytes& account, const std::string& server) override;
+    void setOffline(const Bytes& account, const std::string& server, uint32_t number) override;
     std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                int64_t freshSeconds) override;
     void markStopped(const std::string& server, int64_t now) override;
@@ -69,10 +70,19 @@ class SqliteStore : public Store {
     int64_t lastEventId() override;
     void pruneEvents(int64_t olderThanSeconds) override;
 
+    std::vector<std::string> writeBatch(size_t count, const std::function<void(size_t)>& write,
+                                        bool waitForLock) override;
+
+    // How long a statement waits for another connection's lock before it fails (2 s at first).
+    void setPatience(std::chrono::milliseconds patience);
+    // Caps the file at this many pages (of 4 KiB), so that a full disk can be tried on any disk.
+    void limitPages(int64_t pages);
+
   private:
     class Statement;
     Statement& prepare(const char* sql);
     void exec(const char* sql);
+    void rollback(const char* sql);
     void migrate();
     template <typename Body>
     auto transaction(Body&& body);
@@ -81,6 +91,7 @@ class SqliteStore : public Store {
 
     sqlite3* db_ = nullptr;
     std::string path_;
+    int patienceMs_ = 2000;
     struct Cache;
     std::unique_ptr<Cache> cache_;
 };

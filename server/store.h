@@ -5,6 +5,7 @@
 // encoding, whatever the engine keeps inside.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -101,6 +102,13 @@ class StoreError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Another connection holds the write lock: nothing was written, and the same writes may succeed
+// later.
+class StoreBusy : public StoreError {
+  public:
+    using StoreError::StoreError;
+};
+
 class Store {
   public:
     virtual ~Store() = default;
@@ -147,12 +155,13 @@ class Store {
     virtual std::vector<ServerLoad> loads() = 0;
 
     // Where accounts are online, with their sessions. A session is stored as it opens (setOnline,
-    // one row per account) and removed as it ends (setOffline, only if held there); nothing is
+    // one row per account) and removed as it ends (setOffline, only while the row is still that
+    // session's: a later login's row stays whatever order the two writes take); nothing is
     // written at a stop, so a crash leaves the same rows as a stop. onlineElsewhere names a
     // server other than self that holds the account and has reported within freshSeconds.
     virtual void setOnline(const KeptSession& session, const std::string& server) = 0;
     virtual void setReady(const Bytes& account, const std::string& server) = 0;
-    virtual void setOffline(const Bytes& account, const std::string& server) = 0;
+    virtual void setOffline(const Bytes& account, const std::string& server, uint32_t number) = 0;
     virtual std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                        int64_t freshSeconds) = 0;
     // A graceful stop notes its time (Unix seconds); a crash leaves its last load report.
@@ -172,6 +181,13 @@ class Store {
     virtual BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) = 0;
     virtual int64_t lastEventId() = 0;
     virtual void pruneEvents(int64_t olderThanSeconds) = 0;
+
+    // Runs write(0) .. write(count - 1) in order as one transaction, each undone alone if it
+    // fails; returns the failures' reasons by index (empty for those written). Without
+    // waitForLock it throws StoreBusy at once, having written nothing, if another connection
+    // holds the write lock. StoreError: the transaction was lost as a whole, nothing written.
+    virtual std::vector<std::string> writeBatch(size_t count, const std::function<void(size_t)>& write,
+                                                bool waitForLock) = 0;
 };
 
 }  // namespace nq::server
