@@ -51,7 +51,8 @@ std::vector<BusEvent> ChatBus::poll(Time now) {
 
 void ChatBus::prune(Time now) {
     if (othersRunning(now))
-        writes_.add("prune the events between chat servers", [](Store& s) { s.pruneEvents(kEventLifetimeSeconds); });
+        writes_.add("prune the events between chat servers",
+                    [](Store& s) { s.pruneEvents(kEventLifetimeSeconds); });
 }
 
 void ChatBus::report(Time now, int sessions) {
@@ -59,7 +60,8 @@ void ChatBus::report(Time now, int sessions) {
     nextReport_ = now + kLoadReport;
     const int64_t wall = wall_();
     if (sessions != reportedLoad_ || wall - lastReportWall_ >= kLoadHeartbeatSeconds) {
-        writes_.add("report the load", [id = serverId_, sessions, wall](Store& s) { s.reportLoad(id, sessions, wall); });
+        writes_.add("report the load",
+                    [id = serverId_, sessions, wall](Store& s) { s.reportLoad(id, sessions, wall); });
         reportedLoad_ = sessions;
         lastReportWall_ = wall;
     }

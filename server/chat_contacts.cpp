@@ -83,9 +83,8 @@ void ChatService::onAddFriend(Session& s, const FrameHeader& h, FieldReader& fie
         size_t size = rosterEntrySize({account->name, account->nick, account->head});
         for (const Contact& c : friends) size += rosterEntrySize(c);
         if (size > kMaxBody) return refuse("the friend list fills its roster frame");
-        writes_.add("add a friend", [owner = s.account, other = account->name](Store& st) {
-            st.addFriend(owner, other);
-        });
+        writes_.add("add a friend",
+                    [owner = s.account, other = account->name](Store& st) { st.addFriend(owner, other); });
         s.blacklist.erase(account->name);
     }
     // The client answers this at once with a profile request for the new friend.
@@ -98,9 +97,8 @@ void ChatService::onDeleteFriend(Session& s, const FrameHeader& h, FieldReader& 
     if (!name) return dropShort(s, h);
     // Always confirmed: a name the server does not know is a stale entry the client should drop.
     if (auto account = resolve(*name))
-        writes_.add("remove a friend", [owner = s.account, other = account->name](Store& st) {
-            st.removeFriend(owner, other);
-        });
+        writes_.add("remove a friend",
+                    [owner = s.account, other = account->name](Store& st) { st.removeFriend(owner, other); });
     sendTo(s, kind::kDeleteFriend, code::kDone, joinFields({s.account, *name}));
 }
 

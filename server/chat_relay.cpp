@@ -49,7 +49,8 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
     const Bytes body = chatBody(s.account, receiverName, *text);
     if (receiver && receiver->ready && !receiver->moreWaiting) {
         ClientPacer& pacer = peerAt(receiver->endpoint).pacer;
-        if (pacer.heldCount() < kLiveHeldMax && sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage)) {
+        if (pacer.heldCount() < kLiveHeldMax &&
+            sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage)) {
             if (OutFrame* held = pacer.newest()) keepInStore(*held, receiverName, body);
             return;
         }
@@ -92,7 +93,8 @@ void ChatService::keepInStore(OutFrame& held, const Bytes& receiver, const Bytes
     auto row = std::make_shared<StoredRow>();
     held.row = row;
     writes_.add(
-        "store a message held back", [row, receiver, body](Store& st) { row->id = st.storeMessage(receiver, body); },
+        "store a message held back",
+        [row, receiver, body](Store& st) { row->id = st.storeMessage(receiver, body); },
         [this, row](bool written) {
             if (!written)
                 row->id = 0;

@@ -82,8 +82,9 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
         // Nothing else answers a client that cannot log in now; it reads this as any refusal.
         refuseLogin(from);
     };
-    if (!writes_.add("store a session", [row, id = config_.serverId](Store& st) { st.setOnline(row, id); },
-                     std::move(done))) {
+    if (!writes_.add(
+            "store a session", [row, id = config_.serverId](Store& st) { st.setOnline(row, id); },
+            std::move(done))) {
         loggingIn_.erase(from);
         NQ_LOG_CAPPED(log_, Failed, now_, Error, "login of %s from %s failed: too many writes wait",
                       printable(account.name).c_str(), from.toString().c_str());
@@ -129,7 +130,8 @@ void ChatService::onKeepAlive(Session& s, const FrameHeader&, FieldReader&) {
     sendTo(s, kind::kKeepAlive, code::kNone, {}, kAnswer);
 }
 
-ChatService::Session& ChatService::openSession(uint32_t number, const Account& account, const Endpoint& from) {
+ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,
+                                               const Endpoint& from) {
     Session& s = sessions_[number];
     s.number = number;
     s.account = account.name;
@@ -183,7 +185,8 @@ void ChatService::keepUnsent(const Session& s) {
         rowsInMemory_.erase(f.row->id);
         ++kept;
     }
-    if (kept) NQ_LOG(log_, Info, "left %d unsent messages in the store for %s", kept, printable(s.account).c_str());
+    if (kept)
+        NQ_LOG(log_, Info, "left %d unsent messages in the store for %s", kept, printable(s.account).c_str());
     blocked_.erase(s.endpoint);
 }
 

@@ -215,6 +215,10 @@ void SqliteStore::setPatience(std::chrono::milliseconds patience) {
     sqlite3_busy_timeout(db_, patienceMs_);
 }
 
+void SqliteStore::refuseChanges(bool refuse) {
+    exec(refuse ? "PRAGMA query_only=1" : "PRAGMA query_only=0");
+}
+
 void SqliteStore::limitPages(int64_t pages) {
     exec(("PRAGMA max_page_count=" + std::to_string(pages)).c_str());
 }

@@ -77,6 +77,8 @@ class SqliteStore : public Store {
     void setPatience(std::chrono::milliseconds patience);
     // Caps the file at this many pages (of 4 KiB), so that a full disk can be tried on any disk.
     void limitPages(int64_t pages);
+    // Every change fails as on a file made read-only, so that one can be tried as root.
+    void refuseChanges(bool refuse);
 
   private:
     class Statement;

@@ -35,7 +35,8 @@ void WriteQueue::run(Time now, bool waitForLock) {
         failed.assign(count, {});
         for (size_t i = 0; i < count; ++i) {
             try {
-                failed[i] = store_.writeBatch(1, [&](size_t) { apply(i); }, waitForLock)[0];
+                failed[i] = store_.writeBatch(
+                    1, [&](size_t) { apply(i); }, waitForLock)[0];
             } catch (const StoreBusy&) {
                 // Those written stay written; the rest wait for the lock.
                 retryAt_ = now + kRetry;

@@ -104,6 +104,23 @@ TEST_F(ChatTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
     EXPECT_EQ(chat().sessionCount(), 0u);
 }
 
+// Held back by pacing at a crash: each was stored before it was held, so all come, once each.
+TEST_F(ChatTest, ACrashLosesNoMessageHeldBack) {
+    config_.pacing.ringBudget = 4096;
+    config_.serverId = "127.0.0.1:8000";  // its load reports tell when it was last alive
+    config_.input.framesPerSecond = 1e6;  // all at one instant
+    enter(alice, "alice");
+    enter(dave, "dave");
+    for (int i = 0; i < 40; ++i) say(alice, kind::kChat, 0, {"dave", big(i)});  // past 32 held: stored only
+    advance(9s);  // a refill from the store while some are still held; a load report too
+    ASSERT_LT(framesOf(dave, kind::kChat).size(), 40u);
+    EXPECT_EQ(framesOf(dave, kind::kChat).size() + chat().heldFor(dave).frames, 40u) << "one held twice";
+    crash();
+    start();
+    advance(30s, 100ms);
+    EXPECT_EQ(numbers(framesOf(dave, kind::kChat)), upTo(40));
+}
+
 // A client that reads its ring as the real one does: a tick takes two frames when a datagram
 // came since the last tick, else one; the ring of 65,408 bytes must never fill. Its tick runs at
 // 500 ms, or late at 545 ms as a busy client's does, at any phase against the server's clock.

@@ -13,6 +13,8 @@ TEST(NqserverHeld, ClientsSendingThroughACrashStayOnline) {
     alice.enter(s.chat(), "alice");
     bob.enter(s.chat(), "bob");
     alice.waitFor(kind::kPresence);
+    bob.send(kind::kKeepAlive);  // answered once his (2,6) is in the store
+    bob.waitFor(kind::kKeepAlive);
     s.crash([&] {
         alice.send(kind::kKeepAlive);
         alice.send(kind::kChat, {"bob", g("宋体/10/0/1:00/你还在吗")});

@@ -65,5 +65,36 @@ TEST_F(SqliteStoreTest, ADatabaseOfANewerSchemaIsRefused) {
     }
 }
 
+// A batch keeps what it can: a write that fails is undone alone, and a disk that fills takes the
+// whole transaction, reported as full, never as the rollback that follows.
+TEST_F(SqliteStoreTest, ABatchUndoesAFailedWriteAloneAndAFullDiskWhole) {
+    Account a;
+    a.name = a.nick = "alice";
+    a.digest = "x";
+    store_->createAccount(a);
+    const auto failed = store_->writeBatch(
+        3,
+        [&](size_t i) {
+            if (i == 1)
+                store_->createAccount(a);  // taken: refused
+            else
+                store_->storeMessage("alice", std::to_string(i));
+        },
+        false);
+    EXPECT_EQ(failed[0] + failed[2], "");
+    EXPECT_NE(failed[1], "");
+    EXPECT_EQ(store_->countWaiting("alice", 10), 2);
+
+    store_->limitPages(1);  // no more pages than the file has now
+    try {
+        store_->writeBatch(
+            500, [&](size_t) { store_->storeMessage("alice", std::string(4000, 'x')); }, false);
+        FAIL() << "the disk never filled";
+    } catch (const StoreError& e) {
+        EXPECT_NE(std::string(e.what()).find("database or disk is full"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(store_->countWaiting("alice", 1000), 2);
+}
+
 }  // namespace
 }  // namespace nq::server
