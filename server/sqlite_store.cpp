@@ -181,13 +181,9 @@ std::vector<std::string> SqliteStore::writeBatch(size_t count, const std::functi
                                                  bool waitForLock) {
     std::vector<std::string> failed(count);
     if (!waitForLock) sqlite3_busy_timeout(db_, 0);
-    try {
-        exec("BEGIN IMMEDIATE");
-    } catch (...) {
-        sqlite3_busy_timeout(db_, patienceMs_);
-        throw;
-    }
+    const int rc = sqlite3_exec(db_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     sqlite3_busy_timeout(db_, patienceMs_);
+    if (rc != SQLITE_OK) fail(rc, sqlite3_errmsg(db_));
     try {
         for (size_t i = 0; i < count; ++i) {
             exec("SAVEPOINT write");
