@@ -14,9 +14,16 @@ constexpr Duration kAgeCheck = std::chrono::minutes(1);
 // A client notices a lost session after about 168 s of unanswered keep-alives; a session held at
 // a stop or a crash comes back only if the server is up again well before that.
 constexpr int64_t kKeptSessionSeconds = 150;
-// A notice box stops the client's tick, keep-alives included, until the user closes it. A user
-// away from the screen for a while should not lose his session for that.
-constexpr Duration kBoxPatience = std::chrono::minutes(30);
+// A modal box stops the client's tick, keep-alives included, until the user closes it: our notice
+// box, or one of its own that the server caused without knowing it (its "connection failed" after
+// a profile request that nobody could answer). A client silent past two keep-alive periods may be
+// under such a box, or gone; nothing on the wire tells which. One rule for all of them: the session
+// is kept for this long. A user back from lunch to a box wants his session, and the messages typed
+// after closing it to arrive, not a dead session that his client takes 168 s to notice. A client
+// that has gone stays online to its friends as long, but messages for it are not lost beyond what
+// its ring takes (pacing stops once the ring could be full), the rest wait in the store for its
+// next login, and that login, from anywhere, replaces the stale session at once.
+constexpr Duration kStallPatience = std::chrono::minutes(30);
 // Waiting messages come from the store in slices; the next slice is read when fewer than this
 // many frames of the last one are still held.
 constexpr size_t kRefillBelow = 16;
@@ -192,9 +199,9 @@ void ChatService::sweep(Time now) {
     std::vector<uint32_t> due;
     for (auto& [number, s] : sessions_) {
         const Duration silence = now - s.lastHeard;
-        const bool boxStands = silence > config_.sessionTimeout && silence <= kBoxPatience &&
-                               peerAt(s.endpoint).pacer.readingStopped(now);
-        if (silence > config_.sessionTimeout && !boxStands)
+        const bool stalled = silence <= kStallPatience && (silence > config_.pacing.stallSilence ||
+                                                           peerAt(s.endpoint).pacer.readingStopped(now));
+        if (silence > config_.sessionTimeout && !stalled)
             silent.push_back(number);
         else if (!s.ready && now >= s.readyDeadline)
             due.push_back(number);

@@ -29,12 +29,11 @@ uint32_t ChatService::freshSessionNumber() {
 // long as it keeps sending. Its keep-alive comes every 10.5 s; two missed ones, or none due
 // while a notice box of ours stops the client, and it may have gone.
 const ChatService::Session* ChatService::presentAt(const Endpoint& from) {
-    constexpr Duration kTwoKeepAlives = std::chrono::milliseconds(21000);
     auto p = peers_.find(from);
     if (p == peers_.end() || p->second.session == 0) return nullptr;
     auto s = sessions_.find(p->second.session);
     if (s == sessions_.end()) return nullptr;
-    const bool heard = now_ - s->second.lastHeard <= kTwoKeepAlives;
+    const bool heard = now_ - s->second.lastHeard <= config_.pacing.stallSilence;
     return heard || p->second.pacer.readingStopped(now_) ? &s->second : nullptr;
 }
 
@@ -142,7 +141,9 @@ ChatService::Session& ChatService::openSession(uint32_t number, const Account& a
     s.readyDeadline = now_ + config_.readyFallback();
     for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
     byAccount_[s.account] = number;
-    peerAt(from).session = number;
+    Peer& peer = peerAt(from);
+    peer.session = number;
+    peer.pacer.sessionOpened(now_);
     return s;
 }
 
@@ -177,7 +178,10 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
 void ChatService::keepUnsent(const Session& s) {
     auto p = peers_.find(s.endpoint);
     if (p == peers_.end()) return;
-    if (p->second.session == s.number) p->second.session = 0;
+    if (p->second.session == s.number) {
+        p->second.session = 0;
+        p->second.pacer.sessionEnded();
+    }
     int kept = 0;
     for (OutFrame& f : p->second.pacer.takeHeld()) {
         if (!f.row) continue;

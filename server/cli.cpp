@@ -369,7 +369,8 @@ Serving:
   --min-version X.Y         older clients get the update order (default 1.0)
   --update-target TEXT      what the update order hands to the client's updater
                             (default the minimum version)
-  --session-timeout SECONDS a silent session ends after this (default 60; fractions allowed)
+  --session-timeout SECONDS a silent session ends after this (default 60; fractions allowed),
+                            but one silent for 21 s is taken for stalled and kept 30 minutes
   --pace-tick MS            the client's tick that pacing assumes (default 500; for tests)
   --ring-budget BYTES       unread bytes allowed in a client's ring (default 49152)
   --login-address-failures N  failed logins from one IPv4 address before its next

@@ -20,6 +20,10 @@ void ClientPacer::popFront(Time readAt, bool regular) {
     unread_.pop_front();
     unreadBytes_ -= u.length;
     if (regular) cursor_ = readAt;
+    if (heard_ && readAt > *heard_) {
+        credited_.push_back(u);
+        creditedBytes_ += u.length;
+    }
     if (u.flags & kTrigger) {
         --triggersUnread_;
         lastTriggerRead_ = std::max(lastTriggerRead_.value_or(readAt), readAt);
@@ -28,6 +32,7 @@ void ClientPacer::popFront(Time readAt, bool regular) {
 }
 
 void ClientPacer::drain(Time now) {
+    if (heard_) now = std::min(now, *heard_ + config_->stallSilence);  // its tick may stand since
     const Duration period = config_->readPeriod();
     while (!stalled_ && !unread_.empty()) {
         // A frame is read no later than one stretched tick after it arrived, or after the frame
@@ -59,6 +64,7 @@ void ClientPacer::release(Time now, std::vector<OutFrame>& out) {
         OutFrame& f = held_.front();
         if ((f.flags & kTrigger) && triggerBlocked(now)) break;
         if (unreadBytes_ + f.bytes.size() > config_->ringBudget && unreadBytes_ > 0) break;
+        if (ringFull(f)) break;
         if (unread_.size() >= config_->unreadFrames) break;
         unread_.push_back(
             {now, static_cast<uint16_t>(std::min<size_t>(f.bytes.size(), UINT16_MAX)), f.flags});
@@ -93,10 +99,40 @@ void ClientPacer::triggerAnswered(Time now) {
 }
 
 void ClientPacer::clientHeard(Time now) {
-    if (!stalled_) return;
+    // Silent for longer than a lost keep-alive explains, and no box of ours to say where its
+    // reading stopped: it may have read nothing since it was last heard.
+    const bool silent = heard_ && !stalled_ && now - *heard_ > config_->stallSilence;
+    if (silent) {
+        drain(*heard_);  // what it read before it went quiet stands
+        for (auto u = credited_.rbegin(); u != credited_.rend(); ++u) {
+            unread_.push_front(*u);
+            unreadBytes_ += u->length;
+            if (u->flags & kTrigger) ++triggersUnread_;
+        }
+    }
+    credited_.clear();
+    creditedBytes_ = 0;
+    heard_ = now;
+    if (!stalled_ && !silent) return;
     stalled_ = false;
     cursor_ = now;
-    secondReads_.clear();  // they fell while the box stood
+    secondReads_.clear();  // they fell while the tick stood
+}
+
+void ClientPacer::sessionOpened(Time now) {
+    credited_.clear();
+    creditedBytes_ = 0;
+    heard_ = now;
+}
+
+void ClientPacer::sessionEnded() {
+    credited_.clear();
+    creditedBytes_ = 0;
+    heard_.reset();
+}
+
+bool ClientPacer::ringFull(const OutFrame& f) const {
+    return unreadBytes_ + creditedBytes_ + f.bytes.size() > config_->ringBytes;
 }
 
 size_t ClientPacer::unreadEstimate(Time now) {
@@ -111,7 +147,8 @@ bool ClientPacer::idle(Time now) {
 
 std::optional<Time> ClientPacer::nextChance(Time now) {
     drain(now);
-    if (held_.empty() || stalled_) return std::nullopt;
+    // Only the client's next frame makes room: reads move bytes from unread to credited.
+    if (held_.empty() || stalled_ || quiet(now) || ringFull(held_.front())) return std::nullopt;
     std::optional<Time> when;
     if (!unread_.empty()) {
         when = std::max(unread_.front().sentAt, cursor_) + config_->readPeriod();

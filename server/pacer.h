@@ -15,6 +15,13 @@
 //   so that a backlog never makes a client believe its session lost;
 // - a system notice box, which stops the client's reading until the user closes it; after it
 //   is read, nothing more counts as read until the client is heard from again.
+//
+// Other modal boxes stop the client's tick as well, and the server cannot see them coming (the
+// client's own "connection failed" after an unanswered request, say). So reads counted since the
+// client was last heard are taken on trust only so far: with what is believed unread they never
+// exceed the ring's bytes; none are counted past two keep-alive periods of silence; and when the
+// client is heard again after such a silence, they count as unread again, since its tick may
+// have stood since it was last heard.
 
 #include <cstddef>
 #include <cstdint>
@@ -32,12 +39,16 @@ struct PacingConfig {
     Duration tick = Millis(500);    // the client's timer
     double tickStretch = 1.1;       // its timer runs late when a tick has work to do
     size_t ringBudget = 48 * 1024;  // bytes allowed to stand unread in a ring of 65,408
+    size_t ringBytes = 65408;       // the ring itself: past it, all that stands unread is lost
     // Frames allowed to stand unread: read one a tick, the last of them within 35 s, so that a
     // keep-alive answer behind them is read long before the client's 168 s of patience run out.
     size_t unreadFrames = 64;
     // Frames and bytes held back for one client at most; what comes past that is not queued.
     size_t heldFrames = 256;
     size_t heldBytes = 128 * 1024;
+    // Two of the client's keep-alive periods of 10.5 s: a longer silence is no lost keep-alive,
+    // but a tick that stands under a modal box, or a client that has gone.
+    Duration stallSilence = Millis(21000);
 
     Duration readPeriod() const { return std::chrono::duration_cast<Duration>(tick * tickStretch); }
     Duration triggerGap() const { return tick * 2; }
@@ -77,8 +88,14 @@ class ClientPacer {
     // The client answered a trigger: it has read everything up to the oldest trigger unread.
     void triggerAnswered(Time now);
 
-    // Any frame from the client: its tick runs, so no box of ours is standing.
+    // Any frame of the client's session: its tick runs, so no box is standing.
     void clientHeard(Time now);
+    // A login opened a session here: a new client may have come with a ring of its own, or the same
+    // one asked again; either way what was counted read so far stands, and silence counts from now.
+    void sessionOpened(Time now);
+    // The session here ended: no frame of the client will vouch for its reading any more, so what is
+    // left for it (the notice that it logged in elsewhere) leaves as time passes.
+    void sessionEnded();
 
     size_t unreadEstimate(Time now);
     // A box of ours is believed to stand on the client's screen, stopping its tick.
@@ -116,6 +133,11 @@ class ClientPacer {
     void drain(Time now);
     void popFront(Time readAt, bool regular = true);
     bool triggerBlocked(Time now) const;
+    // Not heard for two keep-alive periods: no read counts until it is.
+    bool quiet(Time now) const { return heard_ && now > *heard_ + config_->stallSilence; }
+    // The frame would take the ring past its bytes if the client had read nothing since it was
+    // last heard.
+    bool ringFull(const OutFrame& f) const;
 
     const PacingConfig* config_;
     std::deque<OutFrame> held_;
@@ -127,6 +149,9 @@ class ClientPacer {
     size_t unreadBytes_ = 0;
     Time cursor_{};  // when the client is believed to have read the last frame popped
     bool stalled_ = false;
+    std::optional<Time> heard_;
+    std::deque<Unread> credited_;  // counted read since the client was last heard, oldest first
+    size_t creditedBytes_ = 0;
     int triggersUnread_ = 0;
     std::optional<Time> lastTriggerRead_;
 };

@@ -86,7 +86,25 @@ int UdpSocket::receiveBatch() {
     return n < 0 ? 0 : n;
 }
 
-bool UdpSocket::send(std::deque<Datagram>& queue) {
+size_t SendQueue::push(Datagram d) {
+    size_t dropped = 0;
+    for (; !queue_.empty() && (queue_.size() >= maxDatagrams_ || bytes_ + d.data.size() > maxBytes_);
+         ++dropped)
+        popFront(1);
+    dropped_ += dropped;
+    bytes_ += d.data.size();
+    queue_.push_back(std::move(d));
+    return dropped;
+}
+
+void SendQueue::popFront(size_t n) {
+    for (; n > 0; --n) {
+        bytes_ -= queue_.front().data.size();
+        queue_.pop_front();
+    }
+}
+
+bool UdpSocket::send(SendQueue& queue) {
     std::array<mmsghdr, kBatch> headers;
     std::array<iovec, kBatch> iov;
     std::array<sockaddr_in, kBatch> to;
@@ -108,10 +126,10 @@ bool UdpSocket::send(std::deque<Datagram>& queue) {
             if (errno == EINTR) continue;
             // This one datagram cannot go (an unreachable address, say); the rest still may.
             ++refused_;
-            queue.pop_front();
+            queue.popFront(1);
             continue;
         }
-        queue.erase(queue.begin(), queue.begin() + sent);
+        queue.popFront(sent);
     }
     return true;
 }

@@ -16,6 +16,35 @@
 
 namespace nq::server {
 
+// Datagrams waiting for room in a socket's kernel send buffer, oldest first, within a cap on
+// their number and bytes. Past it the oldest make room. In an overload what waited longest is
+// likeliest to be worth least: an answer to a login or a dispatcher request that the client has
+// sent again meanwhile, a keep-alive answer that a newer one replaces. And a queue that drops at
+// its head keeps what does go out fresh: each newcomer pushes one out, so nothing waits longer
+// than the queue takes to fill, while dropping newcomers would make everything wait its full
+// length.
+class SendQueue {
+  public:
+    SendQueue(size_t maxDatagrams, size_t maxBytes) : maxDatagrams_(maxDatagrams), maxBytes_(maxBytes) {}
+
+    // Appends d behind the rest; returns how many of the oldest went to make room for it.
+    size_t push(Datagram d);
+    void popFront(size_t n);
+
+    bool empty() const { return queue_.empty(); }
+    size_t size() const { return queue_.size(); }
+    size_t bytes() const { return bytes_; }
+    uint64_t droppedCount() const { return dropped_; }
+    Datagram& operator[](size_t i) { return queue_[i]; }
+
+  private:
+    std::deque<Datagram> queue_;
+    size_t bytes_ = 0;
+    uint64_t dropped_ = 0;
+    size_t maxDatagrams_;
+    size_t maxBytes_;
+};
+
 class UdpSocket {
   public:
     static constexpr int kBatch = 64;
@@ -49,7 +78,7 @@ class UdpSocket {
 
     // Sends from the front of queue until it is empty or the kernel buffer is full. A datagram the
     // kernel refuses for another reason is dropped and counted. Returns true when all went.
-    bool send(std::deque<Datagram>& queue);
+    bool send(SendQueue& queue);
     uint64_t refusedCount() const { return refused_; }
 
   private:

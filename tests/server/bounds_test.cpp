@@ -5,6 +5,7 @@
 
 #include "chat_fixture.h"
 #include "server/records.h"
+#include "server/udp_socket.h"
 #include "wire/digest.h"
 
 namespace nq::server {
@@ -146,6 +147,16 @@ TEST_F(ChatTest, AnswersToAnAddressAreOneADatagramAndRateLimited) {
         EXPECT_EQ(answersTo(100), 5u) << toDispatcher;
         now_ += 10s;
     }
+}
+
+// What waits for room in a socket's send buffer: past 3 datagrams or 10 bytes, the oldest go.
+TEST(SendQueue, DropsTheOldestPastItsCapInDatagramsOrBytes) {
+    SendQueue q(3, 10);
+    std::vector<size_t> dropped;
+    for (const char* d : {"aaaa", "bb", "cc", "d", "eeeeeeee", "ff"}) dropped.push_back(q.push({{}, d}));
+    EXPECT_EQ(dropped, (std::vector<size_t>{0, 0, 0, 1, 2, 1}));
+    q.popFront(1);
+    EXPECT_EQ(std::tuple(q.size(), q.bytes(), q[0].data), std::tuple(1u, 2u, "ff"));
 }
 
 }  // namespace

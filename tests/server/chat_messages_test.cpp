@@ -60,7 +60,7 @@ TEST_F(ChatTest, WaitingMessagesFollowTheRostersInOrderOnceOnlyOrAfterSixtyTicks
     say(carol, kind::kAfterRosters);
     say(carol, kind::kAfterRosters);  // a repeat changes nothing
     say(alice, kind::kChat, 0, {"carol", "150"});
-    advance(40s);  // 64 frames unread at most, read one or two a tick
+    for (int i = 0; i < 4; ++i) advance(10s), say(carol, kind::kKeepAlive);  // 64 frames unread at most
     EXPECT_EQ(numbers(framesOf(carol, kind::kChat)), upTo(151));
     EXPECT_EQ(framesOf(carol, kind::kChat).back().fields()[0], "alice");
     EXPECT_TRUE(store().waitingMessages("carol", 0, 10).empty());
@@ -161,6 +161,29 @@ TEST_F(ChatTest, ABacklogNeverOverflowsTheClientsRing) {
         EXPECT_EQ(order, upTo(kWaiting));
         EXPECT_GT(maxUnread, 40'000u);  // the ring was used, not left idle
     }
+}
+
+// alice's tick stops, as under a modal box, while bob writes her a long line a second: her ring
+// of 65,408 bytes never overflows, she gets the rest when heard again, and bob hears her leave
+// only after 30 minutes of silence.
+TEST_F(ChatTest, ASilentClientKeepsItsSessionAndIsSentNoMoreThanItsRingHolds) {
+    enter(alice, "alice");
+    enter(bob, "bob");
+    const size_t aliceHad = inbox(alice).size(), bobHad = inbox(bob).size();
+    for (int i = 0; i < 180; ++i, advance(1s))
+        say(bob, kind::kKeepAlive), say(bob, kind::kChat, 0, {"alice", big(i)});
+    say(alice, kind::kKeepAlive), advance(490ms);  // the box is closed; within a tick she reads 2 at most
+    size_t sent = 0;
+    for (size_t i = aliceHad; i < inbox(alice).size(); ++i) sent += kHeaderSize + inbox(alice)[i].body.size();
+    EXPECT_LE(sent, 65408u);
+    for (int i = 0; i < 18; ++i) advance(10s, 1s), say(alice, kind::kKeepAlive), say(bob, kind::kKeepAlive);
+    EXPECT_EQ(numbers(framesOf(alice, kind::kChat, aliceHad)), upTo(180));
+    const Time lastHeard = now_;
+    while (chat().sessionOf("alice") && now_ - lastHeard < 31min)
+        advance(10s, 1s), say(bob, kind::kKeepAlive);
+    const Got gone = framesOf(bob, kind::kPresence, bobHad).at(0);
+    EXPECT_EQ(gone.header.code, code::kOffline);
+    EXPECT_GT(gone.at - lastHeard, 30min);
 }
 
 }  // namespace
