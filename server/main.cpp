@@ -1,5 +1,8 @@
 // nqserver: the dispatcher and chat server of NQChat, and its admin commands.
 
+#include <signal.h>
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 #include <string_view>
@@ -9,6 +12,22 @@
 #include "server/cli.h"
 #include "server/server_loop.h"
 #include "server/sqlite_store.h"
+
+namespace {
+
+// The loop reopens the database when another process damages its shared index between two
+// turns; damage inside a turn still faults. Say what most likely happened, then die of the
+// signal as before (returning re-runs the faulting access under the default action), so that a
+// supervisor restarts us and a core dump still shows where.
+void onBusError(int) {
+    static const char kWhy[] =
+        "nqserver: SIGBUS: a file mapped into memory was cut short, most likely the database's -shm "
+        "file by another process; the sessions and messages stored so far come back at the next start\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kWhy, sizeof kWhy - 1);
+    signal(SIGBUS, SIG_DFL);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace nq::server;
@@ -21,6 +40,7 @@ int main(int argc, char** argv) {
         }
         if (const auto* serveOptions = std::get_if<ServeOptions>(&line.command)) {
             Logger log;
+            signal(SIGBUS, onBusError);
             return serve(*serveOptions, line.db, log);
         }
         SqliteStore store(line.db);

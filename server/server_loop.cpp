@@ -56,7 +56,7 @@ std::string routeLocalAddress(const Endpoint& client) {
 class Loop {
   public:
     Loop(const ServeOptions& o, const std::string& dbPath, Logger& log)
-        : options_(o), log_(log), store_(dbPath) {
+        : options_(o), log_(log), dbPath_(dbPath), store_(dbPath) {
         const uint32_t address = *parseIpv4(o.address);
         const bool anyAddress = address == 0;
         const std::string boundHost = anyAddress ? std::string() : o.address;
@@ -141,6 +141,11 @@ class Loop {
         int successor = -1;  // the connection of the server that takes over
         epoll_event events[8];
         while (!stopping) {
+            if (store_.reopenIfSharedMemoryDamaged())
+                NQ_LOG(log_, Warn,
+                       "another process cut short or replaced %s-shm, the database's shared index; "
+                       "opened the database again",
+                       dbPath_.c_str());
             const Time now = Clock::now();
             int timeoutMs = 1000;
             if (chat_) {
@@ -263,6 +268,7 @@ class Loop {
 
     const ServeOptions options_;
     Logger& log_;
+    std::string dbPath_;
     SqliteStore store_;
     ChatConfig chatConfig_;
     std::string ownHost_;

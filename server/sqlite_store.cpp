@@ -3,6 +3,7 @@
 #include "server/sqlite_schema.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <ctime>
@@ -112,12 +113,16 @@ struct SqliteStore::Cache {
 };
 
 SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::make_unique<Cache>()) {
-    const int rc = sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    open();
+}
+
+void SqliteStore::open() {
+    const int rc = sqlite3_open_v2(path_.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     if (rc != SQLITE_OK) {
         const std::string reason = db_ ? sqlite3_errmsg(db_) : "out of memory";
         sqlite3_close(db_);
         db_ = nullptr;
-        throw StoreError("cannot open database " + path + ": " + reason);
+        throw StoreError("cannot open database " + path_ + ": " + reason);
     }
     // Another process (the admin command, a second chat server) may hold the write lock briefly.
     sqlite3_busy_timeout(db_, patienceMs_);
@@ -129,11 +134,39 @@ SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::mak
         exec("PRAGMA foreign_keys=ON");
         migrate();
     } catch (const StoreError& e) {
-        cache_.reset();  // close refuses a database with live statements and would leak it
+        cache_->statements.clear();  // close refuses a database with live statements and would leak it
         sqlite3_close(db_);
         db_ = nullptr;
-        throw StoreError("cannot use database " + path + ": " + e.what());
+        throw StoreError("cannot use database " + path_ + ": " + e.what());
     }
+    sharedMemory_ = sharedMemoryFile();
+}
+
+SqliteStore::SharedMemoryFile SqliteStore::sharedMemoryFile() const {
+    struct stat st {};
+    if (::stat((path_ + "-shm").c_str(), &st) != 0) return {};
+    return {st.st_ino, st.st_size};
+}
+
+// SQLite maps the -shm file into memory. Another process that cuts it short (truncate, a copy
+// put in its place, a tool run as the wrong user that recreates it) leaves the mapping pointing
+// past the file's end, and the next read or write of the index is SIGBUS. No connection of ours
+// ever shrinks it or replaces it while we hold the database open, so either means damage from
+// outside: drop the connection without touching the index (no checkpoint at close) and open the
+// database again, and SQLite rebuilds the index from the WAL.
+bool SqliteStore::reopenIfSharedMemoryDamaged() {
+    const SharedMemoryFile now = sharedMemoryFile();
+    if (sharedMemory_.inode == 0 ||
+        (now.inode == sharedMemory_.inode && now.bytes >= sharedMemory_.bytes)) {
+        sharedMemory_ = now;
+        return false;
+    }
+    sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    cache_->statements.clear();
+    sqlite3_close(db_);
+    db_ = nullptr;
+    open();
+    return true;
 }
 
 SqliteStore::~SqliteStore() {

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+#include <sys/types.h>
+
 #include "server/store.h"
 
 struct sqlite3;
@@ -79,8 +81,17 @@ class SqliteStore : public Store {
     void limitPages(int64_t pages);
     // Every change fails as on a file made read-only, so that one can be tried as root.
     void refuseChanges(bool refuse);
+    // True when the database had to be opened again because another process damaged its
+    // shared-memory index; call it between transactions.
+    bool reopenIfSharedMemoryDamaged();
 
   private:
+    struct SharedMemoryFile {
+        ino_t inode = 0;  // 0: no such file
+        off_t bytes = 0;
+    };
+    void open();
+    SharedMemoryFile sharedMemoryFile() const;
     class Statement;
     Statement& prepare(const char* sql);
     void exec(const char* sql);
@@ -96,6 +107,7 @@ class SqliteStore : public Store {
     int patienceMs_ = 2000;
     struct Cache;
     std::unique_ptr<Cache> cache_;
+    SharedMemoryFile sharedMemory_;
 };
 
 }  // namespace nq::server
