@@ -150,7 +150,9 @@ class ClientPacer {
     Time cursor_{};  // when the client is believed to have read the last frame popped
     bool stalled_ = false;
     std::optional<Time> heard_;
-    std::deque<Unread> credited_;  // counted read since the client was last heard, oldest first
+    // Counted read since the client was last heard, oldest first. A vector, since an empty
+    // std::deque already holds about 600 bytes, and the server has a pacer per client.
+    std::vector<Unread> credited_;
     size_t creditedBytes_ = 0;
     int triggersUnread_ = 0;
     std::optional<Time> lastTriggerRead_;
