@@ -10,7 +10,6 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include "app/flat_button.h"
 #include "app/main_frame.h"
 #include "form_rig.h"
 
