@@ -318,6 +318,14 @@ QSize lvButtons_H::minimumSizeHint() const {
     return sizeHint();
 }
 
+const QImage& lvButtons_H::gradientImage(const QColor& from, const QColor& to) {
+    FaceCache& c = faceCache_;
+    if (c.size != size() || c.from != from.rgb() || c.to != to.rgb() || c.kind != gradient_) {
+        c = {size(), from.rgb(), to.rgb(), gradient_, gradientFace(size(), from, to, gradient_)};
+    }
+    return c.image;
+}
+
 void lvButtons_H::paintEvent(QPaintEvent*) {
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
@@ -353,7 +361,7 @@ void lvButtons_H::paintEvent(QPaintEvent*) {
             second = second.darker(kPressedDarker);
         }
         if (backStyle_ == Opaque && gradient_ != None && width() > 1 && height() > 1)
-            p.setBrush(QBrush(gradientFace(size(), face, second, gradient_)));
+            p.setBrush(QBrush(gradientImage(face, second)));
         else
             p.setBrush(face);
         p.setPen(backStyle_ == Opaque ? QPen(face.darker(kBorderDarker), 1) : QPen(Qt::NoPen));

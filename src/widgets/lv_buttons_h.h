@@ -14,6 +14,7 @@
 // enabled state and cursor.
 
 #include <QColor>
+#include <QImage>
 #include <QPixmap>
 #include <QPoint>
 #include <QString>
@@ -158,6 +159,7 @@ class lvButtons_H : public QWidget {
     QSize contentSize() const;
     void paintContent(QPainter& painter, const QColor& fore, bool pressed);
     void setStateBit(int bit, bool on);
+    const QImage& gradientImage(const QColor& from, const QColor& to);
 
     int state_ = 0;
     Qt::MouseButton lastButton_ = Qt::NoButton;
@@ -186,6 +188,15 @@ class lvButtons_H : public QWidget {
     bool displayAsDefault_ = false;
     bool lockHover_ = false;
     bool customClick_ = false;
+
+    // The last gradient face and what it was painted for: repaints in an unchanged state (a
+    // window exposed, the focus moving) reuse it.
+    struct FaceCache {
+        QSize size;
+        QRgb from = 0, to = 0;
+        int kind = -1;
+        QImage image;
+    } faceCache_;
 };
 
 }  // namespace nq
