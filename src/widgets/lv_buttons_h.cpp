@@ -19,8 +19,8 @@ constexpr int kPadXPx = 8;
 constexpr int kPadYPx = 5;
 constexpr int kImageGapPx = 4;
 constexpr qreal kCornerRadiusPx = 4.0;
-constexpr int kPressedDarker = 112;  // QColor::darker factor of a face held down or chosen
-constexpr int kBorderDarker = 135;   // of the border against its face
+constexpr int kPressedDarker = 112;        // QColor::darker factor of a face held down or chosen
+constexpr int kBorderDarker = 135;         // of the border against its face
 constexpr int kHoverGradientDarker = 110;  // of a hover face's far end against its near end
 const QColor kDefaultInnerLine(255, 255, 255, 110);
 const QColor kDisabledFore(160, 166, 176);
@@ -44,7 +44,9 @@ QImage gradientFace(QSize size, const QColor& from, const QColor& to, int kind) 
                      : kind == lvButtons_H::Horizontal ? size.width()
                                                        : std::max(size.width(), size.height());
     // CGradient's angles: 90 puts the first colour on top, 180 on the left, 135 top left.
-    const float angle = kind == lvButtons_H::Vertical ? 90.0F : kind == lvButtons_H::Horizontal ? 180.0F : 135.0F;
+    const float angle = kind == lvButtons_H::Vertical     ? 90.0F
+                        : kind == lvButtons_H::Horizontal ? 180.0F
+                                                          : 135.0F;
     CGradient painter;
     painter.setColor1(toWinColor(from));
     painter.setColor2(toWinColor(to));
@@ -136,9 +138,9 @@ void lvButtons_H::setImgAlign(int align) {
 }
 void lvButtons_H::setImgSize(int pixels) {
     imgSize_ = std::max(pixels, 1);
-    scaledImage_ = image_.isNull() ? QPixmap()
-                                   : image_.scaled(imgSize_, imgSize_, Qt::KeepAspectRatio,
-                                                   Qt::SmoothTransformation);
+    scaledImage_ = image_.isNull()
+                       ? QPixmap()
+                       : image_.scaled(imgSize_, imgSize_, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     updateGeometry();
     update();
 }
@@ -158,8 +160,8 @@ void lvButtons_H::setLockHover(bool on) {
 void lvButtons_H::setValue(bool on) {
     if (on && mode_ == Option) {
         const QWidget* group = parentWidget();
-        for (lvButtons_H* other : group ? group->findChildren<lvButtons_H*>(Qt::FindDirectChildrenOnly)
-                                        : QList<lvButtons_H*>{}) {
+        for (lvButtons_H* other :
+             group ? group->findChildren<lvButtons_H*>(Qt::FindDirectChildrenOnly) : QList<lvButtons_H*>{}) {
             if (other != this && other->mode_ == Option) other->setValue(false);
         }
     }
@@ -205,17 +207,17 @@ void lvButtons_H::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void lvButtons_H::mouseReleaseEvent(QMouseEvent* event) {
-    const bool clicked =
-        event->button() == Qt::LeftButton && (state_ & kHeldBit) && rect().contains(event->position().toPoint());
+    const bool clicked = event->button() == Qt::LeftButton && (state_ & kHeldBit) &&
+                         rect().contains(event->position().toPoint());
     if (event->button() == Qt::LeftButton) setStateBit(kHeldBit, false);
     emit mouseUp(event->button(), event->modifiers(), event->position().toPoint());
     if (clicked) click();
 }
 
-// The hover ends on a timer rather than on leaveEvent: while a button is held, Qt sends the leave
-// only at the release, so a press dragged off the button would keep its pressed face; and a
-// button hidden or covered under a still cursor gets no leave at all. Asking every 50 ms where
-// the cursor is covers all of these.
+// The hover ends on a timer rather than on leaveEvent: Qt sends a held button no leave until
+// the first move after the release, so a press dragged off the button would keep its pressed
+// face; and a button hidden or covered under a still cursor gets no leave at all. Asking every
+// 50 ms where the cursor is covers all of these.
 void lvButtons_H::pollHover() {
     if (!cursorOver()) endHover();
 }

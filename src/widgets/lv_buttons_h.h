@@ -6,8 +6,11 @@
 //
 // Modes: Command raises Click; Check toggles Value and raises Click; Option sets Value, clears
 // it on every Option sibling (same parent widget), and raises Click. Click comes on a left
-// release over the button, on a Space key-up while the button is held, on the keys an Option
-// button takes (below), and from click().
+// release over the button, as with any push button, so a press dragged off and released
+// elsewhere does nothing; on a Space key-up while Space or the mouse holds the button; and from
+// click(). An Option button whose Value is false also takes the key-up of an arrow or Shift as
+// a click, and its arrow key-downs move the focus through the group, so that arrows choose the
+// next option as in a group of radio buttons.
 //
 // The property names are the stored vocabulary, so QObject::setProperty("cBack", ...) works
 // on them. Font, Enabled, mIcon and mPointer of that vocabulary are QWidget's own font,

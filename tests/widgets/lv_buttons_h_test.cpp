@@ -14,7 +14,7 @@ namespace {
 constexpr int kHeld = lvButtons_H::kHeldBit;
 constexpr int kOver = lvButtons_H::kOverBit;
 
-// Option buttons side by side in one window, each counting its Click.
+// Buttons of one mode side by side in one window, each counting its Click.
 struct Row {
     explicit Row(int mode, int count = 1) {
         host.resize(320, 60);
@@ -37,26 +37,25 @@ struct Row {
     std::array<int, 3> clicks{};
 };
 
-// One letter per user action on the first button: m move over it, o move far off and let the
+// One letter per user action on the button: m move over it, o move far off and let the
 // hover poll run, p / r left press / release where the cursor is, s / S Space down / up,
 // h Shift up, a Right arrow up.
 void play(lvButtons_H& b, const std::string& script) {
     QPoint at = b.rect().center();
     for (char c : script) {
-        switch (c) {
-            case 'm':
-            case 'o':
-                at = c == 'm' ? b.rect().center() : QPoint(600, 500);
-                QCursor::setPos(b.mapToGlobal(at));
-                QTest::mouseMove(&b, at);
-                if (c == 'o') QTest::qWait(3 * lvButtons_H::kHoverPollMs);
-                break;
-            case 'p': QTest::mousePress(&b, Qt::LeftButton, {}, at); break;
-            case 'r': QTest::mouseRelease(&b, Qt::LeftButton, {}, at); break;
-            case 's': QTest::keyPress(&b, Qt::Key_Space); break;
-            case 'S': QTest::keyRelease(&b, Qt::Key_Space); break;
-            case 'h': QTest::keyRelease(&b, Qt::Key_Shift); break;
-            case 'a': QTest::keyRelease(&b, Qt::Key_Right); break;
+        if (c == 'm' || c == 'o') {
+            at = c == 'm' ? b.rect().center() : QPoint(600, 500);
+            QCursor::setPos(b.mapToGlobal(at));
+            QTest::mouseMove(&b, at);
+            if (c == 'o') QTest::qWait(3 * lvButtons_H::kHoverPollMs);
+        } else if (c == 'p') {
+            QTest::mousePress(&b, Qt::LeftButton, {}, at);
+        } else if (c == 'r') {
+            QTest::mouseRelease(&b, Qt::LeftButton, {}, at);
+        } else if (c == 's') {
+            QTest::keyPress(&b, Qt::Key_Space);
+        } else {
+            QTest::keyRelease(&b, c == 'S' ? Qt::Key_Space : c == 'h' ? Qt::Key_Shift : Qt::Key_Right);
         }
     }
 }
@@ -107,7 +106,9 @@ TEST(LvButtonsH, OneOptionOfAGroupIsChosenAndArrowsChooseTheNext) {
     lvButtons_H other(&elsewhere);
     other.setMode(lvButtons_H::Option);
     other.setValue(true);
-    const auto values = [&row] { return std::array<bool, 3>{row.at(0).value(), row.at(1).value(), row.at(2).value()}; };
+    const auto values = [&row] {
+        return std::array<bool, 3>{row.at(0).value(), row.at(1).value(), row.at(2).value()};
+    };
 
     row.at(0).setValue(true);
     play(row.at(1), "mpr");
