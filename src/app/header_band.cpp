@@ -2,9 +2,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLinearGradient>
 #include <QMenuBar>
-#include <QPainter>
 #include <QVBoxLayout>
 
 #include "app/app_icon.h"
@@ -28,8 +26,11 @@ void whiteOnBand(QWidget* w, int alpha = 255) {
 
 }  // namespace
 
-HeaderBand::HeaderBand(QWidget* parent) : QWidget(parent) {
+HeaderBand::HeaderBand(QWidget* parent) : XPContainer(parent) {
     setObjectName("TopFrame");
+    setStyle(Plain);
+    setBackLightColor(QColor(0x2f, 0x80, 0xed));
+    setBackDarkColor(QColor(0x1a, 0x5f, 0xc8));
 
     menuBar_ = new QMenuBar(this);
     menuBar_->setObjectName("menuBar");
@@ -75,14 +76,6 @@ HeaderBand::HeaderBand(QWidget* parent) : QWidget(parent) {
 
 void HeaderBand::setSubtitle(const QString& text) {
     subtitle_->setText(text);
-}
-
-void HeaderBand::paintEvent(QPaintEvent*) {
-    QPainter p(this);
-    QLinearGradient g(0, 0, width(), height());
-    g.setColorAt(0, QColor(0x2f, 0x80, 0xed));
-    g.setColorAt(1, QColor(0x1a, 0x5f, 0xc8));
-    p.fillRect(rect(), g);
 }
 
 }  // namespace nq::app

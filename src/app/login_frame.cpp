@@ -1,14 +1,14 @@
 #include "app/login_frame.h"
 
 #include "app/app_icon.h"
-#include "app/flat_button.h"
+#include "app/button_looks.h"
+#include "widgets/lv_buttons_h.h"
 
 #include <QCheckBox>
 #include <QFocusEvent>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPushButton>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -43,15 +43,15 @@ void PasswordBox::focusInEvent(QFocusEvent* event) {
         selectAll();
 }
 
-LoginFrame::LoginFrame(QWidget* parent) : QWidget(parent) {
+LoginFrame::LoginFrame(QWidget* parent) : XPContainer(parent) {
     setObjectName("loginFrame");
+    setStyle(HeaderAndBorder);
+    setCaption("用户登录");
     QPalette pal = palette();
-    pal.setColor(QPalette::Window, Qt::white);
     pal.setColor(QPalette::Base, Qt::white);
     pal.setColor(QPalette::Highlight, QColor(0x2f, 0x80, 0xed));
     pal.setColor(QPalette::WindowText, QColor(0x3c, 0x43, 0x50));
     setPalette(pal);
-    setAutoFillBackground(true);
 
     txtName = new QLineEdit(this);
     txtName->setObjectName("txtName");
@@ -76,10 +76,13 @@ LoginFrame::LoginFrame(QWidget* parent) : QWidget(parent) {
     // Two lines are reserved so that a message does not make the buttons jump.
     lbInfo->setMinimumHeight(lbInfo->fontMetrics().lineSpacing() * 2 + 4);
 
-    com_login = new FlatButton("登录", FlatButton::Kind::Primary, this);
+    com_login = new lvButtons_H("登录", this);
     com_login->setObjectName("com_login");
-    com_cancle = new FlatButton("取消", FlatButton::Kind::Secondary, this);
+    lookPrimary(*com_login);
+    com_cancle = new lvButtons_H("取消", this);
     com_cancle->setObjectName("com_cancle");
+    lookSecondary(*com_cancle);
+    for (lvButtons_H* b : {com_login, com_cancle}) b->setFixedHeight(kBoxHeightPx + 2);
 
     auto* form = new QFormLayout;
     form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);

@@ -3,11 +3,15 @@
 // controls out; what they do is the main window's and the session's business.
 
 #include <QLineEdit>
-#include <QWidget>
+
+#include "widgets/xp_container.h"
 
 class QCheckBox;
 class QLabel;
-class QPushButton;
+
+namespace nq {
+class lvButtons_H;
+}
 
 namespace nq::app {
 
@@ -22,7 +26,7 @@ class PasswordBox : public QLineEdit {
     void focusInEvent(QFocusEvent* event) override;
 };
 
-class LoginFrame : public QWidget {
+class LoginFrame : public XPContainer {
     Q_OBJECT
   public:
     explicit LoginFrame(QWidget* parent = nullptr);
@@ -35,8 +39,8 @@ class LoginFrame : public QWidget {
     PasswordBox* txtPassword;
     QCheckBox* cb_remPwd;
     QCheckBox* cb_autoRun;
-    QPushButton* com_login;
-    QPushButton* com_cancle;
+    lvButtons_H* com_login;
+    lvButtons_H* com_cancle;
     QLabel* lbInfo;
 };
 

@@ -10,7 +10,6 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPainter>
-#include <QPushButton>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -25,6 +24,7 @@
 #include "session/qt_transport.h"
 #include "session/startup.h"
 #include "store/store_keys.h"
+#include "widgets/lv_buttons_h.h"
 
 namespace nq::app {
 namespace {
@@ -139,13 +139,13 @@ void Mainform::build() {
 
 void Mainform::connectControls() {
     LoginFrame& f = *loginFrame_;
-    connect(f.com_login, &QPushButton::clicked, this, [this] { session_->comLoginClick(); });
-    connect(f.com_cancle, &QPushButton::clicked, this, [this] { session_->comCancleClick(); });
+    connect(f.com_login, &lvButtons_H::Click, this, [this] { session_->comLoginClick(); });
+    connect(f.com_cancle, &lvButtons_H::Click, this, [this] { session_->comCancleClick(); });
     // clicked, not toggled: the load ticks the boxes from the file, and only a user's click
     // writes the key back.
     connect(f.cb_remPwd, &QCheckBox::clicked, this, [this](bool on) { session_->remPwdClicked(on); });
     connect(f.cb_autoRun, &QCheckBox::clicked, this, [this](bool on) { session_->autoRunClicked(on); });
-    connect(f.txtPassword, &QLineEdit::returnPressed, f.com_login, &QPushButton::click);
+    connect(f.txtPassword, &QLineEdit::returnPressed, f.com_login, &lvButtons_H::click);
 }
 
 void Mainform::connectMenus() {

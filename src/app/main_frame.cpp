@@ -1,13 +1,13 @@
 #include "app/main_frame.h"
 
-#include "app/flat_button.h"
+#include "app/button_looks.h"
+#include "widgets/lv_buttons_h.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPushButton>
 #include <QStackedWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -15,9 +15,10 @@
 namespace nq::app {
 namespace {
 
-QPushButton* subButton(const QString& caption, int index, QWidget* parent) {
-    auto* b = new FlatButton(caption, FlatButton::Kind::Secondary, parent);
+lvButtons_H* subButton(const QString& caption, int index, QWidget* parent) {
+    auto* b = new lvButtons_H(caption, parent);
     b->setObjectName(QString("lvButtons_H1(%1)").arg(index));
+    lookSecondary(*b);
     return b;
 }
 
@@ -30,22 +31,22 @@ QListWidget* contactList(int index, QWidget* parent) {
 
 }  // namespace
 
-MainFrame::MainFrame(QWidget* parent) : QWidget(parent) {
+MainFrame::MainFrame(QWidget* parent) : XPContainer(parent) {
     setObjectName("mainframe");
-    QPalette pal = palette();
-    pal.setColor(QPalette::Window, Qt::white);
-    setPalette(pal);
-    setAutoFillBackground(true);
+    // Edge to edge with the band above and the status strip below: background only.
+    setStyle(Plain);
 
     // Quick find: its search reaches the server, which comes with the search window; until
     // then the row is shown but idle.
     findBox_ = new QLineEdit(this);
     findBox_->setObjectName("Text1");
     findBox_->setPlaceholderText("快速查找");
-    auto* comSerch = new QPushButton("查找", this);
+    auto* comSerch = new lvButtons_H("查找", this);
     comSerch->setObjectName("comSerch");
-    auto* lvdown = new QPushButton("▾", this);
+    lookSecondary(*comSerch);
+    auto* lvdown = new lvButtons_H("▾", this);
     lvdown->setObjectName("lvdown");
+    lookSecondary(*lvdown);
     lvdown->setFixedWidth(24);
     for (QWidget* w :
          {static_cast<QWidget*>(findBox_), static_cast<QWidget*>(comSerch), static_cast<QWidget*>(lvdown)})
@@ -62,9 +63,10 @@ MainFrame::MainFrame(QWidget* parent) : QWidget(parent) {
     tabRow->setContentsMargins(8, 0, 8, 0);
     tabRow->setSpacing(0);
     for (int i = 0; i < 4; ++i) {
-        auto* t = new FlatButton(tabCaptions[static_cast<size_t>(i)], FlatButton::Kind::Tab, this);
+        auto* t = new lvButtons_H(tabCaptions[static_cast<size_t>(i)], this);
         t->setObjectName(QString("Com_tab(%1)").arg(i));
-        connect(t, &QPushButton::clicked, this, [this, i] { showPage(i); });
+        lookTab(*t);
+        connect(t, &lvButtons_H::Click, this, [this, i] { showPage(i); });
         tabs_[static_cast<size_t>(i)] = t;
         tabRow->addWidget(t, 1);
     }
@@ -93,9 +95,8 @@ QWidget* MainFrame::buildFriendsPage() {
     friendLists_ = new QStackedWidget(page);
     for (int i = 0; i < 3; ++i) {
         auto* b = subButton(captions[static_cast<size_t>(i)], i, page);
-        b->setCheckable(true);
-        b->setAutoExclusive(true);
-        connect(b, &QPushButton::clicked, this, [this, i] { showFriendList(i); });
+        b->setMode(lvButtons_H::Option);
+        connect(b, &lvButtons_H::Click, this, [this, i] { showFriendList(i); });
         pageButtons_[static_cast<size_t>(i)] = b;
         row->addWidget(b, 1);
         lists_[static_cast<size_t>(i)] = contactList(i, page);
@@ -170,13 +171,10 @@ void MainFrame::showPage(int page) {
     page_ = page;
     pages_->setCurrentIndex(page);
     for (int i = 0; i < 4; ++i) {
-        FlatButton* t = tabs_[static_cast<size_t>(i)];
+        lvButtons_H* t = tabs_[static_cast<size_t>(i)];
         const bool current = i == page;
-        t->setCurrent(current);
-        // Pure blue for the current page, black for the others, as the page table has it.
-        QPalette pal = t->palette();
-        pal.setColor(QPalette::ButtonText, current ? QColor(0, 0, 255) : QColor(0, 0, 0));
-        t->setPalette(pal);
+        t->setValue(current);
+        t->setForeColor(current ? QColor(0, 0, 255) : QColor(0, 0, 0));
     }
     if (page == Friends) showFriendList(0);
     if (page == Rooms) lists_[3]->clearSelection();
@@ -184,7 +182,7 @@ void MainFrame::showPage(int page) {
 
 void MainFrame::showFriendList(int index) {
     if (index < 0 || index > 2) return;
-    pageButtons_[static_cast<size_t>(index)]->setChecked(true);
+    pageButtons_[static_cast<size_t>(index)]->setValue(true);
     friendLists_->setCurrentIndex(index);
 }
 

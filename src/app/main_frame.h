@@ -4,23 +4,22 @@
 // the lists MyList(0..3) and the tree MyTree, and the quick find row. The lists are plain
 // until the contact views move in; page switching already follows the page table.
 
-#include <QWidget>
 #include <array>
+
+#include "widgets/xp_container.h"
 
 class QLineEdit;
 class QListWidget;
-class QPushButton;
 class QStackedWidget;
 class QTreeWidget;
-class QLabel;
 
-namespace nq::app {
-class FlatButton;
+namespace nq {
+class lvButtons_H;
 }
 
 namespace nq::app {
 
-class MainFrame : public QWidget {
+class MainFrame : public XPContainer {
     Q_OBJECT
   public:
     enum Page { Friends = 0, Groups = 1, Rooms = 2, Partner = 3 };
@@ -39,7 +38,7 @@ class MainFrame : public QWidget {
 
     QListWidget* list(int index) const { return lists_.at(static_cast<size_t>(index)); }
     QTreeWidget* tree() const { return tree_; }
-    FlatButton* tab(int index) const { return tabs_.at(static_cast<size_t>(index)); }
+    lvButtons_H* tab(int index) const { return tabs_.at(static_cast<size_t>(index)); }
 
   private:
     QWidget* buildFriendsPage();
@@ -47,8 +46,8 @@ class MainFrame : public QWidget {
     QWidget* buildRoomsPage();
     QWidget* buildPartnerPage();
 
-    std::array<FlatButton*, 4> tabs_{};
-    std::array<QPushButton*, 7> pageButtons_{};
+    std::array<lvButtons_H*, 4> tabs_{};
+    std::array<lvButtons_H*, 7> pageButtons_{};
     std::array<QListWidget*, 4> lists_{};
     QTreeWidget* tree_ = nullptr;
     QStackedWidget* pages_ = nullptr;

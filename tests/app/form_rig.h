@@ -4,7 +4,6 @@
 // test (support/session_harness.h).
 
 #include <QApplication>
-#include <QPushButton>
 #include <functional>
 #include <memory>
 #include <string>
@@ -15,6 +14,7 @@
 #include "app/main_form.h"
 #include "store/store_keys.h"
 #include "support/session_harness.h"
+#include "widgets/lv_buttons_h.h"
 
 namespace nq::test {
 

@@ -10,7 +10,6 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include "app/flat_button.h"
 #include "app/main_frame.h"
 #include "form_rig.h"
 
@@ -131,6 +130,8 @@ TEST(MainformFrames, RosterSwapsTheFramesAndLogoutClearsFriendsBlacklistAndTree)
 
     mf.tab(2)->click();
     EXPECT_EQ(mf.currentPage(), app::MainFrame::Rooms);
+    for (int i = 0; i < 4; ++i)  // the current page's caption pure blue, the others black
+        EXPECT_EQ(mf.tab(i)->foreColor(), i == 2 ? QColor(0, 0, 255) : QColor(Qt::black)) << i;
     mf.showFriendList(1);
     mf.tab(0)->click();
     EXPECT_EQ(mf.currentFriendList(), 0) << "the friends page opens on the friend list";
