@@ -47,7 +47,8 @@ void play(lvButtons_H& b, const std::string& script) {
             at = c == 'm' ? b.rect().center() : QPoint(600, 500);
             QCursor::setPos(b.mapToGlobal(at));
             QTest::mouseMove(&b, at);
-            if (c == 'o') QTest::qWait(3 * lvButtons_H::kHoverPollMs);
+            // The poll ends the hover; a busy machine may run it late, so wait for it, not a time.
+            if (c == 'o') (void)QTest::qWaitFor([&] { return !(b.state() & kOver); }, 2000);
         } else if (c == 'p') {
             QTest::mousePress(&b, Qt::LeftButton, {}, at);
         } else if (c == 'r') {
