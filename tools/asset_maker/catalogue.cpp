@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include "asset_maker/heads.h"
 #include "asset_maker/pictures.h"
 #include "asset_maker/sounds.h"
 #include "asset_maker/wav_writer.h"
@@ -31,21 +32,43 @@ QByteArray png(const QImage& picture) {
     return out;
 }
 
+QByteArray jpeg(const QImage& picture) {
+    QImage img = picture.convertToFormat(QImage::Format_RGB32);
+    img.setDotsPerMeterX(3780);
+    img.setDotsPerMeterY(3780);
+    QByteArray out;
+    QBuffer buf(&out);
+    buf.open(QIODevice::WriteOnly);
+    img.save(&buf, "JPG", kJpegQuality);
+    return out;
+}
+
 const std::vector<Asset>& catalogue() {
-    static const std::vector<Asset> kAll = {
-        {"image/nqchat16.png", [] { return png(chatIcon(16)); }},
-        {"image/nqchat32.png", [] { return png(chatIcon(32)); }},
-        {"image/offline16.png", [] { return png(greyed(chatIcon(16))); }},
-        {"image/offline32.png", [] { return png(greyed(chatIcon(32))); }},
-        {"sound/online.wav", [] { return wav(onlineChime()); }},
-        {"sound/SysMsg.wav", [] { return wav(systemMessageTone()); }},
-    };
+    static const std::vector<Asset> kAll = [] {
+        std::vector<Asset> all = {
+            {"image/nqchat16.png", [] { return png(chatIcon(16)); }},
+            {"image/nqchat32.png", [] { return png(chatIcon(32)); }},
+            {"image/offline16.png", [] { return png(greyed(chatIcon(16))); }},
+            {"image/offline32.png", [] { return png(greyed(chatIcon(32))); }},
+            {"sound/online.wav", [] { return wav(onlineChime()); }},
+            {"sound/SysMsg.wav", [] { return wav(systemMessageTone()); }},
+            {"sound/message.wav", [] { return wav(messageTone()); }},
+            {"sound/GroupShift.wav", [] { return wav(groupShiftSound()); }},
+            {"image/heads.png", [] { return png(headStrip(32)); }},
+            {"image/heads16.png", [] { return png(headStrip(16)); }},
+        };
+        // The chat window's large heads are named by head index - 1.
+        for (int i = 1; i <= kPeople; ++i)
+            all.push_back({"image/" + std::to_string(i - 1) + ".jpg",
+                           [i] { return jpeg(largeHead(i, kLargeHeadPx)); }});
+        return all;
+    }();
     return kAll;
 }
 
 bool writeAll(const QString& outDir, QString* error) {
     for (const Asset& a : catalogue()) {
-        const QString path = QDir(outDir).filePath(QString::fromUtf8(a.path));
+        const QString path = QDir(outDir).filePath(QString::fromStdString(a.path));
         const QByteArray bytes = a.make();
         QSaveFile f(path);
         if (bytes.isEmpty() || !QDir().mkpath(QFileInfo(path).path()) || !f.open(QIODevice::WriteOnly) ||

@@ -15,6 +15,6 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "nq_asset_maker: %s\n", qPrintable(error));
         return 1;
     }
-    for (const auto& a : nq::assets::catalogue()) std::printf("%s/%s\n", argv[1], a.path);
+    for (const auto& a : nq::assets::catalogue()) std::printf("%s/%s\n", argv[1], a.path.c_str());
     return 0;
 }

@@ -14,4 +14,10 @@ std::vector<int16_t> onlineChime();
 // A system message: one soft tone, about 0.4 s.
 std::vector<int16_t> systemMessageTone();
 
+// A message arrived: two quick falling wooden notes, about 0.4 s.
+std::vector<int16_t> messageTone();
+
+// A group opens or closes in the tree: a soft tick over a breath of noise, 0.15 s.
+std::vector<int16_t> groupShiftSound();
+
 }  // namespace nq::assets
