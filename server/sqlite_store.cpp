@@ -472,7 +472,7 @@ std::vector<Contact> SqliteStore::groupMembers(int64_t groupId) {
     std::vector<Contact> out;
     auto& s = prepare(
         "SELECT a.name, a.nick, a.head FROM group_members m JOIN accounts a ON a.name = m.member "
-        "WHERE m.group_id = ? ORDER BY m.role != 'creator', m.rowid");
+        "WHERE m.group_id = ? ORDER BY m.rowid");
     s.integer(1, groupId);
     while (s.step()) out.push_back({s.columnGbk(0), s.columnGbk(1), s.columnGbk(2)});
     return out;

@@ -103,10 +103,10 @@ TEST_F(ChatTest, MemberRostersGoToMembersInFramesTheClientReads) {
 
 TEST_F(ChatTest, FriendAndBlacklistOperationsAnswerWithTheNameAsked) {
     enter(bob, "bob");
-    // erin is offline: accepted; the client asks for her profile at once, and is told
-    // afterwards that she is not online.
+    // erin is offline: accepted, the answer naming her account whatever the request named; the
+    // client asks for her profile at once, and is told afterwards that she is not online.
     size_t had = inbox(bob).size();
-    say(bob, kind::kAddFriend, 0, {"erin"});
+    say(bob, kind::kAddFriend, 0, {g("艾琳")});
     say(bob, kind::kProfile, code::kProfileAfterAdd, {"erin"});
     advance(2s);
     const auto after = shown(inbox(bob), had);

@@ -164,5 +164,26 @@ TEST(Nqserver, TheAdminCommandWorksBesideARunningServer) {
     }
 }
 
+// A group made beside the running server reaches its members: in the roster of the next login,
+// in presence between members who are not friends, and in the member roster.
+TEST(Nqserver, AGroupMadeBesideARunningServerReachesItsMembers) {
+    const std::string address = claimLoopbackAddress();
+    ServerProcess s(address, {"--session-timeout", "30"});
+    ASSERT_EQ(s.admin({"group", "add", "夜猫子", "erin", "dave"}).status, 0);
+    Client erin(address), dave(address);
+    erin.login(s.chat(), "erin");
+    erin.send(kind::kFriendRoster);
+    EXPECT_EQ(erin.waitFor(kind::kGroupRoster).fields,
+              (std::vector<Bytes>{"1", g("周末棋友会"), "alice", "2", g("夜猫子"), "erin"}));
+    dave.enter(s.chat(), "dave");
+    EXPECT_EQ(erin.waitFor(kind::kPresence).fields, std::vector<Bytes>{"dave"});
+    erin.send(kind::kMemberRoster, {g("夜猫子")});
+    for (uint16_t c : {code::kRosterList, code::kRosterOnline}) {
+        const Received r = erin.waitFor(kind::kMemberRoster);
+        EXPECT_EQ(r.header.code, c);
+        EXPECT_EQ(r.fields, (std::vector<Bytes>{g("夜猫子"), "erin", "w1", "dave", "m5"}));
+    }
+}
+
 }  // namespace
 }  // namespace nq::test

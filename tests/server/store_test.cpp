@@ -3,6 +3,8 @@
 
 #include "server/sqlite_store.h"
 
+#include "server/sqlite_schema.h"
+
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -63,6 +65,36 @@ TEST_F(SqliteStoreTest, ADatabaseOfANewerSchemaIsRefused) {
     } catch (const StoreError& e) {
         EXPECT_NE(std::string(e.what()).find("newer"), std::string::npos);
     }
+}
+
+// A database of the version before groups gains them and keeps what it held.
+TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
+    const std::string path = dir_.file("v5.db");
+    sqlite3* db = nullptr;
+    sqlite3_open(path.c_str(), &db);
+    for (int v = 0; v < 5; ++v)
+        ASSERT_EQ(sqlite3_exec(db, kSchemaSteps[v], nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_exec(
+        db,
+        "INSERT INTO accounts (name, digest, nick, head, created_at) VALUES ('alice', 'x', 'a', 'm1', 0), "
+        "('bob', 'x', 'b', 'm2', 0), ('carol', 'x', 'c', 'w3', 0); "
+        "INSERT INTO friends VALUES ('alice', 'bob'); PRAGMA user_version=5",
+        nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    SqliteStore upgraded(path);
+    EXPECT_EQ(upgraded.schemaVersion(), 6);
+    EXPECT_EQ(upgraded.friends("alice")[0].nick, "b");
+    const int64_t chess = upgraded.createGroup({0, "chess", "alice", ""});
+    const int64_t go = upgraded.createGroup({0, "go", "bob", ""});
+    EXPECT_THROW(upgraded.createGroup({0, "go", "carol", ""}), StoreError);
+    for (auto [group, member] : {std::pair{chess, "bob"}, {chess, "carol"}, {go, "alice"}})
+        EXPECT_TRUE(upgraded.addMember(group, member));
+    EXPECT_FALSE(upgraded.addMember(go, "alice"));
+    auto others = upgraded.coMembers("bob");  // alice shares both groups with him
+    std::sort(others.begin(), others.end());
+    EXPECT_EQ(others, (std::vector<Bytes>{"alice", "carol"}));
+    EXPECT_EQ(upgraded.groupsOf("alice")[1].name, "go");
+    EXPECT_EQ(upgraded.groupMembers(go)[0].account, "bob");
 }
 
 // A batch keeps what it can: a write that fails is undone alone, and a disk that fills takes the
