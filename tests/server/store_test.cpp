@@ -77,24 +77,17 @@ TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
     sqlite3_exec(
         db,
         "INSERT INTO accounts (name, digest, nick, head, created_at) VALUES ('alice', 'x', 'a', 'm1', 0), "
-        "('bob', 'x', 'b', 'm2', 0), ('carol', 'x', 'c', 'w3', 0); "
-        "INSERT INTO friends VALUES ('alice', 'bob'); PRAGMA user_version=5",
+        "('bob', 'x', 'b', 'm2', 0); INSERT INTO friends VALUES ('alice', 'bob'); PRAGMA user_version=5",
         nullptr, nullptr, nullptr);
     sqlite3_close(db);
     SqliteStore upgraded(path);
     EXPECT_EQ(upgraded.schemaVersion(), 6);
     EXPECT_EQ(upgraded.friends("alice")[0].nick, "b");
     const int64_t chess = upgraded.createGroup({0, "chess", "alice", ""});
-    const int64_t go = upgraded.createGroup({0, "go", "bob", ""});
-    EXPECT_THROW(upgraded.createGroup({0, "go", "carol", ""}), StoreError);
-    for (auto [group, member] : {std::pair{chess, "bob"}, {chess, "carol"}, {go, "alice"}})
-        EXPECT_TRUE(upgraded.addMember(group, member));
-    EXPECT_FALSE(upgraded.addMember(go, "alice"));
-    auto others = upgraded.coMembers("bob");  // alice shares both groups with him
-    std::sort(others.begin(), others.end());
-    EXPECT_EQ(others, (std::vector<Bytes>{"alice", "carol"}));
-    EXPECT_EQ(upgraded.groupsOf("alice")[1].name, "go");
-    EXPECT_EQ(upgraded.groupMembers(go)[0].account, "bob");
+    EXPECT_TRUE(upgraded.addMember(chess, "bob"));
+    EXPECT_FALSE(upgraded.addMember(chess, "bob"));
+    upgraded.addMember(upgraded.createGroup({0, "go", "bob", ""}), "alice");
+    EXPECT_EQ(upgraded.coMembers("bob"), std::vector<Bytes>{"alice"});  // in both his groups, once
 }
 
 // A batch keeps what it can: a write that fails is undone alone, and a disk that fills takes the
