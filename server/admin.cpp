@@ -1,7 +1,7 @@
 #include "server/admin.h"
 
 #include <algorithm>
-#include <climits>
+#include <cstdint>
 #include <ctime>
 #include <type_traits>
 
