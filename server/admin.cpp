@@ -1,5 +1,7 @@
 #include "server/admin.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <ctime>
 #include <type_traits>
 
@@ -43,6 +45,9 @@ void createAccount(Store& store, Account a) {
         throw UsageError("nick " + gbk::toUtf8(a.nick) + " is the account of somebody else");
     if (auto other = store.accountByNick(a.name); other && other->name != a.name)
         throw UsageError("account " + gbk::toUtf8(a.name) + " is the nick of " + gbk::toUtf8(other->name));
+    // The client keeps people and groups in the same sections and the same tree, by name.
+    for (const Bytes* n : {&a.name, &a.nick})
+        if (store.group(*n)) throw UsageError(gbk::toUtf8(*n) + " is the name of a group");
     store.createAccount(a);
 }
 
@@ -116,6 +121,63 @@ void notice(Store& store, const SendNotice& n, std::ostream& out) {
             << " sessions will show it within a second\n";
 }
 
+// The longest an introduction may be, in GBK bytes: the card that shows it carries eight more
+// fields in one frame, and the client keeps it as one line of an INI file.
+constexpr size_t kMaxIntroBytes = 400;
+
+// Whether one more group still lets the person's group roster fit one frame. The new group's
+// number is not known yet: it is taken as long as any.
+bool groupRosterHasRoom(Store& store, const Bytes& person, const Group& more) {
+    size_t size = groupEntrySize({INT64_MAX, more.name, more.creator, {}});
+    for (const Group& g : store.groupsOf(person)) size += groupEntrySize(g);
+    return size <= kMaxBody;
+}
+
+void groupAdd(Store& store, const GroupAdd& c, std::ostream& out) {
+    Group group;
+    group.name = gbkOf(c.name, "group name");
+    if (auto p = groupNameProblem(group.name)) throw UsageError(*p);
+    if (store.account(group.name) || store.accountByNick(group.name))
+        throw UsageError(c.name + " is the account or nick of somebody");
+    if (store.group(group.name)) throw UsageError("group " + c.name + " exists already");
+    group.intro = gbkOf(c.intro, "introduction");
+    if (group.intro.size() > kMaxIntroBytes)
+        throw UsageError("the introduction is longer than " + std::to_string(kMaxIntroBytes) +
+                         " bytes in GBK");
+    if (std::any_of(group.intro.begin(), group.intro.end(),
+                    [](char ch) { return static_cast<unsigned char>(ch) < 0x20 || ch == 0x7F; }))
+        throw UsageError("the introduction holds a line break or another control character");
+
+    std::vector<Account> people = {existing(store, c.creator)};
+    group.creator = people[0].name;
+    for (const std::string& m : c.members) {
+        Account a = existing(store, m);
+        if (std::any_of(people.begin(), people.end(), [&](const Account& p) { return p.name == a.name; }))
+            throw UsageError(m + " is named twice");
+        people.push_back(std::move(a));
+    }
+    if (people.size() > kMaxGroupMembers)
+        throw UsageError("a group holds " + std::to_string(kMaxGroupMembers) +
+                         " people at most, creator included");
+    for (const Account& p : people)
+        if (!groupRosterHasRoom(store, p.name, group))
+            throw UsageError("the groups of " + gbk::toUtf8(p.name) + " fill their roster frame");
+
+    group.id = store.createGroup(group);
+    for (size_t i = 1; i < people.size(); ++i) store.addMember(group.id, people[i].name);
+    out << "created group " << group.id << " " << c.name << " of " << c.creator << " with " << people.size()
+        << (people.size() == 1 ? " member\n" : " members\n");
+}
+
+void groupList(Store& store, std::ostream& out) {
+    const auto all = store.groups();
+    out << "number\tname\tcreator\tmembers\n";
+    for (const Group& g : all)
+        out << g.id << '\t' << gbk::toUtf8(g.name) << '\t' << gbk::toUtf8(g.creator) << '\t'
+            << store.groupMembers(g.id).size() << '\n';
+    out << all.size() << (all.size() == 1 ? " group\n" : " groups\n");
+}
+
 struct DemoProfile {
     const char* signature;
     int sex;
@@ -166,6 +228,13 @@ void demo(Store& store, std::ostream& out) {
         befriend(store, existing(store, x), existing(store, y));
         out << x << " and " << y << " are friends\n";
     }
+    if (store.group(gbkOf(kDemoGroup.name, "group name"))) {
+        out << kDemoGroup.name << " exists, kept as it is\n";
+    } else {
+        GroupAdd group{kDemoGroup.name, kDemoGroup.creator, {}, kDemoGroup.intro};
+        for (const char* m : kDemoGroup.members) group.members.emplace_back(m);
+        groupAdd(store, group, out);
+    }
     out << "demo accounts ready; every password is " << kDemoPassword << "\n";
 }
 
@@ -191,6 +260,10 @@ void runAdmin(Store& store, const Command& command, std::ostream& out) {
                 out << c.first << " and " << c.second << " are friends\n";
             } else if constexpr (std::is_same_v<T, SendNotice>) {
                 notice(store, c, out);
+            } else if constexpr (std::is_same_v<T, GroupAdd>) {
+                groupAdd(store, c, out);
+            } else if constexpr (std::is_same_v<T, GroupList>) {
+                groupList(store, out);
             } else if constexpr (std::is_same_v<T, Demo>) {
                 demo(store, out);
             } else {

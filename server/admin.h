@@ -1,5 +1,5 @@
 #pragma once
-// The admin commands: accounts, friendships, notices and the demo accounts. They work on the
+// The admin commands: accounts, friendships, groups, notices and the demo accounts. They work on the
 // store directly, so they run while a server runs on the same database.
 
 #include <ostream>
@@ -24,5 +24,14 @@ inline constexpr DemoAccount kDemoAccounts[] = {
     {"dave", "戴夫", "m5"},    {"erin", "艾琳", "w1"},
 };
 inline constexpr const char* kDemoPassword = "123456";
+// A group that brings together friends and people who are not: erin is nobody's friend.
+struct DemoGroup {
+    const char* name;
+    const char* creator;
+    const char* members[3];
+    const char* intro;
+};
+inline constexpr DemoGroup kDemoGroup = {
+    "周末棋友会", "alice", {"bob", "carol", "erin"}, "周末一起下棋，欢迎新朋友。"};
 
 }  // namespace nq::server

@@ -31,7 +31,11 @@ void ChatService::onRosters(Session& s, const FrameHeader&, FieldReader&) {
     for (const Contact& c : blacklist) s.blacklist.insert(c.account);
     if (!blacklist.empty()) sendTo(s, kind::kBlacklistRoster, code::kRosterList, blacklistRoster(blacklist));
 
-    sendTo(s, kind::kGroupRoster, code::kRosterEmpty, {}, kTrigger);  // no groups yet
+    const std::vector<Group> groups = store_.groupsOf(s.account);
+    if (groups.empty())
+        sendTo(s, kind::kGroupRoster, code::kRosterEmpty, {}, kTrigger);
+    else
+        sendTo(s, kind::kGroupRoster, code::kRosterList, groupRoster(groups), kTrigger);
 
     if (!friends.empty()) {
         std::vector<Contact> online;
@@ -43,9 +47,15 @@ void ChatService::onRosters(Session& s, const FrameHeader&, FieldReader&) {
 }
 
 void ChatService::onProfile(Session& s, const FrameHeader& h, FieldReader& fields) {
-    if (h.code == code::kProfileAfterAdd) peerAt(s.endpoint).pacer.triggerAnswered(now_);
     const auto target = fields.next();
     if (!target) return dropShort(s, h);
+    // The user's own profile views ask with the same code; only the request naming a friend
+    // just accepted proves that the acceptance was read.
+    if (auto it = std::find(s.profilesAwaited.begin(), s.profilesAwaited.end(), *target);
+        h.code == code::kProfileAfterAdd && it != s.profilesAwaited.end()) {
+        s.profilesAwaited.erase(s.profilesAwaited.begin(), it + 1);
+        peerAt(s.endpoint).pacer.triggerAnswered(now_);
+    }
     // A refresh of the own profile names a nick (the client falls back to the caption it
     // shows); the others an account.
     auto account = resolve(*target, h.code == code::kProfileRefreshOwn);
@@ -88,7 +98,10 @@ void ChatService::onAddFriend(Session& s, const FrameHeader& h, FieldReader& fie
         s.blacklist.erase(account->name);
     }
     // The client answers this at once with a profile request for the new friend.
-    sendTo(s, kind::kAddFriend, code::kDone, joinFields({s.account, account->name}), kTrigger);
+    if (sendTo(s, kind::kAddFriend, code::kDone, joinFields({s.account, account->name}), kTrigger)) {
+        if (s.profilesAwaited.size() == kProfilesAwaitedMax) s.profilesAwaited.pop_front();
+        s.profilesAwaited.push_back(account->name);
+    }
     if (!byAccount_.count(account->name)) s.offlineCorrections.insert(account->name);
 }
 

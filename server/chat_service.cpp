@@ -75,6 +75,7 @@ const FrameTable<ChatService::Handler>& ChatService::handlers() {
             .on(kind::kAfterRosters, &ChatService::onAfterRosters)
             .on(kind::kProfile, &ChatService::onProfile)
             .on(kind::kFriendRoster, &ChatService::onRosters)
+            .on(kind::kMemberRoster, &ChatService::onMemberRoster)
             .on(kind::kAddFriend, &ChatService::onAddFriend)
             .on(kind::kDeleteFriend, &ChatService::onDeleteFriend)
             .on(kind::kAddToBlacklist, &ChatService::onAddToBlacklist)

@@ -1,17 +1,19 @@
 #pragma once
-// The chat server: sessions, rosters, presence, one-to-one messages and the friend and
-// blacklist operations. It knows nothing of sockets: datagrams come in through onDatagram and
-// leave through output(), and time is passed in, so that tests can drive it by hand.
+// The chat server: sessions, rosters, presence, one-to-one messages, the friend and blacklist
+// operations and the members of groups. It knows nothing of sockets: datagrams come in through
+// onDatagram and leave through output(), and time is passed in, so that tests can drive it by hand.
 //
 // Where each part lives:
 //   chat_service.cpp   frames in (the table of handlers by frame kind), timers, stop and restart
 //   chat_sessions.cpp  login, logout, keep-alive, the end of a session, presence announcements
 //   chat_relay.cpp     one-to-one messages, live and waiting in the store
 //   chat_contacts.cpp  rosters, profiles, friends and the blacklist
+//   chat_groups.cpp    the members of a group
 //   chat_output.cpp    frames out, through each client's pacer
 //   chat_bus.h         what chat servers sharing a database tell each other, and load reports
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -97,7 +99,12 @@ class ChatService {
         int64_t lastWaitingId = 0;            // highest stored message queued for this session
         std::unordered_set<Bytes> blacklist;  // accounts whose messages are refused
         std::unordered_set<Bytes> offlineCorrections;  // friends added while away, see addFriend
+        // Friends accepted whose profile request has not come yet, oldest first: that request
+        // answers the acceptance (see onProfile).
+        std::deque<Bytes> profilesAwaited;
     };
+    // More acceptances than this unanswered were lost on the way, or come from no client.
+    static constexpr size_t kProfilesAwaitedMax = 16;
 
     struct Peer {
         explicit Peer(const PacingConfig& c) : pacer(c) {}
@@ -144,6 +151,9 @@ class ChatService {
     void onRemoveFromBlacklist(Session& s, const FrameHeader& h, FieldReader& fields);
     // An account named by its account, else by its nick: how the client names people.
     std::optional<Account> resolve(std::string_view name, bool nickFirst = false);
+
+    // chat_groups.cpp
+    void onMemberRoster(Session& s, const FrameHeader& h, FieldReader& fields);
 
     // chat_output.cpp
     // False when the frame was not queued: the client holds all it may (see PacingConfig).

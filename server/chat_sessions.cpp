@@ -194,12 +194,18 @@ void ChatService::keepUnsent(const Session& s) {
     blocked_.erase(s.endpoint);
 }
 
-// Tells every online user who lists the account that it came (kOnline) or went (kOffline).
+// Tells every online user who lists the account, or shares a group with it, that it came
+// (kOnline) or went (kOffline). Once each: a friend who is a co-member too, or shares several
+// groups, is one user, and a second report would only be a frame more for his ring.
 void ChatService::announce(const Bytes& account, uint16_t presenceCode) {
     const Bytes body = joinFields({account});
-    for (const Bytes& owner : store_.ownersListing(account)) {
-        auto it = byAccount_.find(owner);
-        if (it != byAccount_.end()) sendTo(sessions_.at(it->second), kind::kPresence, presenceCode, body);
+    std::unordered_set<Bytes> told;
+    for (const auto& people : {store_.ownersListing(account), store_.coMembers(account)}) {
+        for (const Bytes& person : people) {
+            auto it = byAccount_.find(person);
+            if (it != byAccount_.end() && told.insert(person).second)
+                sendTo(sessions_.at(it->second), kind::kPresence, presenceCode, body);
+        }
     }
 }
 

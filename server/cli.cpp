@@ -89,6 +89,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"level", required_argument, nullptr, 0},
                            {"coins", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
+                           {"intro", required_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
 constexpr int kFirstServeOption = 2, kLastServeOption = 29;  // address .. take-over
@@ -238,6 +239,11 @@ class Words {
         if (i_ >= words_.size()) throw UsageError("missing " + std::string(what) + " for " + command_);
         return words_[i_++];
     }
+    std::vector<std::string> rest() {
+        std::vector<std::string> out(words_.begin() + static_cast<std::ptrdiff_t>(i_), words_.end());
+        i_ = words_.size();
+        return out;
+    }
     void end() const {
         if (i_ < words_.size()) throw UsageError("unexpected \"" + words_[i_] + "\" after " + command_);
     }
@@ -340,6 +346,25 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
         n.text = w.take("TEXT");
         w.end();
         line.command = n;
+    } else if (command == "group") {
+        const std::string sub = p.words.size() > 1 ? p.words[1] : "";
+        Words w(p.words, 2, "group " + sub);
+        if (sub == "add") {
+            only(options, "group add", {"intro"});
+            GroupAdd a;
+            a.name = w.take("NAME");
+            a.creator = w.take("CREATOR");
+            a.members = w.rest();
+            for (const Given& g : options) a.intro = g.value;
+            line.command = a;
+        } else if (sub == "list") {
+            only(options, "group list", {});
+            w.end();
+            line.command = GroupList{};
+        } else {
+            throw UsageError(sub.empty() ? "group wants add or list"
+                                         : "group wants add or list, not \"" + sub + "\"");
+        }
     } else if (command == "demo") {
         only(options, "demo", {});
         Words(p.words, 1, "demo").end();
@@ -405,8 +430,13 @@ Commands:
   friend NAME1 NAME2        make two users friends of each other
   notice --box|--toast TEXT send a system notice to everyone online (reaches running
                             servers through the database within a second)
+  group add NAME CREATOR [MEMBER...] [--intro TEXT]
+                            create a group with its creator and members (200 at most; each
+                            member's groups must fit one roster frame)
+  group list                groups with number, creator and number of members
   demo                      create the demo accounts alice, bob, carol, dave and erin
-                            (password 123456) and their friendships
+                            (password 123456), their friendships and the group 周末棋友会
+                            of alice, bob, carol and erin
 
 Exit status: 0 done, 1 failure at run time, 2 bad command line or input.
 )";

@@ -65,11 +65,18 @@ struct SendNotice {
     bool box = false;
     std::string text;
 };
+struct GroupAdd {
+    std::string name;
+    std::string creator;
+    std::vector<std::string> members;  // besides the creator
+    std::string intro;
+};
+struct GroupList {};
 struct Demo {};
 struct ShowHelp {};
 
-using Command =
-    std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, Demo, ShowHelp>;
+using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
+                             GroupList, Demo, ShowHelp>;
 
 struct CommandLine {
     std::string db = "nqserver.db";

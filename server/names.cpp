@@ -20,11 +20,11 @@ bool endsWith(std::string_view text, std::string_view tail) {
 }
 
 // Rules that accounts and nicks share.
-std::optional<std::string> commonProblem(std::string_view name, std::string_view what) {
+std::optional<std::string> commonProblem(std::string_view name, std::string_view what,
+                                         size_t maxBytes = kMaxNameBytes) {
     const std::string w(what);
     if (name.empty()) return w + " is empty";
-    if (name.size() > kMaxNameBytes)
-        return w + " is longer than " + std::to_string(kMaxNameBytes) + " bytes in GBK";
+    if (name.size() > maxBytes) return w + " is longer than " + std::to_string(maxBytes) + " bytes in GBK";
     if (name.front() == ' ' || name.back() == ' ') return w + " begins or ends with a space";
     for (size_t i = 0; i < name.size(); ++i) {
         const auto c = static_cast<unsigned char>(name[i]);
@@ -57,6 +57,14 @@ std::optional<std::string> accountProblem(std::string_view account) {
 
 std::optional<std::string> nickProblem(std::string_view nick) {
     return commonProblem(nick, "nick");
+}
+
+std::optional<std::string> groupNameProblem(std::string_view name) {
+    size_t chars = 0;
+    for (size_t i = 0; i < name.size(); i += static_cast<unsigned char>(name[i]) >= 0x80 ? 2 : 1) ++chars;
+    if (chars > kMaxGroupNameChars)
+        return "group name is longer than " + std::to_string(kMaxGroupNameChars) + " characters";
+    return commonProblem(name, "group name", 2 * kMaxGroupNameChars);
 }
 
 bool isHeadCode(std::string_view code) {

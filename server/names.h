@@ -12,10 +12,15 @@
 namespace nq::server {
 
 inline constexpr size_t kMaxNameBytes = 24;  // GBK bytes, for accounts and nicks alike
+// The client's group form takes 24 characters, Chinese ones two bytes each in GBK.
+inline constexpr size_t kMaxGroupNameChars = 24;
 
 // Each returns why the name is refused, or nothing when it may be used. Names are GBK.
 std::optional<std::string> accountProblem(std::string_view account);
 std::optional<std::string> nickProblem(std::string_view nick);
+// A group name becomes an INI section name too, in the same files as people's names; that it
+// is nobody's account or nick is for the caller to check.
+std::optional<std::string> groupNameProblem(std::string_view name);
 
 // m0..m9 and w1..w10: the client maps these onto its twenty head pictures.
 bool isHeadCode(std::string_view code);

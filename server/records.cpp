@@ -63,6 +63,33 @@ Bytes blacklistRoster(std::span<const Contact> entries) {
     return roster(entries, blacklistFields);
 }
 
+size_t groupEntrySize(const Group& group) {
+    return std::to_string(group.id).size() + group.name.size() + group.creator.size() + 3;
+}
+
+Bytes groupRoster(std::span<const Group> groups) {
+    Bytes body;
+    for (const Group& group : groups) {
+        if (body.size() + groupEntrySize(group) > kMaxBody) break;
+        appendField(body, std::to_string(group.id));
+        appendField(body, group.name);
+        appendField(body, group.creator);
+    }
+    return body;
+}
+
+std::vector<Bytes> memberRosters(std::string_view group, std::span<const Contact> members) {
+    std::vector<Bytes> frames;
+    const Bytes head = joinFields({group});
+    for (const Contact& c : members) {
+        if (frames.empty() || frames.back().size() + entrySize(c, onlineFields) > kMaxBody)
+            frames.push_back(head);
+        appendField(frames.back(), c.account);
+        appendField(frames.back(), c.head);
+    }
+    return frames;
+}
+
 Bytes profileRecord(const Account& a) {
     std::array<std::string_view, 25> fields;
     const std::string level = std::to_string(a.level);

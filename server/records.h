@@ -4,6 +4,7 @@
 
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "server/store.h"
 #include "wire/gbk.h"
@@ -24,6 +25,20 @@ Bytes friendRoster(std::span<const Contact> friends);
 Bytes onlineRoster(std::span<const Contact> online);
 // (3,6) code 1: pairs nick, head code.
 Bytes blacklistRoster(std::span<const Contact> entries);
+
+// People in one group at most, its creator included. A member roster of that many takes 7
+// frames at worst (the longest names), twice over with the members online: what one request
+// may cost the client's ring and the server's pacing.
+inline constexpr size_t kMaxGroupMembers = 200;
+
+// Bytes one group takes in the (3,5) group roster: number, name, creator, three NULs.
+size_t groupEntrySize(const Group& group);
+// (3,5) code 1: bare triples group number, group name, creator. Stops before the entry that
+// would not fit.
+Bytes groupRoster(std::span<const Group> groups);
+// (3,7) code 1 with all members, or code 3 with those online: each frame the group name, then
+// pairs member account, head code; as many frames as the members take, none for nobody.
+std::vector<Bytes> memberRosters(std::string_view group, std::span<const Contact> members);
 
 // (3,1) code 1: the 25 fields of a person. Field 1 is exactly the account; the free texts are
 // shortened, longest first, when the whole would not fit one frame.

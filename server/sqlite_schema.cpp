@@ -2,7 +2,7 @@
 
 namespace nq::server {
 
-const std::array<const char*, 5> kSchemaSteps = {
+const std::array<const char*, 6> kSchemaSteps = {
     R"sql(
     CREATE TABLE accounts (
         name TEXT PRIMARY KEY,
@@ -110,6 +110,33 @@ const std::array<const char*, 5> kSchemaSteps = {
     INSERT OR REPLACE INTO server_stops (server, stopped_at)
         SELECT server, MAX(kept_at) FROM kept_sessions GROUP BY server;
     DROP TABLE kept_sessions;
+    )sql",
+    // Groups. The client keys a group by its name alone, in the same files as people, so names
+    // are unique; the number is what searches and the card show. The card's texts and numbers
+    // have their columns from the start. rowid order is roster order: a member's groups in the
+    // order he joined them, a group's members in the order they came, its creator first.
+    R"sql(
+    CREATE TABLE chat_groups (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        name TEXT NOT NULL UNIQUE,
+        creator TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        intro TEXT NOT NULL DEFAULT '',
+        host TEXT NOT NULL DEFAULT '',
+        hostess TEXT NOT NULL DEFAULT '',
+        deputy TEXT NOT NULL DEFAULT '',
+        butler TEXT NOT NULL DEFAULT '',
+        kind INTEGER NOT NULL DEFAULT 0,
+        available INTEGER NOT NULL DEFAULT 1,
+        created_at INTEGER NOT NULL
+    );
+    CREATE TABLE group_members (
+        group_id INTEGER NOT NULL REFERENCES chat_groups(id) ON DELETE CASCADE,
+        member TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        role TEXT NOT NULL CHECK (role IN ('creator', 'member')),
+        joined_at INTEGER NOT NULL,
+        PRIMARY KEY (group_id, member)
+    );
+    CREATE INDEX group_members_by_member ON group_members(member);
     )sql",
 };
 

@@ -6,6 +6,6 @@
 
 namespace nq::server {
 
-extern const std::array<const char*, 5> kSchemaSteps;
+extern const std::array<const char*, 6> kSchemaSteps;
 
 }  // namespace nq::server

@@ -439,6 +439,94 @@ bool SqliteStore::removeFromBlacklist(const Bytes& owner, const Bytes& target) {
     return sqlite3_changes(db_) > 0;
 }
 
+std::vector<Group> SqliteStore::groupsWhere(const char* sql, const Bytes* key) {
+    std::vector<Group> out;
+    auto& s = prepare(sql);
+    if (key) {
+        auto utf8 = utf8Of(*key);
+        if (!utf8) return out;
+        s.text(1, *utf8);
+    }
+    while (s.step()) out.push_back({s.columnInt(0), s.columnGbk(1), s.columnGbk(2), s.columnGbk(3)});
+    return out;
+}
+
+std::optional<Group> SqliteStore::group(const Bytes& name) {
+    auto found = groupsWhere("SELECT id, name, creator, intro FROM chat_groups WHERE name = ?", &name);
+    if (found.empty()) return std::nullopt;
+    return std::move(found.front());
+}
+
+std::vector<Group> SqliteStore::groups() {
+    return groupsWhere("SELECT id, name, creator, intro FROM chat_groups ORDER BY id", nullptr);
+}
+
+std::vector<Group> SqliteStore::groupsOf(const Bytes& member) {
+    return groupsWhere(
+        "SELECT g.id, g.name, g.creator, g.intro FROM group_members m "
+        "JOIN chat_groups g ON g.id = m.group_id WHERE m.member = ? ORDER BY m.rowid",
+        &member);
+}
+
+std::vector<Contact> SqliteStore::groupMembers(int64_t groupId) {
+    std::vector<Contact> out;
+    auto& s = prepare(
+        "SELECT a.name, a.nick, a.head FROM group_members m JOIN accounts a ON a.name = m.member "
+        "WHERE m.group_id = ? ORDER BY m.rowid");
+    s.integer(1, groupId);
+    while (s.step()) out.push_back({s.columnGbk(0), s.columnGbk(1), s.columnGbk(2)});
+    return out;
+}
+
+std::vector<Bytes> SqliteStore::coMembers(const Bytes& account) {
+    std::vector<Bytes> out;
+    auto& s = prepare(
+        "SELECT DISTINCT other.member FROM group_members own JOIN group_members other "
+        "ON other.group_id = own.group_id WHERE own.member = ?1 AND other.member != ?1");
+    s.gbkText(1, account);
+    while (s.step()) out.push_back(s.columnGbk(0));
+    return out;
+}
+
+int64_t SqliteStore::createGroup(const Group& g) {
+    return transaction([&] {
+        const auto now = static_cast<int64_t>(std::time(nullptr));
+        try {
+            prepare("INSERT INTO chat_groups (name, creator, intro, created_at) VALUES (?, ?, ?, ?)")
+                .gbkText(1, g.name)
+                .gbkText(2, g.creator)
+                .gbkText(3, g.intro)
+                .integer(4, now)
+                .run();
+        } catch (const Statement::ConstraintError&) {
+            if (group(g.name)) throw StoreError("group " + gbk::toUtf8(g.name) + " exists already");
+            throw StoreError("no account " + gbk::toUtf8(g.creator));
+        }
+        const int64_t id = sqlite3_last_insert_rowid(db_);
+        prepare("INSERT INTO group_members (group_id, member, role, joined_at) VALUES (?, ?, 'creator', ?)")
+            .integer(1, id)
+            .gbkText(2, g.creator)
+            .integer(3, now)
+            .run();
+        return id;
+    });
+}
+
+bool SqliteStore::addMember(int64_t groupId, const Bytes& member) {
+    try {
+        prepare(
+            "INSERT OR IGNORE INTO group_members (group_id, member, role, joined_at) "
+            "VALUES (?, ?, 'member', ?)")
+            .integer(1, groupId)
+            .gbkText(2, member)
+            .integer(3, static_cast<int64_t>(std::time(nullptr)))
+            .run();
+    } catch (const Statement::ConstraintError&) {
+        throw StoreError("no account " + gbk::toUtf8(member) + " or no group " + std::to_string(groupId));
+    }
+    return sqlite3_changes(db_) > 0;
+}
+
 int64_t SqliteStore::storeMessage(const Bytes& receiver, const Bytes& body) {
     prepare("INSERT INTO waiting_messages (receiver, body, created_at) VALUES (?, ?, ?)")
         .gbkText(1, receiver)

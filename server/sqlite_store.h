@@ -25,7 +25,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 5;
+    static constexpr int kSchemaVersion = 6;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -43,6 +43,14 @@ class SqliteStore : public Store {
     bool isBlacklisted(const Bytes& owner, const Bytes& target) override;
     bool addToBlacklist(const Bytes& owner, const Bytes& target) override;
     bool removeFromBlacklist(const Bytes& owner, const Bytes& target) override;
+
+    std::optional<Group> group(const Bytes& name) override;
+    std::vector<Group> groups() override;
+    std::vector<Group> groupsOf(const Bytes& member) override;
+    std::vector<Contact> groupMembers(int64_t groupId) override;
+    std::vector<Bytes> coMembers(const Bytes& account) override;
+    int64_t createGroup(const Group& group) override;
+    bool addMember(int64_t groupId, const Bytes& member) override;
 
     int64_t storeMessage(const Bytes& receiver, const Bytes& body) override;
     std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId, int limit) override;
@@ -101,6 +109,7 @@ class SqliteStore : public Store {
     auto transaction(Body&& body);
     bool putOnList(const Bytes& owner, const Bytes& other, const char* takeOff, const char* putOn);
     std::optional<Account> accountWhere(const char* sql, const Bytes& key);
+    std::vector<Group> groupsWhere(const char* sql, const Bytes* key);
 
     sqlite3* db_ = nullptr;
     std::string path_;

@@ -51,6 +51,14 @@ struct Contact {
     Bytes head;
 };
 
+// A group as its rosters show it. Members are people as in a roster: account, nick, head.
+struct Group {
+    int64_t id = 0;  // the group number the client shows and searches by
+    Bytes name;
+    Bytes creator;  // an account; he is a member too, the first
+    Bytes intro;
+};
+
 struct WaitingMessage {
     int64_t id = 0;
     Bytes body;  // sender, receiver, text record: the body of the (2,1) frame as it will go out
@@ -133,6 +141,16 @@ class Store {
     // Adding to the blacklist takes the target off the owner's friend list in the same step.
     virtual bool addToBlacklist(const Bytes& owner, const Bytes& target) = 0;
     virtual bool removeFromBlacklist(const Bytes& owner, const Bytes& target) = 0;
+
+    // Groups and their members. A group is made with its creator as its first member.
+    virtual std::optional<Group> group(const Bytes& name) = 0;
+    virtual std::vector<Group> groups() = 0;                         // by number
+    virtual std::vector<Group> groupsOf(const Bytes& member) = 0;    // in the order he joined them
+    virtual std::vector<Contact> groupMembers(int64_t groupId) = 0;  // creator first, then as they came
+    // Everybody who shares a group with account, each once, account himself not.
+    virtual std::vector<Bytes> coMembers(const Bytes& account) = 0;
+    virtual int64_t createGroup(const Group& group) = 0;  // its number; StoreError when the name is taken
+    virtual bool addMember(int64_t groupId, const Bytes& member) = 0;  // false: a member already
 
     // Messages for a receiver who was away, oldest first.
     virtual int64_t storeMessage(const Bytes& receiver, const Bytes& body) = 0;

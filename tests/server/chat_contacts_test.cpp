@@ -4,6 +4,7 @@
 
 #include "chat_fixture.h"
 #include "server/admin.h"
+#include "server/records.h"
 
 namespace nq::server {
 namespace {
@@ -26,40 +27,81 @@ std::vector<Shown> shown(const std::vector<Got>& frames, size_t from = 0) {
     return out;
 }
 
-// The rosters, then presence: whoever lists an account hears it come and go.
+// The rosters, then presence: whoever lists an account or shares a group with it hears it come
+// and go, once. The demo group holds alice, bob, carol and erin.
 TEST_F(ChatTest, RostersComeInTheOrderTheClientNeedsAndPresenceFollows) {
     store().addToBlacklist("alice", "erin");
     enter(bob, "bob");
-    login(alice, "alice");
-    login(erin, "erin");
-    for (const Endpoint& c : {alice, erin}) say(c, kind::kFriendRoster);
+    for (const auto& [c, name] : {std::pair{alice, "alice"}, {erin, "erin"}, {dave, "dave"}}) login(c, name);
+    const size_t aliceIn = inbox(alice).size(), erinIn = inbox(erin).size();
+    for (const Endpoint& c : {alice, erin, dave}) say(c, kind::kFriendRoster);
     advance(2s);
     // Bare triples, no count in front; the client derives the count from the NULs.
-    EXPECT_EQ(shown(inbox(alice), 1),
-              (std::vector<Shown>{{kind::kFriendRoster, code::kRosterList,
-                                   gs({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"})},
-                                  {kind::kBlacklistRoster, code::kRosterList, gs({"艾琳", "w1"})},
-                                  {kind::kGroupRoster, code::kRosterEmpty, {}},
-                                  {kind::kFriendRoster, code::kRosterOnline, gs({"bob", "m2"})}}));
-    EXPECT_EQ(shown(inbox(erin), 1), (std::vector<Shown>{{kind::kFriendRoster, code::kRosterEmpty, {}},
-                                                         {kind::kGroupRoster, code::kRosterEmpty, {}}}));
+    const Shown group{kind::kGroupRoster, code::kRosterList, gs({"1", "周末棋友会", "alice"})};
+    EXPECT_EQ(
+        shown(inbox(alice), aliceIn),
+        (std::vector<Shown>{{kind::kFriendRoster, code::kRosterList,
+                             gs({"bob", "m2", "鲍勃", "carol", "w7", "卡罗尔", "dave", "m5", "戴夫"})},
+                            {kind::kBlacklistRoster, code::kRosterList, gs({"艾琳", "w1"})},
+                            group,
+                            {kind::kFriendRoster, code::kRosterOnline, gs({"bob", "m2", "dave", "m5"})}}));
+    EXPECT_EQ(shown(inbox(erin), erinIn),
+              (std::vector<Shown>{{kind::kFriendRoster, code::kRosterEmpty, {}}, group}));
+    EXPECT_EQ(framesOf(dave, kind::kGroupRoster).at(0).header.code, code::kRosterEmpty);  // in no group
 
-    const size_t aliceHad = inbox(alice).size(), bobHad = inbox(bob).size(), erinHad = inbox(erin).size();
+    const size_t aliceHad = inbox(alice).size(), bobHad = inbox(bob).size(), erinHad = inbox(erin).size(),
+                 daveHad = inbox(dave).size();
     enter(carol, "carol");
     say(carol, kind::kLogout);
-    for (const auto& [who, had] : {std::pair{alice, aliceHad}, {bob, bobHad}})
+    for (const auto& [who, had] : {std::pair{alice, aliceHad}, {bob, bobHad}, {erin, erinHad}})
         EXPECT_EQ(shown(framesOf(who, kind::kPresence, had)),
                   (std::vector<Shown>{{kind::kPresence, code::kOnline, {"carol"}},
                                       {kind::kPresence, code::kOffline, {"carol"}}}));
-    EXPECT_EQ(inbox(erin).size(), erinHad);  // erin lists nobody
+    EXPECT_EQ(inbox(dave).size(), daveHad);  // dave neither lists carol nor shares a group with her
+}
+
+// A member roster for members only: all of them with their heads, then those online, as many
+// frames as they take, each naming the group.
+TEST_F(ChatTest, MemberRostersGoToMembersInFramesTheClientReads) {
+    // The longest names in a group of the longest name take as many frames as any group does.
+    const char* longest = "群群群群群群群群群群群群群群群群群群群群群群群群";
+    const int64_t big = store().createGroup({0, g(longest), "dave", ""});
+    Account a;
+    a.head = "w10";
+    for (int i = 101; i < 300; ++i) {
+        a.name = "member" + std::to_string(i) + std::string(15, 'x');
+        a.nick = g("成员") + std::to_string(i);
+        store().createAccount(a);
+        store().addMember(big, a.name);
+    }
+    for (const auto& [c, name] : {std::pair{alice, "alice"}, {bob, "bob"}, {dave, "dave"}}) enter(c, name);
+    const auto asked = [&](const Endpoint& c, const char* group) {
+        const size_t had = inbox(c).size();
+        say(c, kind::kMemberRoster, 0, {g(group)});
+        return shown(inbox(c), had);
+    };
+    const Bytes demo = g("周末棋友会");
+    EXPECT_EQ(
+        asked(bob, "周末棋友会"),
+        (std::vector<Shown>{{kind::kMemberRoster,
+                             code::kRosterList,
+                             {demo, "alice", "w3", "bob", "m2", "carol", "w7", "erin", "w1"}},
+                            {kind::kMemberRoster, code::kRosterOnline, {demo, "alice", "w3", "bob", "m2"}}}));
+    EXPECT_TRUE(asked(dave, "周末棋友会").empty());
+    size_t listed = 0;
+    for (const Shown& f : asked(dave, longest)) {
+        ASSERT_EQ(f.fields.at(0), g(longest));
+        if (f.code == code::kRosterList) listed += f.fields.size() / 2;
+    }
+    EXPECT_EQ(listed, kMaxGroupMembers);
 }
 
 TEST_F(ChatTest, FriendAndBlacklistOperationsAnswerWithTheNameAsked) {
     enter(bob, "bob");
-    // erin is offline: accepted; the client asks for her profile at once, and is told
-    // afterwards that she is not online.
+    // erin is offline: accepted, the answer naming her account whatever the request named; the
+    // client asks for her profile at once, and is told afterwards that she is not online.
     size_t had = inbox(bob).size();
-    say(bob, kind::kAddFriend, 0, {"erin"});
+    say(bob, kind::kAddFriend, 0, {g("艾琳")});
     say(bob, kind::kProfile, code::kProfileAfterAdd, {"erin"});
     advance(2s);
     const auto after = shown(inbox(bob), had);
@@ -185,14 +227,22 @@ TEST_F(ChatTest, FramesThatMakeTheClientAnswerAtOnceAreSpacedApart) {
     enter(alice, "alice");
     advance(5s);
     // Each accepted friend makes the client send a profile request from the handler; two of
-    // those in one client tick would garble its send ring.
+    // those in one client tick would garble its send ring. Only the request naming the friend
+    // proves the acceptance read: one the user asks for meanwhile, with the same code, does not.
+    const Duration unproven = config_.pacing.readPeriod() + config_.pacing.triggerGap();
     say(alice, kind::kAddFriend, 0, {"erin"});
+    say(alice, kind::kProfile, code::kProfileAfterAdd, {"bob"});
     say(alice, kind::kAddFriend, 0, {"bob"});
+    advance(5s);
+    say(alice, kind::kAddFriend, 0, {"carol"});
+    say(alice, kind::kProfile, code::kProfileAfterAdd, {"carol"});
+    say(alice, kind::kAddFriend, 0, {"dave"});
     advance(3s);
     const auto added = framesOf(alice, kind::kAddFriend);
-    ASSERT_EQ(added.size(), 2u);
+    ASSERT_EQ(added.size(), 4u);
     EXPECT_EQ(added[1].fields()[1], "bob");
-    EXPECT_GE(added[1].at - added[0].at, config_.pacing.tick * 2);
+    EXPECT_GE(added[1].at - added[0].at, unproven);
+    EXPECT_LT(added[3].at - added[2].at, unproven);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #pragma once
 // The chat service and the dispatcher in-process on a hand-driven clock: datagrams in, frames
 // out, no sockets and no sleeps, so that a minute's time-out runs in milliseconds. One database
-// in a fresh folder with the demo accounts. Client n sits at 127.0.0.1:7000+n; the demo accounts'
-// own clients are 1 to 5.
+// in a fresh folder with the demo accounts and their group. Client n sits at 127.0.0.1:7000+n;
+// the demo accounts' own clients are 1 to 5.
 
 #include <gtest/gtest.h>
 

@@ -63,6 +63,7 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
     EXPECT_EQ(std::tie(u.name, u.password, u.nick, u.head, u.level, u.coins),
               std::tuple("bob", "pw", "bob", "w10", 4, 7));  // the nick is the name when not given
     EXPECT_EQ(std::get<SendNotice>(parse("notice --box hello_there").command).text, "hello there");
+    EXPECT_EQ(std::get<GroupAdd>(parse("group add 棋 alice bob --intro 你_好").command).intro, "你 好");
 }
 
 class AdminCommand : public ::testing::Test {
@@ -129,6 +130,11 @@ TEST_F(AdminCommand, MalformedOrContradictoryLinesAreRefused) {
         {"notice hello", "--box or --toast"},
         {"notice --toast a b", "unexpected \"b\""},
         {"notice --box " + std::string(1000, 'x'), "one frame carries 998"},
+        {"group add 周末棋友会 bob", "exists already"},
+        {"group add 鲍勃 bob", "account or nick of somebody"},
+        {"group add 新群 alice bob bob", "named twice"},
+        {"group add 一二三四五六七八九十一二三四五六七八九十一二三四五 alice", "longer than 24 characters"},
+        {"user add 周末棋友会 pw", "name of a group"},
     };
     for (const auto& [line, says] : cases) {
         const std::string said = refusal(line);
@@ -140,11 +146,13 @@ TEST_F(AdminCommand, MalformedOrContradictoryLinesAreRefused) {
              "friend a --nick b", "demo now", "notice --box --toast x"})
         EXPECT_NE(refusal(line), "accepted") << line;
     EXPECT_EQ(store_.accounts().size(), 5u);  // nothing refused was half done
+    EXPECT_EQ(store_.groups().size(), 1u);
 }
 
 TEST_F(AdminCommand, DemoIsIdempotentAndListsItsAccounts) {
     run("demo");
     EXPECT_NE(run("demo").find("alice exists, kept as it is"), std::string::npos);
+    EXPECT_NE(run("group list").find("1\t周末棋友会\talice\t4\n1 group"), std::string::npos);
     const std::string list = run("user list");
     // account, nick, head, level, coins, friends, blacklist: the friendships both ways, once.
     for (const char* row : {"alice\t爱丽丝\tw3\t5\t12000\t3\t0", "bob\t鲍勃\tm2\t3\t800\t2\t0",

@@ -144,6 +144,7 @@ TEST(Nqserver, TheAdminCommandWorksBesideARunningServer) {
     const std::string address = claimLoopbackAddress();
     ServerProcess s(address, {"--session-timeout", "30"});  // notices are picked up once a second
     ASSERT_EQ(s.admin({"user", "add", "小明", "secret", "--nick", "明明", "--head", "m7"}).status, 0);
+    ASSERT_EQ(s.admin({"group", "add", "夜猫子", "小明", "alice"}).status, 0);
     Client c(address), alice(address), stranger(address);
     const Received r = c.login(s.chat(), g("小明"), "secret");
     ASSERT_EQ(r.header.code, code::kLoginAccepted);
@@ -154,6 +155,7 @@ TEST(Nqserver, TheAdminCommandWorksBesideARunningServer) {
     EXPECT_EQ(c.login(s.chat(), g("小明"), "better").header.code, code::kLoginAccepted);
 
     alice.enter(s.chat(), "alice");
+    EXPECT_EQ(c.waitFor(kind::kPresence).fields, std::vector<Bytes>{"alice"});  // no friend, a co-member
     for (const auto& [flag, kind, text] :
          {std::tuple{"--toast", kind::kNoticeToast, "服务器将在十分钟后重启"},
           std::tuple{"--box", kind::kNoticeBox, "欢迎使用"}}) {

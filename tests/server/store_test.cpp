@@ -3,6 +3,8 @@
 
 #include "server/sqlite_store.h"
 
+#include "server/sqlite_schema.h"
+
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -63,6 +65,29 @@ TEST_F(SqliteStoreTest, ADatabaseOfANewerSchemaIsRefused) {
     } catch (const StoreError& e) {
         EXPECT_NE(std::string(e.what()).find("newer"), std::string::npos);
     }
+}
+
+// A database of the version before groups gains them and keeps what it held.
+TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
+    const std::string path = dir_.file("v5.db");
+    sqlite3* db = nullptr;
+    sqlite3_open(path.c_str(), &db);
+    for (int v = 0; v < 5; ++v)
+        ASSERT_EQ(sqlite3_exec(db, kSchemaSteps[v], nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_exec(
+        db,
+        "INSERT INTO accounts (name, digest, nick, head, created_at) VALUES ('alice', 'x', 'a', 'm1', 0), "
+        "('bob', 'x', 'b', 'm2', 0); INSERT INTO friends VALUES ('alice', 'bob'); PRAGMA user_version=5",
+        nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    SqliteStore upgraded(path);
+    EXPECT_EQ(upgraded.schemaVersion(), 6);
+    EXPECT_EQ(upgraded.friends("alice")[0].nick, "b");
+    const int64_t chess = upgraded.createGroup({0, "chess", "alice", ""});
+    EXPECT_TRUE(upgraded.addMember(chess, "bob"));
+    EXPECT_FALSE(upgraded.addMember(chess, "bob"));
+    upgraded.addMember(upgraded.createGroup({0, "go", "bob", ""}), "alice");
+    EXPECT_EQ(upgraded.coMembers("bob"), std::vector<Bytes>{"alice"});  // in both his groups, once
 }
 
 // A batch keeps what it can: a write that fails is undone alone, and a disk that fills takes the
