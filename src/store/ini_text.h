@@ -81,4 +81,30 @@ struct Document {
 
 [[nodiscard]] Document parse(std::string_view bytes);
 
+// One key to write, checked: section and key trimmed and folded for lookup, the value cut to
+// one line. Only names that read back as themselves get this far.
+struct KeyWrite {
+    std::string section;
+    std::string key;
+    std::string value;
+    std::string foldedSection;
+    std::string foldedKey;
+};
+
+// The write as the profile call would make it, or nothing for a name it would refuse or
+// that would not read back as itself: empty, holding a line break, a key such as "[x]", ";x"
+// or "a=b", a section ending in a lone lead byte that swallows its "]".
+[[nodiscard]] std::optional<KeyWrite> prepareWrite(std::string_view section, std::string_view key,
+                                                   std::string_view value);
+
+// Applies the writes in order, with the same result as one profile call after another: a
+// key already there keeps its place and spelling, a new key follows the last non-blank line
+// of the first section of its name, a new section goes to the end. The lines are rebuilt
+// and indexed once for the whole list. Returns whether anything changed.
+bool applyWrites(Document& doc, const std::vector<KeyWrite>& writes);
+
+// What a read hands out for the raw value of a key (nothing: the key is missing): up to its
+// first NUL, one pair of matching quotes removed, cut to whole characters within limit bytes.
+[[nodiscard]] std::string profileValue(std::optional<std::string_view> raw, size_t limit);
+
 }  // namespace nq::ini
