@@ -14,7 +14,7 @@ namespace user = store::user;
 
 namespace {
 // A group member's name may carry the creator's mark; such a node stands for the same person.
-constexpr std::string_view kCreatorMark = "\xA3\xA8\xD7\xAF\xD6\xF7\xA3\xA9";  // (庄主)
+constexpr std::string_view kCreatorMark = "(\xD7\xAF\xD6\xF7)";  // (庄主)
 }  // namespace
 
 Contacts::Contacts(Session& session, QObject* parent) : QObject(parent), session_(session) {
