@@ -107,17 +107,18 @@ TEST(Contacts, PresenceMovesFriendsAndEveryNodeOfTheAccount) {
     r.c.AddVilmem(r.c.MyTree(), "G1", "a", 23);
     r.c.AddVilmem(r.c.MyTree(), "G2", "a", 23);
     r.c.AddVilmem(r.c.MyTree(), "G2", "y", 26);
+    r.c.AddVilmem(r.c.MyTree(), "G2", "me", 27);
     r.serve(kind::kPresence, code::kOnline, {"a"});
     r.serve(kind::kPresence, code::kOnline, {"a"});  // online already: nothing moves
     r.serve(kind::kPresence, code::kOnline, {"me"});
     EXPECT_EQ(r.list(0), "A:3 B:24");
-    EXPECT_EQ(r.tree(), "G1:1{a:3 x:25} G2:1{a:3 y:26}");
+    EXPECT_EQ(r.tree(), "G1:1{a:3 x:25} G2:1{a:3 y:26 me:27}");
     EXPECT_EQ(r.c.onlineCount, 1);
     EXPECT_EQ(r.services.sounds, std::vector<std::string>{r.session->soundPath("online.wav")});
     r.serve(kind::kPresence, code::kOffline, {"a"});
     EXPECT_EQ(r.list(0), "B:24 A:23");
-    EXPECT_EQ(r.tree(), "G1:1{a:23 x:25} G2:1{a:23 y:26}") << "offline nodes keep their place";
-    EXPECT_EQ(r.key("G1", "5Online") + r.key("G2", "6Online") + r.key("A", "Online"), "00");
+    EXPECT_EQ(r.tree(), "G1:1{a:23 x:25} G2:1{a:23 y:26 me:27}") << "offline nodes keep their place";
+    EXPECT_EQ(r.key("G1", "6Online") + r.key("G2", "7Online") + r.key("A", "Online"), "00");
     r.c.LRemove(r.c.MyList(0), "B");
     r.serve(kind::kPresence, code::kOnline, {"a"});
     EXPECT_EQ(r.list(0), "A:3") << "the only friend";
@@ -251,7 +252,16 @@ TEST(Contacts, QuickFindSelectsAFriendOrTurnsTheServerSearchOn) {
     std::vector<int> said;
     QObject::connect(&r.c, &Contacts::serverSearchEnabled, [&](bool on) { said.push_back(on); });
     QObject::connect(&r.c, &Contacts::pageRequested, [&](int page) { said.push_back(10 + page); });
-    for (const char* n : {"Alpha", "Beta", "Bet"}) r.c.MyList(0).AddItem(n, "", 1);
+    ItemList& l = r.c.MyList(0);
+    std::vector<int> selected;
+    for (const char* n : {"Bet", "Beta", "Alpha"}) {
+        l.InSert(1, n, "", 1);  // a list with rows and no selection selects row 1
+        selected.push_back(l.Selected());
+    }
+    l.setSelected(0);
+    l.Redraw();
+    selected.push_back(l.Selected());
+    EXPECT_EQ(selected, (std::vector{0, 1, 1, 1}));
     for (const char* text : {"Be", "Bex", ""}) r.c.quickFind(text);
     EXPECT_EQ(r.c.MyList(0).Selected(), 2);
     EXPECT_EQ(said, (std::vector{0, 10, 1, 0}));
