@@ -1,6 +1,7 @@
 #include "store/ini_batch.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -13,8 +14,14 @@ using namespace ini;
 
 struct IniBatch::Pending {
     std::vector<KeyWrite> writes;
-    std::unordered_map<std::string, size_t> latest;  // folded section NUL folded key -> writes index
-    mutable std::shared_ptr<const Document> base;    // the file as first read in this batch
+    // Folded section NUL folded key -> the last write of it; built up to `indexed` when a read
+    // needs it, so that a batch of writes alone never hashes its keys twice.
+    std::unordered_map<std::string, size_t> latest;
+    size_t indexed = 0;
+    std::shared_ptr<const Document> base;  // the file as first read in this batch
+    // Writes come in runs of one section: its name is checked once a run.
+    std::string lastRawSection;
+    std::optional<SectionName> lastSection;
 };
 
 namespace {
@@ -37,13 +44,17 @@ Bytes IniBatch::GetIniKey(std::string_view section, std::string_view key) const 
     if (sec.empty() || k.empty()) return {};
     const std::string fs = foldName(sec);
     const std::string fk = foldName(k);
+    Pending& p = *pending_;
+    for (; p.indexed < p.writes.size(); ++p.indexed) {
+        p.latest[keyId(p.writes[p.indexed].foldedSection, p.writes[p.indexed].foldedKey)] = p.indexed;
+    }
     std::optional<std::string_view> raw;
-    if (const auto it = pending_->latest.find(keyId(fs, fk)); it != pending_->latest.end()) {
+    if (const auto it = p.latest.find(keyId(fs, fk)); it != p.latest.end()) {
         // What the file would hold after the write: the value with blanks around it stripped.
         raw = trimBlanks(pending_->writes[it->second].value);
     } else {
-        if (!pending_->base) pending_->base = cachedDocument(path_);
-        raw = pending_->base->rawValue(fs, fk);
+        if (!p.base) p.base = cachedDocument(path_);
+        raw = p.base->rawValue(fs, fk);
     }
     Bytes out(trimSpaces(profileValue(raw, CIniFile::kMaxValueBytes)));
     std::erase(out, '\0');
@@ -51,15 +62,22 @@ Bytes IniBatch::GetIniKey(std::string_view section, std::string_view key) const 
 }
 
 bool IniBatch::WriteIniKey(std::string_view section, std::string_view key, std::string_view value) {
-    std::optional<KeyWrite> w = prepareWrite(section, key, value);
+    Pending& p = *pending_;
+    if (p.writes.empty() || section != p.lastRawSection) {
+        p.lastRawSection.assign(section);
+        p.lastSection = checkSection(section);
+    }
+    if (!p.lastSection) return false;
+    std::optional<KeyWrite> w = prepareWrite(*p.lastSection, key, value);
     if (!w) return false;
-    pending_->latest[keyId(w->foldedSection, w->foldedKey)] = pending_->writes.size();
-    pending_->writes.push_back(*std::move(w));
+    p.writes.push_back(*std::move(w));
     return true;
 }
 
 bool IniBatch::commit() {
     if (pending_->writes.empty()) return true;
+    // Let go of the file as read, so that the change may take the cached document over.
+    pending_->base.reset();
     const bool ok = modifyFile(path_, [this](Document& doc) { return applyWrites(doc, pending_->writes); });
     pending_ = std::make_unique<Pending>();
     return ok;

@@ -222,7 +222,8 @@ Loaded load(const std::string& path) {
         return r;
     }
 
-    auto doc = std::make_shared<const Document>(parse(bytes));
+    // Made mutable, so that a change can take it over from the cache (see modifyFile).
+    std::shared_ptr<const Document> doc = std::make_shared<Document>(parse(bytes));
     gParseCount.fetch_add(1, std::memory_order_relaxed);
     r.doc = doc;
     remember(path, stamp, std::move(doc), capturedAt, std::move(bytes));
@@ -269,8 +270,7 @@ void sweepStaleTemporaries(const fs::path& dir) {
 // happens to the process, the file is either the old one or the new one, never a part. The
 // copy reaches the disk before the rename: otherwise a power cut soon after could leave the
 // new name on an empty file. Must be called with gMutex held.
-bool replaceFile(const std::string& path, const Document& doc, const std::optional<Stamp>& old,
-                 Failure& failure) {
+bool replaceFile(const std::string& path, Document&& doc, const std::optional<Stamp>& old, Failure& failure) {
     // A link is followed, so that a profile kept elsewhere behind a link stays there.
     fs::path target(path);
     struct stat lst {};
@@ -317,7 +317,8 @@ bool replaceFile(const std::string& path, const Document& doc, const std::option
     const int64_t capturedAt = wallClockNs();
     struct stat st {};
     if (::stat(path.c_str(), &st) == 0) {
-        remember(path, Stamp::of(st), std::make_shared<const Document>(doc), capturedAt, std::move(bytes));
+        remember(path, Stamp::of(st), std::make_shared<Document>(std::move(doc)), capturedAt,
+                 std::move(bytes));
     } else {
         gCache.erase(path);
     }
@@ -357,10 +358,19 @@ bool ini::modifyFile(const std::string& path, const std::function<bool(Document&
         reportFailure(path, l.failure);
         return false;
     }
-    Document doc = *l.doc;
-    if (!edit(doc)) return true;
+    // A large file is not copied for a change when nothing but the cache holds its document:
+    // the change takes it over, and it goes back unless a write replaces it. Every cached
+    // document was made mutable; only the handle to it is const.
+    const auto cached = gCache.find(path);
+    const bool taken = cached != gCache.end() && cached->second.doc == l.doc && l.doc.use_count() == 2;
+    Document doc = taken ? std::move(const_cast<Document&>(*l.doc)) : *l.doc;
+    if (!edit(doc)) {
+        if (taken) const_cast<Document&>(*l.doc) = std::move(doc);
+        return true;
+    }
     Failure failure;
-    if (!replaceFile(path, doc, l.stamp, failure)) {
+    if (!replaceFile(path, std::move(doc), l.stamp, failure)) {
+        if (taken) gCache.erase(path);
         reportFailure(path, failure);
         return false;
     }

@@ -1,5 +1,6 @@
 #include "store/ini_text.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
 
@@ -169,22 +170,43 @@ Document parse(std::string_view bytes) {
     return d;
 }
 
-std::optional<KeyWrite> prepareWrite(std::string_view section, std::string_view key, std::string_view value) {
+std::optional<SectionName> checkSection(std::string_view section) {
     const std::string_view sec = trimBlanks(upToNul(section));
-    const std::string_view k = trimBlanks(upToNul(key));
-    if (sec.empty() || k.empty()) return std::nullopt;
     // A line break inside a name would split its line in two.
-    if (sec.find_first_of("\r\n") != std::string_view::npos ||
-        k.find_first_of("\r\n") != std::string_view::npos)
-        return std::nullopt;
-    KeyWrite w{std::string(sec), std::string(k), std::string(asOneLine(value)), foldName(sec), foldName(k)};
-    const std::string header = "[" + w.section + "]";
-    const std::string line = w.key + "=" + w.value;
+    if (sec.empty() || sec.find_first_of("\r\n") != std::string_view::npos) return std::nullopt;
+    SectionName s{std::string(sec), foldName(sec)};
+    const std::string header = "[" + s.name + "]";
     const LineView h = classify(header);
-    const LineView kv = classify(line);
-    if (h.kind != LineKind::kHeader || foldName(h.name) != w.foldedSection) return std::nullopt;
-    if (kv.kind != LineKind::kKey || foldName(kv.name) != w.foldedKey) return std::nullopt;
+    if (h.kind != LineKind::kHeader || foldName(h.name) != s.folded) return std::nullopt;
+    return s;
+}
+
+namespace {
+// Letters, digits and "_" only: such a key reads back as itself whatever the value.
+bool plainKey(std::string_view k) {
+    return std::all_of(k.begin(), k.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    });
+}
+}  // namespace
+
+std::optional<KeyWrite> prepareWrite(const SectionName& section, std::string_view key,
+                                     std::string_view value) {
+    const std::string_view k = trimBlanks(upToNul(key));
+    if (k.empty() || k.find_first_of("\r\n") != std::string_view::npos) return std::nullopt;
+    KeyWrite w{section.name, std::string(k), std::string(asOneLine(value)), section.folded, foldName(k)};
+    if (!plainKey(k)) {
+        const std::string line = w.key + "=" + w.value;
+        const LineView kv = classify(line);
+        if (kv.kind != LineKind::kKey || foldName(kv.name) != w.foldedKey) return std::nullopt;
+    }
     return w;
+}
+
+std::optional<KeyWrite> prepareWrite(std::string_view section, std::string_view key, std::string_view value) {
+    const std::optional<SectionName> s = checkSection(section);
+    if (!s) return std::nullopt;
+    return prepareWrite(*s, key, value);
 }
 
 namespace {
@@ -227,7 +249,21 @@ bool applyWrites(Document& doc, const std::vector<KeyWrite>& writes) {
     };
     std::unordered_map<std::string, Added> added;
 
+    const std::string* lastFolded = nullptr;
+    const Section* s = nullptr;
     for (const KeyWrite& w : writes) {
+        // Writes come in runs of one section: its lookup is done once a run.
+        if (!lastFolded || *lastFolded != w.foldedSection) {
+            s = doc.find(w.foldedSection);
+            lastFolded = &w.foldedSection;
+        }
+        // A key the file had is changed in place; only keys this pass added are looked up.
+        if (s) {
+            if (const auto k = s->keys.find(w.foldedKey); k != s->keys.end()) {
+                changed |= rewriteKeyLine(doc.lines[k->second], w.value);
+                continue;
+            }
+        }
         std::string id = w.foldedSection;
         id.append(1, '\0').append(w.foldedKey);
         if (const auto a = added.find(id); a != added.end()) {
@@ -235,11 +271,7 @@ bool applyWrites(Document& doc, const std::vector<KeyWrite>& writes) {
             continue;
         }
         std::vector<Line>* into = nullptr;
-        if (const Section* s = doc.find(w.foldedSection)) {
-            if (const auto k = s->keys.find(w.foldedKey); k != s->keys.end()) {
-                changed |= rewriteKeyLine(doc.lines[k->second], w.value);
-                continue;
-            }
+        if (s) {
             into = &appended[static_cast<size_t>(s - doc.sections.data())];
         } else {
             const auto [it, fresh] = createdIndex.try_emplace(w.foldedSection, created.size());

@@ -91,9 +91,19 @@ struct KeyWrite {
     std::string foldedKey;
 };
 
-// The write as the profile call would make it, or nothing for a name it would refuse or
-// that would not read back as itself: empty, holding a line break, a key such as "[x]", ";x"
-// or "a=b", a section ending in a lone lead byte that swallows its "]".
+// A section name as a write puts it in the file, trimmed and folded for lookup, or nothing
+// for one the profile call would refuse or that would not read back as itself: empty,
+// holding a line break, ending in a lone lead byte that swallows its "]".
+struct SectionName {
+    std::string name;
+    std::string folded;
+};
+[[nodiscard]] std::optional<SectionName> checkSection(std::string_view section);
+
+// The write as the profile call would make it, or nothing for a name it would refuse or that
+// would not read back as itself (a key such as "[x]", ";x" or "a=b" besides the above).
+[[nodiscard]] std::optional<KeyWrite> prepareWrite(const SectionName& section, std::string_view key,
+                                                   std::string_view value);
 [[nodiscard]] std::optional<KeyWrite> prepareWrite(std::string_view section, std::string_view key,
                                                    std::string_view value);
 
