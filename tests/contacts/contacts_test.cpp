@@ -98,6 +98,24 @@ TEST(Contacts, AScriptedSessionLeavesTheFileWrittenByHand) {
     EXPECT_EQ(readFile(r.userFile()), readFile(NQ_CONTACTS_DATA "/session_end.nq"));
 }
 
+// The file the scripted session left, read back at the next login; once more with its friend
+// count at 0, which hides the cached groups as well.
+TEST(Contacts, TheCacheFillsFriendsAndGroupsButNeverTheBlacklist) {
+    for (const char* friends : {"Num=4", "Num=0"}) {
+        Rig r;
+        std::string cache = readFile(NQ_CONTACTS_DATA "/session_end.nq");
+        cache.replace(cache.find("Num=4"), 5, friends);
+        cache.erase(cache.find("2HeadId=31\r\n"), 12);
+        std::filesystem::create_directories(r.home() + "/alice");
+        std::ofstream(r.home() + "/alice/NQUser.nq", std::ios::binary) << cache;
+        r.login();
+        const bool any = friends[4] != '0';
+        EXPECT_EQ(r.list(0), any ? "gina:2 卡罗:32 戴夫:21 鲍勃:24" : "");
+        EXPECT_EQ(r.tree(), any ? "山庄一:1{bob:24 frank:1} Club:1{zed:42}" : "");
+        EXPECT_EQ(r.list(1), "");
+    }
+}
+
 TEST(Contacts, PresenceMovesFriendsAndEveryNodeOfTheAccount) {
     Rig r;
     r.offline();
