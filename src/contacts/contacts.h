@@ -9,7 +9,8 @@
 // can do (its frames, its status bar, the add wizard) leaves as signals.
 //
 // Every operation that touches NQUser.nq reads and writes it through one IniBatch: one parse
-// and one write of the file per operation, however many keys it sets.
+// and one write of the file per operation, however many keys it sets. The one exception is the
+// member-list flag of an expanded group, which goes through the session's shared accessor.
 
 #include <QObject>
 #include <array>
