@@ -19,6 +19,7 @@
 #include "app/login_frame.h"
 #include "app/main_frame.h"
 #include "app/ready_signal.h"
+#include "contacts/contacts.h"
 #include "desktop/qt_platform_services.h"
 #include "desktop/tray.h"
 #include "session/qt_transport.h"
@@ -95,6 +96,8 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     session_ = std::make_unique<Session>(options_.programFolder, parts.services, *this, parts.winSock_Update,
                                          parts.SocketChat, parts.timer_Peng);
     session_->traceFrames = options_.trace;
+    contacts_ = std::make_unique<Contacts>(*session_);
+    connectContacts();
     connectControls();
     connectMenus();
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
@@ -135,6 +138,16 @@ void Mainform::build() {
         const QRect avail = screen->availableGeometry();
         move(std::max(avail.left(), avail.right() - kDesignWidth - 80), avail.top() + 60);
     }
+}
+
+// The lists on screen stay as they are until their views paint the model.
+void Mainform::connectContacts() {
+    Contacts& c = *contacts_;
+    connect(session_.get(), &Session::cachedListsDue, &c, &Contacts::loadFromfile);
+    connect(session_.get(), &Session::saveQuitDue, &c, &Contacts::saveQuit);
+    connect(session_.get(), &Session::loggedOut, &c, &Contacts::resetCounters);
+    connect(&c, &Contacts::statusChanged, this, &Mainform::setStatus);
+    connect(&c, &Contacts::mainFrameDue, this, &Mainform::showMainFrame);
 }
 
 void Mainform::connectControls() {
@@ -419,6 +432,7 @@ void Mainform::showMainFrame() {
 }
 
 void Mainform::clearContacts() {
+    contacts_->clearLists();
     if (mainFrame_) mainFrame_->clearContacts();
 }
 

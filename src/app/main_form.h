@@ -19,6 +19,10 @@ class QLabel;
 class QStackedWidget;
 class QStatusBar;
 
+namespace nq {
+class Contacts;
+}
+
 namespace nq::app {
 
 class HeaderBand;
@@ -61,6 +65,7 @@ class Mainform : public QMainWindow, public SessionView {
     void load(const std::string& commandLine);
 
     Session& session() { return *session_; }
+    Contacts& contacts() { return *contacts_; }
     const MainMenus& menus() const { return menus_; }
     LoginFrame& loginFrame() { return *loginFrame_; }
     MainFrame& mainFrame();  // made at its first use
@@ -122,6 +127,7 @@ class Mainform : public QMainWindow, public SessionView {
     struct OwnedParts;
     Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, QWidget* parent);
     void build();
+    void connectContacts();
     void connectControls();
     void connectMenus();
     void restoreWindowSettings();
@@ -137,6 +143,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<OwnedParts> owned_;
     MainformDesktop* desktop_ = nullptr;
     std::unique_ptr<Session> session_;
+    std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

@@ -199,18 +199,7 @@ void Session::registerSessionLeaves() {
             s.onLoggedInElsewhere();
         }
     });
-    // The roster's arrival ends the login: the contact pages replace the login panel. The
-    // contact model registers its own leaf over this one, which also fills the lists.
-    handlers.on(kind::kFriendRoster, [](Session& s) {
-        if (s.wire.head.Code != code::kRosterList && s.wire.head.Code != code::kRosterEmpty) return;
-        s.view().setStatus(2, "状态：在线");
-        s.view().showMainFrame();
-    });
-    // The end of the group roster asks for what follows the rosters, without the gate.
-    handlers.on(kind::kGroupRoster, [](Session& s) {
-        if (s.wire.head.Code != code::kRosterList)
-            s.queueFrame(kind::kAfterRosters, code::kNone, s.ownNameBody());
-    });
+    // The rosters that end the login, (3,4) to (3,7), are leaves of the contact model.
     handlers.on(kind::kSessionAside2, [](Session&) {});
     handlers.on(kind::kSessionAside3, [](Session&) {});
     handlers.on(kind::kNoticeBox, [](Session& s) {

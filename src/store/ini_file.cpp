@@ -25,6 +25,7 @@
 #include <utility>
 #include <vector>
 
+#include "store/ini_cache.h"
 #include "store/ini_text.h"
 
 namespace nq {
@@ -221,7 +222,8 @@ Loaded load(const std::string& path) {
         return r;
     }
 
-    auto doc = std::make_shared<const Document>(parse(bytes));
+    // Made mutable, so that a change can take it over from the cache (see modifyFile).
+    std::shared_ptr<const Document> doc = std::make_shared<Document>(parse(bytes));
     gParseCount.fetch_add(1, std::memory_order_relaxed);
     r.doc = doc;
     remember(path, stamp, std::move(doc), capturedAt, std::move(bytes));
@@ -268,8 +270,7 @@ void sweepStaleTemporaries(const fs::path& dir) {
 // happens to the process, the file is either the old one or the new one, never a part. The
 // copy reaches the disk before the rename: otherwise a power cut soon after could leave the
 // new name on an empty file. Must be called with gMutex held.
-bool replaceFile(const std::string& path, const Document& doc, const std::optional<Stamp>& old,
-                 Failure& failure) {
+bool replaceFile(const std::string& path, Document&& doc, const std::optional<Stamp>& old, Failure& failure) {
     // A link is followed, so that a profile kept elsewhere behind a link stays there.
     fs::path target(path);
     struct stat lst {};
@@ -316,7 +317,8 @@ bool replaceFile(const std::string& path, const Document& doc, const std::option
     const int64_t capturedAt = wallClockNs();
     struct stat st {};
     if (::stat(path.c_str(), &st) == 0) {
-        remember(path, Stamp::of(st), std::make_shared<const Document>(doc), capturedAt, std::move(bytes));
+        remember(path, Stamp::of(st), std::make_shared<Document>(std::move(doc)), capturedAt,
+                 std::move(bytes));
     } else {
         gCache.erase(path);
     }
@@ -332,50 +334,49 @@ Names lookupNames(std::string_view section, std::string_view key) {
     return Names{trimBlanks(upToNul(section)), trimBlanks(upToNul(key))};
 }
 
-// The value as GetPrivateProfileString hands it out: up to its first NUL, one pair of
-// matching quotes removed, cut to whole characters within 1023 bytes.
+// The value as GetPrivateProfileString hands it out.
 Bytes profileValue(const std::string& path, std::string_view section, std::string_view key) {
     const Names n = lookupNames(section, key);
     if (n.section.empty() || n.key.empty()) return {};
-    std::shared_ptr<const Document> doc;
-    {
-        std::lock_guard lock(gMutex);
-        Loaded l = load(path);
-        if (l.status != LoadStatus::kOk) return {};
-        doc = std::move(l.doc);
-    }
-    const auto raw = doc->rawValue(foldName(n.section), foldName(n.key));
-    if (!raw) return {};
-    std::string_view v = upToNul(*raw);
-    if (v.size() > 1 && (v.front() == '"' || v.front() == '\'') && v.back() == v.front()) {
-        v = v.substr(1, v.size() - 2);
-    }
-    return Bytes(cutToCharacters(v, CIniFile::kMaxValueBytes));
+    const std::shared_ptr<const Document> doc = cachedDocument(path);
+    return ini::profileValue(doc->rawValue(foldName(n.section), foldName(n.key)), CIniFile::kMaxValueBytes);
 }
 
-// Loads the file, lets edit change a copy of it and writes the copy back when edit reports
-// a change. edit returns false when the file already is as asked. A change that cannot be
-// written is told on stderr: callers have no better place to show it.
-template <typename Edit>
-bool modify(const std::string& path, Edit edit) {
+}  // namespace
+
+std::shared_ptr<const Document> ini::cachedDocument(const std::string& path) {
+    std::lock_guard lock(gMutex);
+    Loaded l = load(path);
+    if (l.status != LoadStatus::kOk) return std::make_shared<const Document>();
+    return std::move(l.doc);
+}
+
+bool ini::modifyFile(const std::string& path, const std::function<bool(Document&)>& edit) {
     std::lock_guard lock(gMutex);
     Loaded l = load(path);
     if (l.status == LoadStatus::kFailed) {
         reportFailure(path, l.failure);
         return false;
     }
-    Document doc = *l.doc;
-    if (!edit(doc)) return true;
+    // A large file is not copied for a change when nothing but the cache holds its document:
+    // the change takes it over, and it goes back unless a write replaces it. Every cached
+    // document was made mutable; only the handle to it is const.
+    const auto cached = gCache.find(path);
+    const bool taken = cached != gCache.end() && cached->second.doc == l.doc && l.doc.use_count() == 2;
+    Document doc = taken ? std::move(const_cast<Document&>(*l.doc)) : *l.doc;
+    if (!edit(doc)) {
+        if (taken) const_cast<Document&>(*l.doc) = std::move(doc);
+        return true;
+    }
     Failure failure;
-    if (!replaceFile(path, doc, l.stamp, failure)) {
+    if (!replaceFile(path, std::move(doc), l.stamp, failure)) {
+        if (taken) gCache.erase(path);
         reportFailure(path, failure);
         return false;
     }
     gReported.erase(path);
     return true;
 }
-
-}  // namespace
 
 bool fileExists(const std::string& path) {
     if (path.empty()) return false;
@@ -404,65 +405,9 @@ std::string CIniFile::MakePath(std::string_view strDrv, std::string_view strDir)
 }
 
 bool CIniFile::WriteIniKey(std::string_view section, std::string_view key, std::string_view value) {
-    const Names n = lookupNames(section, key);
-    const std::string_view sec = n.section;
-    const std::string_view k = n.key;
-    const std::string_view v = asOneLine(value);
-    if (sec.empty() || k.empty()) return false;
-    // A line break inside a name would split its line in two.
-    if (sec.find_first_of("\r\n") != std::string_view::npos ||
-        k.find_first_of("\r\n") != std::string_view::npos) {
-        return false;
-    }
-    const std::string foldedSec = foldName(sec);
-    const std::string foldedKey = foldName(k);
-
-    std::string header = "[" + std::string(sec) + "]";
-    std::string text;
-    text.reserve(k.size() + 1 + v.size());
-    text.append(k).append("=").append(v);
-    // A name that would not read back as itself is refused rather than written: a key such
-    // as "[x]" or ";x" or "a=b", a section ending in a lone lead byte that swallows the "]".
-    const LineView h = classify(header);
-    const LineView kv = classify(text);
-    if (h.kind != LineKind::kHeader || foldName(h.name) != foldedSec) return false;
-    if (kv.kind != LineKind::kKey || foldName(kv.name) != foldedKey) return false;
-
-    return modify(path_, [&](Document& doc) {
-        const Section* s = doc.find(foldedSec);
-        if (!s) {
-            doc.lines.push_back(Line{std::move(header), LineEnd::kCrLf});
-            doc.lines.push_back(Line{std::move(text), LineEnd::kCrLf});
-            doc.reindex();
-            return true;
-        }
-        if (const auto it = s->keys.find(foldedKey); it != s->keys.end()) {
-            // The key keeps the spelling the file has; blanks around "=" go, as when the
-            // profile call rewrote a line.
-            Line& line = doc.lines[it->second];
-            const LineView old = classify(line.text);
-            if (old.value == trimBlanks(v)) return false;
-            std::string replaced;
-            replaced.reserve(old.name.size() + 1 + v.size());
-            replaced.append(old.name).append("=").append(v);
-            line.text = std::move(replaced);
-            line.end = LineEnd::kCrLf;
-            return true;  // still a key line of the same name: the index holds
-        }
-        // After the section's last non-blank line, so that blank lines separating it from
-        // the next section stay where they are.
-        size_t at = s->header + 1;
-        for (size_t i = s->end; i > s->header + 1; --i) {
-            if (!trimBlanks(doc.lines[i - 1].text).empty()) {
-                at = i;
-                break;
-            }
-        }
-        doc.lines.insert(doc.lines.begin() + static_cast<std::ptrdiff_t>(at),
-                         Line{std::move(text), LineEnd::kCrLf});
-        doc.reindex();
-        return true;
-    });
+    std::optional<KeyWrite> w = prepareWrite(section, key, value);
+    if (!w) return false;
+    return modifyFile(path_, [&](Document& doc) { return applyWrites(doc, {*std::move(w)}); });
 }
 
 Bytes CIniFile::GetIniKey(std::string_view section, std::string_view key) const {
@@ -497,7 +442,7 @@ bool CIniFile::DelIniKey(std::string_view section, std::string_view key) {
     if (n.section.empty() || n.key.empty()) return true;
     const std::string foldedSec = foldName(n.section);
     const std::string foldedKey = foldName(n.key);
-    return modify(path_, [&](Document& doc) {
+    return modifyFile(path_, [&](Document& doc) {
         std::vector<bool> drop(doc.lines.size(), false);
         bool any = false;
         for (const Section& s : doc.sections) {
@@ -517,7 +462,7 @@ bool CIniFile::DelIniSec(std::string_view section) {
     const std::string_view sec = trimBlanks(upToNul(section));
     if (sec.empty()) return true;
     const std::string foldedSec = foldName(sec);
-    return modify(path_, [&](Document& doc) {
+    return modifyFile(path_, [&](Document& doc) {
         std::vector<bool> drop(doc.lines.size(), false);
         bool any = false;
         for (const Section& s : doc.sections) {

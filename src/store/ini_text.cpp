@@ -1,5 +1,9 @@
 #include "store/ini_text.h"
 
+#include <algorithm>
+#include <deque>
+#include <map>
+
 namespace nq::ini {
 namespace {
 
@@ -164,6 +168,148 @@ Document parse(std::string_view bytes) {
     }
     d.reindex();
     return d;
+}
+
+std::optional<SectionName> checkSection(std::string_view section) {
+    const std::string_view sec = trimBlanks(upToNul(section));
+    // A line break inside a name would split its line in two.
+    if (sec.empty() || sec.find_first_of("\r\n") != std::string_view::npos) return std::nullopt;
+    SectionName s{std::string(sec), foldName(sec)};
+    const std::string header = "[" + s.name + "]";
+    const LineView h = classify(header);
+    if (h.kind != LineKind::kHeader || foldName(h.name) != s.folded) return std::nullopt;
+    return s;
+}
+
+namespace {
+// Letters, digits and "_" only: such a key reads back as itself whatever the value.
+bool plainKey(std::string_view k) {
+    return std::all_of(k.begin(), k.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    });
+}
+}  // namespace
+
+std::optional<KeyWrite> prepareWrite(const SectionName& section, std::string_view key,
+                                     std::string_view value) {
+    const std::string_view k = trimBlanks(upToNul(key));
+    if (k.empty() || k.find_first_of("\r\n") != std::string_view::npos) return std::nullopt;
+    KeyWrite w{section.name, std::string(k), std::string(asOneLine(value)), section.folded, foldName(k)};
+    if (!plainKey(k)) {
+        const std::string line = w.key + "=" + w.value;
+        const LineView kv = classify(line);
+        if (kv.kind != LineKind::kKey || foldName(kv.name) != w.foldedKey) return std::nullopt;
+    }
+    return w;
+}
+
+std::optional<KeyWrite> prepareWrite(std::string_view section, std::string_view key, std::string_view value) {
+    const std::optional<SectionName> s = checkSection(section);
+    if (!s) return std::nullopt;
+    return prepareWrite(*s, key, value);
+}
+
+namespace {
+
+// Sets the value of a key line that is already there; false when it already holds that value.
+// The key keeps the spelling the file has; blanks around "=" go, as when the profile call
+// rewrote a line.
+bool rewriteKeyLine(Line& line, const std::string& value) {
+    const LineView old = classify(line.text);
+    if (old.value == trimBlanks(value)) return false;
+    std::string replaced;
+    replaced.reserve(old.name.size() + 1 + value.size());
+    replaced.append(old.name).append("=").append(value);
+    line.text = std::move(replaced);
+    line.end = LineEnd::kCrLf;
+    return true;
+}
+
+// After the section's last non-blank line, so that blank lines separating it from the next
+// section stay where they are.
+size_t appendPoint(const Document& doc, const Section& s) {
+    for (size_t i = s.end; i > s.header + 1; --i) {
+        if (!trimBlanks(doc.lines[i - 1].text).empty()) return i;
+    }
+    return s.header + 1;
+}
+
+}  // namespace
+
+bool applyWrites(Document& doc, const std::vector<KeyWrite>& writes) {
+    bool changed = false;
+    // New lines are collected first and put in place in one rebuild: per existing section
+    // (by index), and per new section in the order the sections were first written.
+    std::map<size_t, std::vector<Line>> appended;
+    std::deque<std::vector<Line>> created;  // a deque keeps the places Added points at
+    std::unordered_map<std::string, size_t> createdIndex;
+    struct Added {
+        std::vector<Line>* lines;
+        size_t at;
+    };
+    std::unordered_map<std::string, Added> added;
+
+    const std::string* lastFolded = nullptr;
+    const Section* s = nullptr;
+    for (const KeyWrite& w : writes) {
+        // Writes come in runs of one section: its lookup is done once a run.
+        if (!lastFolded || *lastFolded != w.foldedSection) {
+            s = doc.find(w.foldedSection);
+            lastFolded = &w.foldedSection;
+        }
+        // A key the file had is changed in place; only keys this pass added are looked up.
+        if (s) {
+            if (const auto k = s->keys.find(w.foldedKey); k != s->keys.end()) {
+                changed |= rewriteKeyLine(doc.lines[k->second], w.value);
+                continue;
+            }
+        }
+        std::string id = w.foldedSection;
+        id.append(1, '\0').append(w.foldedKey);
+        if (const auto a = added.find(id); a != added.end()) {
+            changed |= rewriteKeyLine((*a->second.lines)[a->second.at], w.value);
+            continue;
+        }
+        std::vector<Line>* into = nullptr;
+        if (s) {
+            into = &appended[static_cast<size_t>(s - doc.sections.data())];
+        } else {
+            const auto [it, fresh] = createdIndex.try_emplace(w.foldedSection, created.size());
+            if (fresh) created.push_back({Line{"[" + w.section + "]", LineEnd::kCrLf}});
+            into = &created[it->second];
+        }
+        into->push_back(Line{w.key + "=" + w.value, LineEnd::kCrLf});
+        added.emplace(std::move(id), Added{into, into->size() - 1});
+        changed = true;
+    }
+    if (appended.empty() && created.empty()) return changed;
+
+    std::multimap<size_t, std::vector<Line>*> at;
+    for (auto& [section, lines] : appended) at.emplace(appendPoint(doc, doc.sections[section]), &lines);
+    std::vector<Line> out;
+    out.reserve(doc.lines.size() + added.size() + created.size());
+    auto next = at.begin();
+    for (size_t i = 0; i <= doc.lines.size(); ++i) {
+        for (; next != at.end() && next->first == i; ++next) {
+            for (Line& l : *next->second) out.push_back(std::move(l));
+        }
+        if (i < doc.lines.size()) out.push_back(std::move(doc.lines[i]));
+    }
+    for (auto& lines : created) {
+        for (Line& l : lines) out.push_back(std::move(l));
+    }
+    doc.lines = std::move(out);
+    doc.reindex();
+    return true;
+}
+
+std::string profileValue(std::optional<std::string_view> raw, size_t limit) {
+    if (!raw) return {};
+    std::string_view v = upToNul(*raw);
+    if (v.size() > 1 && (v.front() == '"' || v.front() == '\'') && v.back() == v.front()) {
+        v = v.substr(1, v.size() - 2);
+    }
+    return std::string(cutToCharacters(v, limit));
 }
 
 }  // namespace nq::ini

@@ -81,4 +81,40 @@ struct Document {
 
 [[nodiscard]] Document parse(std::string_view bytes);
 
+// One key to write, checked: section and key trimmed and folded for lookup, the value cut to
+// one line. Only names that read back as themselves get this far.
+struct KeyWrite {
+    std::string section;
+    std::string key;
+    std::string value;
+    std::string foldedSection;
+    std::string foldedKey;
+};
+
+// A section name as a write puts it in the file, trimmed and folded for lookup, or nothing
+// for one the profile call would refuse or that would not read back as itself: empty,
+// holding a line break, ending in a lone lead byte that swallows its "]".
+struct SectionName {
+    std::string name;
+    std::string folded;
+};
+[[nodiscard]] std::optional<SectionName> checkSection(std::string_view section);
+
+// The write as the profile call would make it, or nothing for a name it would refuse or that
+// would not read back as itself (a key such as "[x]", ";x" or "a=b" besides the above).
+[[nodiscard]] std::optional<KeyWrite> prepareWrite(const SectionName& section, std::string_view key,
+                                                   std::string_view value);
+[[nodiscard]] std::optional<KeyWrite> prepareWrite(std::string_view section, std::string_view key,
+                                                   std::string_view value);
+
+// Applies the writes in order, with the same result as one profile call after another: a
+// key already there keeps its place and spelling, a new key follows the last non-blank line
+// of the first section of its name, a new section goes to the end. The lines are rebuilt
+// and indexed once for the whole list. Returns whether anything changed.
+bool applyWrites(Document& doc, const std::vector<KeyWrite>& writes);
+
+// What a read hands out for the raw value of a key (nothing: the key is missing): up to its
+// first NUL, one pair of matching quotes removed, cut to whole characters within limit bytes.
+[[nodiscard]] std::string profileValue(std::optional<std::string_view> raw, size_t limit);
+
 }  // namespace nq::ini

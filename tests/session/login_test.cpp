@@ -62,19 +62,6 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     EXPECT_EQ(roster.header.seq, 10) << "numbering follows the server's 9";
     EXPECT_EQ(roster.body, joinFields({"alice"}));
     EXPECT_EQ(h.view.frame, "loginFrame") << "the login panel stays up until the roster arrives";
-
-    for (uint16_t code : {code::kRosterOnline, code::kRosterEmpty}) {
-        h.fromChat({.seq = 10, .type = 3, .sub = 4, .session = kSession, .code = code}, "");
-        h.tick();
-        EXPECT_EQ(h.view.frame, code == code::kRosterOnline ? "loginFrame" : "mainframe");
-    }
-    EXPECT_EQ(h.view.status[2], "状态：在线");
-
-    h.fromChat({.seq = 12, .type = 3, .sub = 5, .session = kSession, .code = code::kRosterEmpty}, "");
-    h.tick(2);  // queued by the leaf, which restarts sendIdle: it leaves with the next tick
-    const auto more = h.sentOn(h.chat);
-    EXPECT_EQ(kindOf(more), kind::kAfterRosters);
-    EXPECT_EQ(more.body, joinFields({"alice"}));
 }
 
 TEST(Login, ARefusalFromEitherServerReturnsToThePasswordBox) {

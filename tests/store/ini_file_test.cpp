@@ -16,6 +16,7 @@
 #include <random>
 #include <string>
 
+#include "store/ini_batch.h"
 #include "store/ini_file.h"
 #include "support/temp_dir.h"
 #include "wire/gbk.h"
@@ -404,6 +405,39 @@ TEST(IniPath, MakePathJoinsWithExactlyOneSlashAndFileExistsOnlyForNonFolders) {
                                                              {dir.path(), false},
                                                              {dir.file("f/below"), false}})
         EXPECT_EQ(fileExists(path), exists) << path;
+}
+
+}  // namespace
+}  // namespace nq
+
+namespace nq {
+namespace {
+
+// A batch leaves the file as the same writes made one by one would, and its reads see its own
+// writes; nothing reaches the disk before the commit. The writes mix new and existing keys and
+// sections, spellings that differ in case, blank lines, a duplicate section and values to trim.
+TEST(IniBatch, EndsWhereTheSameWritesOneByOneEnd) {
+    test::TempDir dir{"nq-batch"};
+    const std::string start = crlf({"; kept", "[A]", "k1=1", "", "[b]", "x=y", "[A]", "dup=1", "[C]"});
+    writeBytes(dir.file("one"), start);
+    writeBytes(dir.file("batch"), start);
+    CIniFile one(dir.file("one"));
+    IniBatch batch(dir.file("batch"));
+    std::mt19937 rng(7);
+    const char* sections[] = {"A", "a", "B", "C", "D", "E", "[F]", ""};
+    const char* keys[] = {"k1", "K1", "k2", "x", "dup", "n", "a=b", ";c"};
+    for (int i = 0; i < 400; ++i) {
+        const char* s = sections[rng() % 8];
+        const char* k = keys[rng() % 8];
+        const std::string v = rng() % 4 ? std::to_string(rng() % 5) : "  v \r\nw";
+        ASSERT_EQ(batch.WriteIniKey(s, k, v), one.WriteIniKey(s, k, v)) << s << " " << k;
+        const char* rs = sections[rng() % 8];
+        const char* rk = keys[rng() % 8];
+        ASSERT_EQ(batch.GetIniKey(rs, rk), one.GetIniKey(rs, rk)) << "after write " << i;
+    }
+    EXPECT_EQ(readBytes(dir.file("batch")), start);
+    EXPECT_TRUE(batch.commit());
+    EXPECT_EQ(readBytes(dir.file("batch")), readBytes(dir.file("one")));
 }
 
 }  // namespace
