@@ -1,6 +1,7 @@
 #include "server/sqlite_store.h"
 
 #include "server/sqlite_schema.h"
+#include "server/sqlite_statement.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -23,94 +24,12 @@ std::optional<std::string> utf8Of(const Bytes& gbkText) {
     return utf8;
 }
 
-// A lock held by another connection is worth waiting for later; anything else is a fault.
-[[noreturn]] void fail(int rc, const std::string& reason) {
-    const int primary = rc & 0xFF;
-    if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) throw StoreBusy("database locked: " + reason);
-    throw StoreError("database error: " + reason);
-}
-
 constexpr const char* kAccountColumns =
     "name, digest, nick, head, level, coins, signature, age, sex, country, province, city, email, "
     "address, postcode, phone, mobile, real_name, school, work, zodiac_animal, blood_type, star_sign, "
     "setting";
 
 }  // namespace
-
-class SqliteStore::Statement {
-  public:
-    Statement(sqlite3* db, const char* sql) : db_(db) {
-        if (sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr) != SQLITE_OK)
-            throw StoreError(std::string("database statement failed: ") + sqlite3_errmsg(db));
-    }
-    ~Statement() { sqlite3_finalize(stmt_); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-
-    void reset() {
-        sqlite3_reset(stmt_);
-        sqlite3_clear_bindings(stmt_);
-    }
-    Statement& text(int i, std::string_view v) {
-        sqlite3_bind_text(stmt_, i, v.data(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
-        return *this;
-    }
-    Statement& gbkText(int i, const Bytes& v) { return text(i, gbk::toUtf8(v)); }
-    Statement& blob(int i, std::string_view v) {
-        sqlite3_bind_blob(stmt_, i, v.data(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
-        return *this;
-    }
-    Statement& integer(int i, int64_t v) {
-        sqlite3_bind_int64(stmt_, i, v);
-        return *this;
-    }
-
-    // True while rows come, false at the end. A constraint failure throws ConstraintError so
-    // that callers can tell "taken" from "broken".
-    bool step() {
-        const int rc = sqlite3_step(stmt_);
-        if (rc == SQLITE_ROW) return true;
-        if (rc == SQLITE_DONE) return false;
-        const std::string reason = sqlite3_errmsg(db_);
-        sqlite3_reset(stmt_);
-        if ((rc & 0xFF) == SQLITE_CONSTRAINT) throw ConstraintError(reason);
-        fail(rc, reason);
-    }
-    void run() {
-        while (step()) {
-        }
-    }
-
-    std::string columnText(int c) {
-        const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, c));
-        return p ? std::string(p, sqlite3_column_bytes(stmt_, c)) : std::string();
-    }
-    Bytes columnGbk(int c) { return gbk::fromUtf8(columnText(c)); }
-    Bytes columnBlob(int c) {
-        const auto* p = static_cast<const char*>(sqlite3_column_blob(stmt_, c));
-        return p ? Bytes(p, sqlite3_column_bytes(stmt_, c)) : Bytes();
-    }
-    int64_t columnInt(int c) { return sqlite3_column_int64(stmt_, c); }
-    bool isNull(int c) { return sqlite3_column_type(stmt_, c) == SQLITE_NULL; }
-
-    struct ConstraintError : StoreError {
-        using StoreError::StoreError;
-    };
-
-  private:
-    sqlite3* db_;
-    sqlite3_stmt* stmt_ = nullptr;
-};
-
-// Keyed by the SQL text: the same text built at two places (or rebuilt in a std::string) is one
-// statement, and two texts that happen to share an address are never confused.
-struct SqliteStore::Cache {
-    struct Hash {
-        using is_transparent = void;
-        size_t operator()(std::string_view sql) const { return std::hash<std::string_view>{}(sql); }
-    };
-    std::unordered_map<std::string, std::unique_ptr<Statement>, Hash, std::equal_to<>> statements;
-};
 
 SqliteStore::SqliteStore(const std::string& path) : path_(path), cache_(std::make_unique<Cache>()) {
     open();
@@ -156,8 +75,7 @@ SqliteStore::SharedMemoryFile SqliteStore::sharedMemoryFile() const {
 // database again, and SQLite rebuilds the index from the WAL.
 bool SqliteStore::reopenIfSharedMemoryDamaged() {
     const SharedMemoryFile now = sharedMemoryFile();
-    if (sharedMemory_.inode == 0 ||
-        (now.inode == sharedMemory_.inode && now.bytes >= sharedMemory_.bytes)) {
+    if (sharedMemory_.inode == 0 || (now.inode == sharedMemory_.inode && now.bytes >= sharedMemory_.bytes)) {
         sharedMemory_ = now;
         return false;
     }
@@ -187,27 +105,6 @@ void SqliteStore::exec(const char* sql) {
 // transaction back already; a second error here would only hide the first.
 void SqliteStore::rollback(const char* sql) {
     if (!sqlite3_get_autocommit(db_)) sqlite3_exec(db_, sql, nullptr, nullptr, nullptr);
-}
-
-// Runs body between BEGIN IMMEDIATE and COMMIT; anything it throws rolls back. Inside a batch
-// of writes it is a savepoint of that transaction.
-template <typename Body>
-auto SqliteStore::transaction(Body&& body) {
-    const bool nested = !sqlite3_get_autocommit(db_);
-    exec(nested ? "SAVEPOINT step" : "BEGIN IMMEDIATE");
-    try {
-        if constexpr (std::is_void_v<decltype(body())>) {
-            body();
-            exec(nested ? "RELEASE step" : "COMMIT");
-        } else {
-            auto result = body();
-            exec(nested ? "RELEASE step" : "COMMIT");
-            return result;
-        }
-    } catch (...) {
-        rollback(nested ? "ROLLBACK TO step; RELEASE step" : "ROLLBACK");
-        throw;
-    }
 }
 
 std::vector<std::string> SqliteStore::writeBatch(size_t count, const std::function<void(size_t)>& write,
@@ -525,221 +422,6 @@ bool SqliteStore::addMember(int64_t groupId, const Bytes& member) {
         throw StoreError("no account " + gbk::toUtf8(member) + " or no group " + std::to_string(groupId));
     }
     return sqlite3_changes(db_) > 0;
-}
-
-int64_t SqliteStore::storeMessage(const Bytes& receiver, const Bytes& body) {
-    prepare("INSERT INTO waiting_messages (receiver, body, created_at) VALUES (?, ?, ?)")
-        .gbkText(1, receiver)
-        .blob(2, body)
-        .integer(3, static_cast<int64_t>(std::time(nullptr)))
-        .run();
-    return sqlite3_last_insert_rowid(db_);
-}
-
-std::vector<WaitingMessage> SqliteStore::waitingMessages(const Bytes& receiver, int64_t afterId, int limit) {
-    std::vector<WaitingMessage> out;
-    auto& s =
-        prepare("SELECT id, body FROM waiting_messages WHERE receiver = ? AND id > ? ORDER BY id LIMIT ?");
-    s.gbkText(1, receiver).integer(2, afterId).integer(3, limit);
-    while (s.step()) out.push_back({s.columnInt(0), s.columnBlob(1)});
-    return out;
-}
-
-void SqliteStore::deleteMessages(std::span<const int64_t> ids) {
-    if (ids.empty()) return;
-    transaction([&] {
-        for (int64_t id : ids) prepare("DELETE FROM waiting_messages WHERE id = ?").integer(1, id).run();
-    });
-}
-
-int SqliteStore::countWaiting(const Bytes& receiver, int upTo) {
-    auto& s = prepare("SELECT COUNT(*) FROM (SELECT 1 FROM waiting_messages WHERE receiver = ? LIMIT ?)");
-    s.gbkText(1, receiver).integer(2, upTo);
-    const int n = s.step() ? static_cast<int>(s.columnInt(0)) : 0;
-    s.reset();
-    return n;
-}
-
-int SqliteStore::dropWaitingBefore(int64_t wallSeconds) {
-    prepare("DELETE FROM waiting_messages WHERE created_at < ?").integer(1, wallSeconds).run();
-    return sqlite3_changes(db_);
-}
-
-int64_t SqliteStore::queueNotice(NoticeKind kind, const Bytes& text) {
-    const auto now = static_cast<int64_t>(std::time(nullptr));
-    // Notices only matter to servers running now; a day's worth is plenty for a look back.
-    prepare("DELETE FROM notices WHERE created_at < ?").integer(1, now - 86400).run();
-    prepare("INSERT INTO notices (kind, text, created_at) VALUES (?, ?, ?)")
-        .integer(1, static_cast<int>(kind))
-        .gbkText(2, text)
-        .integer(3, now)
-        .run();
-    return sqlite3_last_insert_rowid(db_);
-}
-
-std::vector<Notice> SqliteStore::noticesAfter(int64_t id) {
-    std::vector<Notice> out;
-    auto& s = prepare("SELECT id, kind, text FROM notices WHERE id > ? ORDER BY id");
-    s.integer(1, id);
-    while (s.step())
-        out.push_back(
-            {s.columnInt(0), s.columnInt(1) == 1 ? NoticeKind::Box : NoticeKind::Toast, s.columnGbk(2)});
-    return out;
-}
-
-int64_t SqliteStore::lastNoticeId() {
-    auto& s = prepare("SELECT COALESCE(MAX(id), 0) FROM notices");
-    const int64_t id = s.step() ? s.columnInt(0) : 0;
-    s.reset();
-    return id;
-}
-
-void SqliteStore::reportLoad(const std::string& server, int sessions, int64_t now) {
-    prepare(
-        "INSERT INTO chat_servers (server, sessions, heartbeat) VALUES (?, ?, ?) "
-        "ON CONFLICT(server) DO UPDATE SET sessions = excluded.sessions, heartbeat = excluded.heartbeat")
-        .text(1, server)
-        .integer(2, sessions)
-        .integer(3, now)
-        .run();
-}
-
-void SqliteStore::withdrawLoad(const std::string& server) {
-    prepare("DELETE FROM chat_servers WHERE server = ?").text(1, server).run();
-}
-
-std::vector<ServerLoad> SqliteStore::loads() {
-    std::vector<ServerLoad> out;
-    auto& s = prepare("SELECT server, sessions, heartbeat FROM chat_servers ORDER BY server");
-    while (s.step()) out.push_back({s.columnText(0), static_cast<int>(s.columnInt(1)), s.columnInt(2)});
-    return out;
-}
-
-void SqliteStore::setOnline(const KeptSession& k, const std::string& server) {
-    // One statement per login, as before sessions were kept: the row was written anyway.
-    prepare(
-        "INSERT INTO online (account, server, since, number, address, port, ready) VALUES (?, ?, ?, ?, ?, ?, "
-        "?) "
-        "ON CONFLICT(account) DO UPDATE SET server = excluded.server, since = excluded.since, "
-        "number = excluded.number, address = excluded.address, port = excluded.port, ready = excluded.ready")
-        .gbkText(1, k.account)
-        .text(2, server)
-        .integer(3, static_cast<int64_t>(std::time(nullptr)))
-        .integer(4, k.number)
-        .integer(5, k.address)
-        .integer(6, k.port)
-        .integer(7, k.ready)
-        .run();
-}
-
-void SqliteStore::setReady(const Bytes& account, const std::string& server) {
-    prepare("UPDATE online SET ready = 1 WHERE account = ? AND server = ?")
-        .gbkText(1, account)
-        .text(2, server)
-        .run();
-}
-
-void SqliteStore::setOffline(const Bytes& account, const std::string& server, uint32_t number) {
-    prepare("DELETE FROM online WHERE account = ? AND server = ? AND number = ?")
-        .gbkText(1, account)
-        .text(2, server)
-        .integer(3, number)
-        .run();
-}
-
-void SqliteStore::markStopped(const std::string& server, int64_t now) {
-    prepare(
-        "INSERT INTO server_stops (server, stopped_at) VALUES (?, ?) "
-        "ON CONFLICT(server) DO UPDATE SET stopped_at = excluded.stopped_at")
-        .text(1, server)
-        .integer(2, now)
-        .run();
-}
-
-std::vector<KeptSession> SqliteStore::heldSessions(const std::string& server, int64_t now,
-                                                   int64_t maxAgeSeconds) {
-    std::vector<KeptSession> out;
-    transaction([&] {
-        // Its last sign of life: the stop it noted, or the last load report before a crash.
-        auto& last = prepare(
-            "SELECT MAX(t) FROM (SELECT stopped_at AS t FROM server_stops WHERE server = ?1 "
-            "UNION ALL SELECT heartbeat FROM chat_servers WHERE server = ?1)");
-        last.text(1, server);
-        const bool known = last.step() && !last.isNull(0);
-        const int64_t lastSeen = known ? last.columnInt(0) : 0;
-        last.reset();
-        prepare("DELETE FROM server_stops WHERE server = ?").text(1, server).run();
-        const bool fresh = known && now - lastSeen <= maxAgeSeconds;
-        prepare(fresh ? "DELETE FROM online WHERE server = ? AND number = 0"
-                      : "DELETE FROM online WHERE server = ?")
-            .text(1, server)
-            .run();
-        if (!fresh) return;
-        auto& s = prepare(
-            "SELECT number, account, address, port, ready FROM online WHERE server = ? ORDER BY number");
-        s.text(1, server);
-        while (s.step())
-            out.push_back({static_cast<uint32_t>(s.columnInt(0)), s.columnGbk(1),
-                           static_cast<uint32_t>(s.columnInt(2)), static_cast<uint16_t>(s.columnInt(3)),
-                           s.columnInt(4) != 0});
-    });
-    return out;
-}
-
-std::optional<std::string> SqliteStore::onlineElsewhere(const Bytes& account, const std::string& self,
-                                                        int64_t freshSeconds) {
-    auto& s = prepare(
-        "SELECT o.server FROM online o JOIN chat_servers c ON c.server = o.server "
-        "WHERE o.account = ? AND o.server != ? AND c.heartbeat >= ?");
-    s.gbkText(1, account).text(2, self).integer(3, static_cast<int64_t>(std::time(nullptr)) - freshSeconds);
-    std::optional<std::string> server;
-    if (s.step()) server = s.columnText(0);
-    s.reset();
-    return server;
-}
-
-void SqliteStore::publish(const BusEvent& e) {
-    prepare("INSERT INTO bus (origin, kind, account, code, target, created_at) VALUES (?, ?, ?, ?, ?, ?)")
-        .text(1, e.origin)
-        .integer(2, static_cast<int>(e.kind))
-        .gbkText(3, e.account)
-        .integer(4, e.code)
-        .text(5, e.target)
-        .integer(6, static_cast<int64_t>(std::time(nullptr)))
-        .run();
-}
-
-Store::BusRead SqliteStore::eventsAfter(int64_t id, const std::string& exceptOrigin) {
-    BusRead read;
-    read.lastId = std::max(id, lastEventId());
-    auto& s = prepare(
-        "SELECT id, origin, kind, account, code, target FROM bus WHERE id > ? AND id <= ? AND origin != ? "
-        "ORDER BY id");
-    s.integer(1, id).integer(2, read.lastId).text(3, exceptOrigin);
-    while (s.step()) {
-        BusEvent e;
-        e.id = s.columnInt(0);
-        e.origin = s.columnText(1);
-        e.kind = static_cast<BusKind>(s.columnInt(2));
-        e.account = s.columnGbk(3);
-        e.code = static_cast<int>(s.columnInt(4));
-        e.target = s.columnText(5);
-        read.events.push_back(std::move(e));
-    }
-    return read;
-}
-
-int64_t SqliteStore::lastEventId() {
-    auto& s = prepare("SELECT COALESCE(MAX(id), 0) FROM bus");
-    const int64_t id = s.step() ? s.columnInt(0) : 0;
-    s.reset();
-    return id;
-}
-
-void SqliteStore::pruneEvents(int64_t olderThanSeconds) {
-    prepare("DELETE FROM bus WHERE created_at < ?")
-        .integer(1, static_cast<int64_t>(std::time(nullptr)) - olderThanSeconds)
-        .run();
 }
 
 }  // namespace nq::server
