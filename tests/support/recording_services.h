@@ -1,8 +1,7 @@
 #pragma once
-// A PlatformServices that records every request and answers boxes from a script, so that
-// tests can read what the user would have seen and heard, and drive the clock by hand.
+// A PlatformServices that records every request and answers every box with Ok, so that tests
+// can read what the user would have seen and heard.
 
-#include <deque>
 #include <functional>
 #include <string>
 #include <vector>
@@ -13,7 +12,6 @@ namespace nq::test {
 
 struct RecordedBox {
     std::string text, title;
-    BoxButtons buttons;
     BoxIcon icon;
 };
 
@@ -30,22 +28,19 @@ struct RecordedStart {
 
 class RecordingServices : public PlatformServices {
   public:
-    BoxAnswer messageBox(const std::string& text, const std::string& title, BoxButtons buttons,
+    BoxAnswer messageBox(const std::string& text, const std::string& title, BoxButtons,
                          BoxIcon icon) override {
-        boxes.push_back({text, title, buttons, icon});
+        boxes.push_back({text, title, icon});
         if (onBox) onBox();
-        if (answers.empty()) return BoxAnswer::Ok;
-        const BoxAnswer a = answers.front();
-        answers.pop_front();
-        return a;
+        return BoxAnswer::Ok;
     }
     void playSound(const std::string& path) override { sounds.push_back(path); }
     bool startDetached(const std::string& program, const std::vector<std::string>& args) override {
         starts.push_back({program, args});
         return startSucceeds;
     }
-    void openUrl(const std::string& url) override { urls.push_back(url); }
-    std::chrono::system_clock::time_point now() override { return clock; }
+    void openUrl(const std::string&) override {}
+    std::chrono::system_clock::time_point now() override { return {}; }
     void exitProcess(int code) override { exitCodes.push_back(code); }
     void showToast(const std::string& text, int milliseconds, const std::string& soundPath) override {
         toasts.push_back({text, milliseconds, soundPath});
@@ -54,14 +49,11 @@ class RecordingServices : public PlatformServices {
     std::vector<RecordedBox> boxes;
     std::vector<std::string> sounds;
     std::vector<RecordedStart> starts;
-    std::vector<std::string> urls;
     std::vector<int> exitCodes;
     std::vector<RecordedToast> toasts;
 
-    std::deque<BoxAnswer> answers;  // answers to the next boxes, Ok once they run out
-    std::function<void()> onBox;    // runs while a box is "up", e.g. to deliver datagrams meanwhile
+    std::function<void()> onBox;  // runs while a box is "up", e.g. to deliver datagrams meanwhile
     bool startSucceeds = true;
-    std::chrono::system_clock::time_point clock{};
 };
 
 }  // namespace nq::test
