@@ -142,13 +142,25 @@ class RecordingView : public SessionView {
     int otherFormUnloads = 0, mainFormUnloads = 0;
 };
 
-// The two servers on the far side of the session's sockets, and its timer.
+// The two servers on the far side of the session's sockets, its timer, its services, and the
+// program folder, whose Sys.ini names the scripted dispatcher.
 class ScriptedServers {
   public:
     static constexpr const char* kDispatcherHost = "dispatcher.test";
     static constexpr const char* kChatHost = "chat.test";
     static constexpr uint16_t kChatPort = 8000;
     static constexpr uint32_t kSessionNumber = 0x00ABCDEF;
+
+    ScriptedServers() { writeIni("Sys.ini", "Server", kDispatcherHost); }
+
+    // Values are UTF-8 in the test and GBK on disk.
+    void writeIni(std::string_view file, std::string_view key, const std::string& value,
+                  std::string_view section = "Setting") {
+        (void)CIniFile(dir.file(std::string(file))).WriteIniKey(section, key, gbk::fromUtf8(value));
+    }
+    std::string readIni(std::string_view file, std::string_view key, std::string_view section = "Setting") {
+        return gbk::toUtf8(CIniFile(dir.file(std::string(file))).GetIniKey(section, key));
+    }
 
     // The oldest frame the session sent on the socket and nobody has read.
     static OwnedFrame sentOn(MemorySocket& socket) { return frameOf(socket.take()); }
@@ -183,23 +195,18 @@ class ScriptedServers {
     MemorySocket update;
     MemorySocket chat;
     FakeTimer timer;
+    TempDir dir;
+    RecordingServices services;
 };
 
 class SessionHarness : public ScriptedServers {
   public:
     SessionHarness() {
-        writeIni("Sys.ini", "Server", kDispatcherHost);
         session = std::make_unique<Session>(dir.path(), services, view, update, chat, timer);
         session->InitGlobals();
     }
 
     std::string home() const { return dir.path(); }
-    void writeIni(const std::string& file, const std::string& key, const std::string& value) {
-        CIniFile(dir.file(file)).WriteIniKey("Setting", key, value);
-    }
-    std::string readIni(const std::string& file, const std::string& key) {
-        return CIniFile(dir.file(file)).GetIniKey("Setting", key);
-    }
     void tick(int n = 1) {
         for (int i = 0; i < n; ++i) session->tick();
     }
@@ -216,8 +223,6 @@ class SessionHarness : public ScriptedServers {
             *session, [this] { tick(); }, sessionNumber);
     }
 
-    TempDir dir;
-    RecordingServices services;
     RecordingView view;
     std::unique_ptr<Session> session;
 };
