@@ -42,21 +42,14 @@ class RecordingDesktop : public app::MainformDesktop {
 
 class FormRig : public ScriptedServers {
   public:
-    FormRig() { writeKey(keys::kSysFileName, keys::kServer, kDispatcherHost); }
     ~FormRig() {
         // Close any window a test opened besides the form, so that the next test starts bare.
         form.reset();
         for (QWidget* w : QApplication::topLevelWidgets()) w->close();
     }
 
-    void writeKey(std::string_view file, std::string_view key, const std::string& value,
-                  std::string_view section = keys::kSettingSection) {
-        (void)CIniFile(dir.file(std::string(file))).WriteIniKey(section, key, gbk::fromUtf8(value));
-    }
-    std::string readKey(std::string_view key, std::string_view section = keys::kSettingSection) {
-        return gbk::toUtf8(CIniFile(dir.file(std::string(keys::kUserFileName))).GetIniKey(section, key));
-    }
-    std::string position() { return readKey(keys::kMainForm, keys::kPositionSection); }
+    std::string readKey(std::string_view key) { return readIni(keys::kUserFileName, key); }
+    std::string position() { return readIni(keys::kUserFileName, keys::kMainForm, keys::kPositionSection); }
 
     app::Mainform& make() {
         form = std::make_unique<app::Mainform>(app::MainformOptions{dir.path()},
@@ -84,8 +77,6 @@ class FormRig : public ScriptedServers {
         completeLogin(session(), [this] { tick(); });
     }
 
-    TempDir dir;
-    RecordingServices services;
     RecordingDesktop desktop;
     std::unique_ptr<app::Mainform> form;
     int unloadCount = 0;

@@ -44,7 +44,7 @@ TEST(MainformControls, EachClickOnABoxOrASettingsItemWritesItsKeyAndNoOther) {
     EXPECT_EQ(autoHide, (std::vector<bool>{false, true, false}));
 }
 
-TEST(MainformControls, EnterInThePasswordBoxLogsInOnceAndFillsThePanels) {
+TEST(MainformControls, EnterInThePasswordBoxLogsInOnceAndARefusalLeadsBackToIt) {
     FormRig rig;
     Mainform& f = rig.load();
     app::LoginFrame& l = f.loginFrame();
@@ -52,8 +52,6 @@ TEST(MainformControls, EnterInThePasswordBoxLogsInOnceAndFillsThePanels) {
     l.txtPassword->setText("123456");
     QTest::keyClick(l.txtPassword, Qt::Key_Return);
     EXPECT_FALSE(l.txtName->isEnabled());
-    EXPECT_EQ(f.statusText(1), "用户:alice");
-    EXPECT_EQ(l.lbInfo->text(), "正在等待服务器验证，请稍侯。。。");
 
     QTest::keyClick(l.txtPassword, Qt::Key_Enter);  // while the first login waits: nothing more
     rig.tick(2);

@@ -32,7 +32,7 @@ TEST(MainformLoad, StoredPositionInTwipsMovesTheWindowOnlyWhenLeftIsAboveZero) {
     };
     for (const auto& [stored, expected] : cases) {
         FormRig rig;
-        rig.writeKey(keys::kUserFileName, keys::kMainForm, stored, keys::kPositionSection);
+        rig.writeIni(keys::kUserFileName, keys::kMainForm, stored, keys::kPositionSection);
         EXPECT_EQ(rig.load().pos(), expected) << "stored: " << stored;
     }
 }
@@ -49,7 +49,7 @@ TEST(MainformLoad, StoredSettingsTickTheMenusAndReachTheDesktop) {
     };
     for (auto [key, value, topMost, autoHide, calls] : cases) {
         FormRig rig;
-        rig.writeKey(keys::kUserFileName, key, value);
+        rig.writeIni(keys::kUserFileName, key, value);
         Mainform& f = rig.make();
         std::vector<bool> handedOver;
         f.attachAutoHide([&](bool on) { handedOver.push_back(on); });
@@ -66,7 +66,7 @@ TEST(MainformLoad, StoredSettingsTickTheMenusAndReachTheDesktop) {
 
 TEST(MainformLoad, TheTrayIconComesAfterThePanelsAndBeforeTheBoxesAreFilled) {
     FormRig rig;
-    rig.writeKey(keys::kUserFileName, keys::kUserName, "alice");
+    rig.writeIni(keys::kUserFileName, keys::kUserName, "alice");
     Mainform& f = rig.make();
     QStringList atTray;  // the panels, the name box and the exit flag when the icon came
     rig.desktop.onTrayAdd = [&] {
@@ -114,8 +114,8 @@ void activate(Mainform& f) {
 
 TEST(MainformActivate, FocusGoesToTheEmptyNameElseToTheSelectedPasswordAndStaysWhileOnline) {
     FormRig rig;
-    rig.writeKey(keys::kUserFileName, keys::kUserName, "alice");
-    rig.writeKey(keys::kUserFileName, keys::kRememberPassword, "1");
+    rig.writeIni(keys::kUserFileName, keys::kUserName, "alice");
+    rig.writeIni(keys::kUserFileName, keys::kRememberPassword, "1");
     Mainform& f = rig.load();
     app::LoginFrame& l = f.loginFrame();
     l.com_login->setFocus();

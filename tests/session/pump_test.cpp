@@ -216,7 +216,7 @@ TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrainsAndOneGatedRequestATic
     EXPECT_TRUE(h.session->queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "g"})));
 }
 
-TEST(Dispatch, NoticesDirectLinksAndFramesWithoutALeaf) {
+TEST(Dispatch, NoticesDirectLinksFramesWithoutALeafAndAPoisonedFrame) {
     SessionHarness h;
     Session& s = *h.session;
     h.login();
@@ -249,23 +249,17 @@ TEST(Dispatch, NoticesDirectLinksAndFramesWithoutALeaf) {
     h.tick(3);
     EXPECT_EQ(h.services.boxes.size(), boxes);
     EXPECT_TRUE(s.online);
-}
 
-TEST(Dispatch, APoisonedFrameRunsThePreviousLeafAgain) {
-    SessionHarness h;
-    Session& s = *h.session;
-    h.login();
+    // A frame too long to take empties the ring, and the previous leaf runs again.
     int runs = 0;
     s.handlers.on(kUnlisted, [&](Session&) { ++runs; });
-    h.fromChat({.seq = 1, .type = kUnlisted.type, .sub = kUnlisted.sub}, "x");
+    h.fromChat({.seq = 8, .type = kUnlisted.type, .sub = kUnlisted.sub}, "x");
     h.tick();
-    ASSERT_EQ(runs, 1);
-    h.fromChat({.seq = 2, .type = 8, .sub = 1}, Bytes(1000, 'p'));
+    h.fromChat({.seq = 9, .type = 8, .sub = 1}, Bytes(1000, 'p'));
     h.tick();
     EXPECT_EQ(runs, 2);
-    EXPECT_EQ(s.wire.Buf_head, 0);
-    EXPECT_EQ(s.wire.Buf_rear, 0);
-    EXPECT_TRUE(h.services.boxes.empty());
+    EXPECT_TRUE(s.wire.Buf_head == 0 && s.wire.Buf_rear == 0);
+    EXPECT_EQ(h.services.boxes.size(), boxes);
 }
 
 }  // namespace

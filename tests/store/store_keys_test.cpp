@@ -7,21 +7,11 @@
 namespace nq::store {
 namespace {
 
-TEST(StoreKeys, NumberedKeysPutTheIndexFirst) {
-    struct Case {
-        int index;
-        std::string_view suffix;
-        const char* expected;
-    } cases[] = {{0, "", "0"},
-                 {12, user::kVlgIdSuffix, "12VlgID"},
-                 {105, user::kOnlineSuffix, "105Online"},
-                 {-1, "", "-1"}};
-    for (const auto& c : cases) EXPECT_EQ(numberedKey(c.index, c.suffix), c.expected);
-}
-
 // The keys of one profile section share it: two that met under the file's case-blind matching
 // would overwrite each other.
-TEST(StoreKeys, KeysOfOneProfileSectionNeverShareALine) {
+TEST(StoreKeys, NumberedKeysPutTheIndexFirstAndKeysOfOneProfileSectionNeverShareALine) {
+    EXPECT_EQ(numberedKey(12, user::kVlgIdSuffix), "12VlgID");
+    EXPECT_EQ(numberedKey(-1), "-1");
     test::TempDir dir;
     CIniFile file(dir.file("UserInfo.dat"));
     auto roundTrip = [&](std::string_view section, auto keys) {

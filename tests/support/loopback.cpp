@@ -45,7 +45,9 @@ int lockAddress(const std::string& address) {
     return fd;
 }
 
-std::string claim() {
+}  // namespace
+
+std::string claimLoopbackAddress() {
     static int claimed = 0;  // a second claim in one process starts past the first
     // Start at a place that depends on the process so that parallel starts rarely race for the
     // same lock; the lock settles the races that remain.
@@ -61,12 +63,6 @@ std::string claim() {
         ::close(lock);
     }
     throw std::runtime_error("no free loopback address for a test: 127.0.0.2 to .254 are all taken");
-}
-
-}  // namespace
-
-std::string claimLoopbackAddress() {
-    return claim();
 }
 
 }  // namespace nq::test

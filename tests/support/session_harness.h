@@ -1,16 +1,20 @@
 #pragma once
 // A client session on in-memory sockets, a recording view and recording services, with the
 // dispatcher and the chat server played by the test: it reads what the session sent and
-// delivers the answers, and the clock moves only when the test ticks.
+// delivers the answers, and the clock moves only when the test ticks. Nothing waits, so a pump
+// test is as fast and as repeatable as a unit test.
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
+#include <stdexcept>
 
 #include "session/session.h"
 #include "session/session_view.h"
+#include "session/transport.h"
 #include "store/ini_file.h"
-#include "support/memory_transport.h"
 #include "support/recording_services.h"
 #include "support/temp_dir.h"
 #include "wire/fields.h"
@@ -24,16 +28,78 @@ inline void PrintTo(FrameKind k, std::ostream* os) {
 
 namespace nq::test {
 
+// What the session sends is kept for the test to read; what the test delivers reaches the
+// session at once; the timer only records whether it is on.
+struct SentDatagram {
+    std::string host;  // the remote end set when it was sent
+    uint16_t port = 0;
+    uint16_t localPort = 0;  // the port the socket was bound to
+    Bytes data;
+};
+
+class MemorySocket : public DatagramSocket {
+  public:
+    void close() override { localPort_ = 0; }
+    SocketError bind(uint16_t localPort) override {
+        binds.push_back(localPort);
+        localPort_ = 0;
+        if (takenPorts.count(localPort)) return SocketError::AddressInUse;
+        if (refusedPorts.count(localPort)) return SocketError::Other;
+        localPort_ = localPort;
+        return SocketError::None;
+    }
+    void setRemote(const std::string& host, uint16_t port) override {
+        host_ = host;
+        port_ = port;
+    }
+    // A closed socket sends nothing, as a closed descriptor would.
+    void send(const Bytes& datagram) override {
+        if (localPort_ != 0) sent.push_back({host_, port_, localPort_, datagram});
+    }
+
+    // A datagram arrives from the remote end.
+    void deliver(const Bytes& datagram) {
+        if (onData) onData(datagram);
+    }
+    void fail(SocketError error) {
+        if (onError) onError(error);
+    }
+
+    // The oldest datagram not yet taken; throws when there is none.
+    SentDatagram take() {
+        if (sent.empty()) throw std::runtime_error("the session sent nothing on this socket");
+        SentDatagram d = sent.front();
+        sent.pop_front();
+        return d;
+    }
+    uint16_t localPort() const { return localPort_; }
+
+    std::set<uint16_t> takenPorts;    // bind() answers AddressInUse for these
+    std::set<uint16_t> refusedPorts;  // and Other for these
+    std::vector<uint16_t> binds;      // every port asked for, in order
+    std::deque<SentDatagram> sent;
+
+  private:
+    std::string host_;
+    uint16_t port_ = 0;
+    uint16_t localPort_ = 0;
+};
+
+struct FakeTimer : Timer {
+    void setEnabled(bool on) override { on_ = on; }
+    bool enabled() const override { return on_; }
+    bool on_ = false;
+};
+
 struct OwnedFrame {
     FrameHeader header;
-    uint16_t len = 0;
     Bytes body;
     Bytes raw;
 };
 inline OwnedFrame frameOf(const SentDatagram& d) {
     auto f = decodeFrame(d.data);
     if (!f) throw std::runtime_error("the datagram holds no frame");
-    return OwnedFrame{f->header, f->len, Bytes(f->body), d.data};
+    return OwnedFrame{f->header, Bytes(f->body), d.data};
 }
 inline FrameKind kindOf(const OwnedFrame& f) {
     return {f.header.type, f.header.sub};
@@ -47,10 +113,7 @@ class RecordingView : public SessionView {
     std::string passwordText() const override { return password; }
     void setPasswordText(const std::string& t) override { password = t; }
     void setInputsEnabled(bool e) override { inputsEnabled = e; }
-    void selectNameText() override {
-        focus = "txtName";
-        ++nameSelections;
-    }
+    void selectNameText() override { focus = "txtName"; }
     void focusName() override { focus = "txtName"; }
     void selectPasswordText() override { focus = "txtPassword"; }
     void focusPassword() override { focus = "txtPassword"; }
@@ -65,7 +128,7 @@ class RecordingView : public SessionView {
     void setStatus(int panel, const std::string& t) override { status[panel] = t; }
     void showLoginFrame() override { frame = "loginFrame"; }
     void showMainFrame() override { frame = "mainframe"; }
-    void clearContacts() override { ++contactClears; }
+    void clearContacts() override {}
     void setSessionMenusEnabled(bool e) override { sessionMenus = e; }
     void unloadOtherForms() override { ++otherFormUnloads; }
     void unloadMainForm() override { ++mainFormUnloads; }
@@ -76,16 +139,28 @@ class RecordingView : public SessionView {
     std::map<int, std::string> status;
     bool inputsEnabled = true, rememberChecked = false, autoRunChecked = false;
     bool loginEnabled = true, cancelEnabled = false, sessionMenus = false, trayRemoved = false;
-    int contactClears = 0, otherFormUnloads = 0, mainFormUnloads = 0, nameSelections = 0;
+    int otherFormUnloads = 0, mainFormUnloads = 0;
 };
 
-// The two servers on the far side of the session's sockets, and its timer.
+// The two servers on the far side of the session's sockets, its timer, its services, and the
+// program folder, whose Sys.ini names the scripted dispatcher.
 class ScriptedServers {
   public:
     static constexpr const char* kDispatcherHost = "dispatcher.test";
     static constexpr const char* kChatHost = "chat.test";
     static constexpr uint16_t kChatPort = 8000;
     static constexpr uint32_t kSessionNumber = 0x00ABCDEF;
+
+    ScriptedServers() { writeIni("Sys.ini", "Server", kDispatcherHost); }
+
+    // Values are UTF-8 in the test and GBK on disk.
+    void writeIni(std::string_view file, std::string_view key, const std::string& value,
+                  std::string_view section = "Setting") {
+        (void)CIniFile(dir.file(std::string(file))).WriteIniKey(section, key, gbk::fromUtf8(value));
+    }
+    std::string readIni(std::string_view file, std::string_view key, std::string_view section = "Setting") {
+        return gbk::toUtf8(CIniFile(dir.file(std::string(file))).GetIniKey(section, key));
+    }
 
     // The oldest frame the session sent on the socket and nobody has read.
     static OwnedFrame sentOn(MemorySocket& socket) { return frameOf(socket.take()); }
@@ -120,23 +195,18 @@ class ScriptedServers {
     MemorySocket update;
     MemorySocket chat;
     FakeTimer timer;
+    TempDir dir;
+    RecordingServices services;
 };
 
 class SessionHarness : public ScriptedServers {
   public:
     SessionHarness() {
-        writeIni("Sys.ini", "Server", kDispatcherHost);
         session = std::make_unique<Session>(dir.path(), services, view, update, chat, timer);
         session->InitGlobals();
     }
 
     std::string home() const { return dir.path(); }
-    void writeIni(const std::string& file, const std::string& key, const std::string& value) {
-        CIniFile(dir.file(file)).WriteIniKey("Setting", key, value);
-    }
-    std::string readIni(const std::string& file, const std::string& key) {
-        return CIniFile(dir.file(file)).GetIniKey("Setting", key);
-    }
     void tick(int n = 1) {
         for (int i = 0; i < n; ++i) session->tick();
     }
@@ -153,8 +223,6 @@ class SessionHarness : public ScriptedServers {
             *session, [this] { tick(); }, sessionNumber);
     }
 
-    TempDir dir;
-    RecordingServices services;
     RecordingView view;
     std::unique_ptr<Session> session;
 };

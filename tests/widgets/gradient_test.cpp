@@ -52,18 +52,6 @@ QImage blankImage(int width, int height) {
     return image;
 }
 
-TEST(GradientDraw, SurfacesOfOnePixelOrLessAreLeftAlone) {
-    const CGradient gradient;
-    for (QSize size : {QSize(1, 40), QSize(40, 1)}) {
-        QImage image = blankImage(size.width(), size.height());
-        EXPECT_FALSE(gradient.Draw(&image));
-        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
-    }
-    QImage smallest = blankImage(2, 2);
-    EXPECT_TRUE(gradient.Draw(&smallest));
-    EXPECT_EQ(smallest.pixelColor(1, 1).alpha(), 255);
-}
-
 TEST(GradientDraw, EveryPixelIsCoveredAndTakesTheColourOfItsPlaceOnTheLine) {
     CGradient gradient;
     gradient.setColor1(winRgb(0, 40, 255));
@@ -93,11 +81,19 @@ TEST(GradientDraw, EveryPixelIsCoveredAndTakesTheColourOfItsPlaceOnTheLine) {
     }
 }
 
-TEST(GradientDraw, AWidgetKeepsThePictureAsItsBackground) {
+TEST(GradientDraw, AWidgetKeepsThePictureAsItsBackgroundAndSurfacesOfOnePixelOrLessAreLeftAlone) {
     CGradient gradient;
     gradient.setColor1(winRgb(255, 0, 0));
     gradient.setColor2(winRgb(0, 0, 255));
     gradient.setAngle(0.0F);
+    for (QSize size : {QSize(1, 40), QSize(40, 1)}) {
+        QImage image = blankImage(size.width(), size.height());
+        EXPECT_FALSE(gradient.Draw(&image));
+        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
+    }
+    QImage smallest = blankImage(2, 2);
+    EXPECT_TRUE(gradient.Draw(&smallest));
+    EXPECT_EQ(smallest.pixelColor(1, 1).alpha(), 255);
     QWidget flat;
     flat.resize(60, 1);
     EXPECT_FALSE(gradient.Draw(&flat));
@@ -107,7 +103,8 @@ TEST(GradientDraw, AWidgetKeepsThePictureAsItsBackground) {
     ASSERT_TRUE(gradient.Draw(&surface));
     const QImage shot = surface.grab().toImage();
     EXPECT_GT(shot.pixelColor(59, 15).red(), shot.pixelColor(0, 15).red());
-    EXPECT_TRUE(surface.updatesEnabled());
+    // Filled from its palette, so that the picture shows inside a window as well as alone.
+    EXPECT_TRUE(surface.autoFillBackground() && surface.updatesEnabled());
 }
 
 }  // namespace

@@ -31,9 +31,7 @@ TEST(Gbk, WhatDoesNotConvertBecomesAQuestionMarkAndLengthCountsLeadBytesAsTwo) {
         Bytes gbk;
     } from[] = {{"a😀b", "a?b"}, {"€", "?"}, {"\xE4\xB8", "?"}, {"\xF0\x9F\x98", "?"}, {"\xC3", "?"}};
     for (const auto& c : from) EXPECT_EQ(gbk::fromUtf8(c.utf8), c.gbk) << c.utf8;
-    EXPECT_EQ(gbk::toUtf8("\xFF\xFF"
-                          "a"),
-              "?a");
+    EXPECT_EQ(gbk::toUtf8("\xFF\xFF\x61"), "?a");
     EXPECT_EQ(gbk::toUtf8("ab\x81"), "ab?");
     struct Length {
         Bytes text;
@@ -82,12 +80,8 @@ TEST(Digest, Md5MatchesRfc1321AndPasswordsTakeOnlySingleBytes) {
         std::string input;
         const char* hex;
     } cases[] = {{"", "d41d8cd98f00b204e9800998ecf8427e"},
-                 {"a", "0cc175b9c0f1b6a831c399e269772661"},
                  {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-                 {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-                 {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-                 {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
-                  "d174ab98d277d9f5a5611c2c9f419d9f"},
+                 // Longer than one 64-byte block.
                  {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
                   "57edf4a22be3c955ac49da2e2107b67a"}};
     for (const auto& c : cases) EXPECT_EQ(Md5Hex(c.input), c.hex) << c.input;
