@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPainter>
+#include <QWindow>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -341,13 +342,23 @@ void Mainform::resizeEvent(QResizeEvent* event) {
     if (pos().y() <= 0) move(pos().x(), 1);
 }
 
-void Mainform::paintEvent(QPaintEvent* event) {
-    QMainWindow::paintEvent(event);
-    if (readyNotified_) return;
-    readyNotified_ = true;
-    // Queued, so that it runs once this whole first frame, children included, is flushed.
-    QMetaObject::invokeMethod(
-        this, [] { notifyReadyOnce(); }, Qt::QueuedConnection);
+void Mainform::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    if (!readyNotified_ && windowHandle()) windowHandle()->installEventFilter(this);
+}
+
+// The first frame is done once the window's first exposure has been painted and flushed. The
+// window's own paint event is no sign of it: its panels cover it whole and paint themselves.
+bool Mainform::eventFilter(QObject* watched, QEvent* event) {
+    if (!readyNotified_ && watched == windowHandle() && event->type() == QEvent::Expose &&
+        windowHandle()->isExposed()) {
+        readyNotified_ = true;
+        watched->removeEventFilter(this);
+        // Queued, so that it runs after the exposure's paint and flush, children included.
+        QMetaObject::invokeMethod(
+            this, [] { notifyReadyOnce(); }, Qt::QueuedConnection);
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 QString Mainform::statusText(int panel) const {
