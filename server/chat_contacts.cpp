@@ -99,7 +99,7 @@ void ChatService::onAddFriend(Session& s, const FrameHeader& h, FieldReader& fie
     }
     // The client answers this at once with a profile request for the new friend.
     if (sendTo(s, kind::kAddFriend, code::kDone, joinFields({s.account, account->name}), kTrigger)) {
-        if (s.profilesAwaited.size() == kProfilesAwaitedMax) s.profilesAwaited.pop_front();
+        if (s.profilesAwaited.size() == kProfilesAwaitedMax) s.profilesAwaited.erase(s.profilesAwaited.begin());
         s.profilesAwaited.push_back(account->name);
     }
     if (!byAccount_.count(account->name)) s.offlineCorrections.insert(account->name);

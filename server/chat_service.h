@@ -101,7 +101,7 @@ class ChatService {
         std::unordered_set<Bytes> offlineCorrections;  // friends added while away, see addFriend
         // Friends accepted whose profile request has not come yet, oldest first: that request
         // answers the acceptance (see onProfile).
-        std::deque<Bytes> profilesAwaited;
+        std::vector<Bytes> profilesAwaited;  // at most 16; a vector, as an empty deque holds 600 bytes
     };
     // More acceptances than this unanswered were lost on the way, or come from no client.
     static constexpr size_t kProfilesAwaitedMax = 16;
