@@ -21,7 +21,7 @@ TEST_F(ChatTest, LoginsAreAnsweredByVersionAndPassword) {
         {"mallory", "123456", 256 + 2, code::kWrongPassword, {}},
         {"bob", "12345", kChatServer, code::kWrongPassword, {}},
         {"nobody", "12345", kChatServer, code::kWrongPassword, {}},
-        {"alice", "123456", kChatServer, code::kLoginAccepted, gs({"爱丽丝", "w3"})},
+        {"alice", "123456", kChatServer, code::kLoginAccepted, gs({"爱丽丝", "w2"})},
     };
     for (const auto& [name, password, version, code, fields] : cases) {
         const Got r = version == kChatServer ? login(client(2), name, password)

@@ -155,7 +155,7 @@ TEST_F(AdminCommand, DemoIsIdempotentAndListsItsAccounts) {
     EXPECT_NE(run("group list").find("1\t周末棋友会\talice\t4\n1 group"), std::string::npos);
     const std::string list = run("user list");
     // account, nick, head, level, coins, friends, blacklist: the friendships both ways, once.
-    for (const char* row : {"alice\t爱丽丝\tw3\t5\t12000\t3\t0", "bob\t鲍勃\tm2\t3\t800\t2\t0",
+    for (const char* row : {"alice\t爱丽丝\tw2\t5\t12000\t3\t0", "bob\t鲍勃\tm2\t3\t800\t2\t0",
                             "erin\t艾琳\tw1\t1\t0\t0\t0", "5 accounts"})
         EXPECT_NE(list.find(row), std::string::npos) << row << " in\n" << list;
 }
