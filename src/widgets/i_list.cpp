@@ -28,7 +28,8 @@ QString toText(const Bytes& gbkText) {
 
 }  // namespace
 
-IList::IList(QWidget* parent) : QWidget(parent), scroll_(new QScrollBar(Qt::Vertical, this)) {
+IList::IList(QWidget* parent)
+    : QWidget(parent), scroll_(new QScrollBar(Qt::Vertical, this)), dragTimer_(this) {
     scroll_->setObjectName("Scroll");
     scroll_->setVisible(false);
     scroll_->setSingleStep(1);
