@@ -139,6 +139,8 @@ TEST(MainformFrames, RosterSwapsTheFramesAndLogoutClearsFriendsBlacklistAndTree)
     const int counts[] = {0, 0, 1, 1};  // strangers and rooms stay
     for (int i = 0; i < 4; ++i) EXPECT_EQ(mf.list(i)->count(), counts[i]) << i;
     EXPECT_TRUE(mf.tree()->rows().empty());
+    f.load("");
+    EXPECT_EQ(mf.list(2)->count() + mf.list(3)->count(), 0) << "a new load forgets strangers and rooms";
 
     mf.tab(2)->click();
     EXPECT_EQ(mf.currentPage(), app::MainFrame::Rooms);
