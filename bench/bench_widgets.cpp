@@ -6,8 +6,8 @@
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
-#include <QImage>
 #include <QFont>
+#include <QImage>
 #include <QPixmap>
 
 #include <cstdlib>

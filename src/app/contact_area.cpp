@@ -45,7 +45,8 @@ ContactArea::ContactArea(Session& session, Contacts& contacts, MainFrame& frame,
 }
 
 QString ContactArea::chatCaption(const char* prefix, const Bytes& name) {
-    return QString::fromUtf8(prefix) + QString::fromStdString(gbk::toUtf8(name)) + QString::fromUtf8("聊天中");
+    return QString::fromUtf8(prefix) + QString::fromStdString(gbk::toUtf8(name)) +
+           QString::fromUtf8("聊天中");
 }
 
 bool ContactArea::raiseChatWindow(const Bytes& name) {
@@ -71,9 +72,10 @@ void ContactArea::openChat(const ChatRequest& request) {
 void ContactArea::connectLists() {
     for (int i = 0; i < 4; ++i) {
         IList* l = frame_.list(i);
-        connect(l, &IList::mouseUp, this, [this, i, l](Qt::MouseButton button, Qt::KeyboardModifiers, QPoint at) {
-            if (QMenu* m = listMenu(i, at, button)) m->popup(l->mapToGlobal(at));
-        });
+        connect(l, &IList::mouseUp, this,
+                [this, i, l](Qt::MouseButton button, Qt::KeyboardModifiers, QPoint at) {
+                    if (QMenu* m = listMenu(i, at, button)) m->popup(l->mapToGlobal(at));
+                });
         connect(l, &IList::DblClick, this, [this, i] { listDoubleClicked(i); });
     }
 }
@@ -151,8 +153,8 @@ void ContactArea::treeDoubleClicked(int node) {
     const Bytes text = t.text(node);
     if (raiseChatWindow(text)) return;
     const bool group = t.hasChildren(node);
-    openChat({group ? "OTM" : "TUN", text, chatCaption(group ? "在" : "与", text), onlineHead(t.image(node)), -1,
-              node});
+    openChat({group ? "OTM" : "TUN", text, chatCaption(group ? "在" : "与", text), onlineHead(t.image(node)),
+              -1, node});
 }
 
 void ContactArea::privateMessage(const Bytes& member) {

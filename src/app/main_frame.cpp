@@ -50,7 +50,8 @@ MainFrame::MainFrame(const MainFrameSetup& setup, QWidget* parent)
     lbTopvlg_->setText(QString("<a href=\"top\" style=\"color:%1\">查看十大群排名</a>").arg(kLink.name()));
     lbTopvlg_->setContentsMargins(kMargin, 0, kMargin, 0);
     lbTopvlg_->setEnabled(!setup.topGroupsUrl.isEmpty());
-    connect(lbTopvlg_, &QLabel::linkActivated, this, [this, url = setup.topGroupsUrl] { emit urlRequested(url); });
+    connect(lbTopvlg_, &QLabel::linkActivated, this,
+            [this, url = setup.topGroupsUrl] { emit urlRequested(url); });
     col->addWidget(lbTopvlg_);
 
     image1_ = new QLabel(this);
@@ -104,7 +105,7 @@ QLayout* MainFrame::buildTabRow() {
 
 // All seven page buttons share one row; a page shows its own and hides the rest.
 QLayout* MainFrame::buildButtonRow(const MainFrameSetup& setup) {
-    const std::array<const char*, 7> captions{"我的好友", "黑名单", "陌生人", "创建山庄",
+    const std::array<const char*, 7> captions{"我的好友", "黑名单",   "陌生人",  "创建山庄",
                                               "添加山庄", "游戏大厅", "玩家社区"};
     auto* row = new QHBoxLayout;
     row->setContentsMargins(kMargin, 0, kMargin, 0);
@@ -116,7 +117,8 @@ QLayout* MainFrame::buildButtonRow(const MainFrameSetup& setup) {
     }
     for (int i = 0; i < 3; ++i) {
         pageButtons_[static_cast<size_t>(i)]->setMode(lvButtons_H::Option);
-        connect(pageButtons_[static_cast<size_t>(i)], &lvButtons_H::Click, this, [this, i] { showFriendList(i); });
+        connect(pageButtons_[static_cast<size_t>(i)], &lvButtons_H::Click, this,
+                [this, i] { showFriendList(i); });
     }
     // Creating and joining groups come with the group windows.
     pageButtons_[3]->setEnabled(false);

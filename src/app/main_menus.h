@@ -51,14 +51,14 @@ MainMenus buildMainMenus(QMenuBar* bar);
 // (profiles, the add wizard, the group windows) exist and do nothing until that window's code
 // connects to them.
 struct ContactMenus {
-    QMenu* friendItem = nullptr;     // 我的好友: right click on a friend
-    QMenu* friendsEmpty = nullptr;   // 好友大项: on the empty part of the friend list
-    QMenu* blacklistItem = nullptr;  // 黑名单
-    QMenu* blacklistEmpty = nullptr; // 黑名单大项
-    QMenu* strangerItem = nullptr;   // 陌生人
-    QMenu* group = nullptr;          // 山庄: on a group node
-    QMenu* member = nullptr;         // 山庄子项: on a member node
-    QMenu* findMode = nullptr;       // 查找方式, under lvdown
+    QMenu* friendItem = nullptr;      // 我的好友: right click on a friend
+    QMenu* friendsEmpty = nullptr;    // 好友大项: on the empty part of the friend list
+    QMenu* blacklistItem = nullptr;   // 黑名单
+    QMenu* blacklistEmpty = nullptr;  // 黑名单大项
+    QMenu* strangerItem = nullptr;    // 陌生人
+    QMenu* group = nullptr;           // 山庄: on a group node
+    QMenu* member = nullptr;          // 山庄子项: on a member node
+    QMenu* findMode = nullptr;        // 查找方式, under lvdown
 
     // The item of a menu by its stored name, or null.
     static QAction* item(const QMenu* menu, const QString& name);

@@ -5,11 +5,10 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScrollBar>
-#include <QStyle>
 #include <algorithm>
 
-#include "wire/gbk.h"
 #include "widgets/image_list.h"
+#include "wire/gbk.h"
 
 namespace nq {
 namespace {
@@ -219,10 +218,10 @@ void IList::drawItem(QPainter& painter, int position, int surfaceWidth) const {
     const int y = (position - 1 - scrollValue()) * itemHeight_;
     if (position == Selected()) {
         QPainterPath path;
-        path.addRoundedRect(QRectF(kHighlightLeft, y + kHighlightTop,
-                                   surfaceWidth - kHighlightRightGap - kHighlightLeft,
-                                   itemHeight_ - kHighlightHeightCut),
-                            kHighlightRadius, kHighlightRadius);
+        path.addRoundedRect(
+            QRectF(kHighlightLeft, y + kHighlightTop, surfaceWidth - kHighlightRightGap - kHighlightLeft,
+                   itemHeight_ - kHighlightHeightCut),
+            kHighlightRadius, kHighlightRadius);
         painter.save();
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillPath(path, QColor(kHighlight));

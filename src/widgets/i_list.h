@@ -79,7 +79,8 @@ class IList : public QWidget {
     void setTextPosX(int v);
     void setTextPosY(int v);
     // All positions at once, in this order, then a repaint.
-    void SetPos(int captionX, int captionY, int textX, int textY, int iconX, int icon1Y, int icon1X, int iconY);
+    void SetPos(int captionX, int captionY, int textX, int textY, int iconX, int icon1Y, int icon1X,
+                int iconY);
 
     [[nodiscard]] int Selected() const { return model_->Selected(); }
     void setSelected(int position);

@@ -54,14 +54,15 @@ TEST(ContactArea, ARightClickOpensThePopupOfItsListAndPlace) {
         QMenu* menu;
     };
     const Case cases[] = {
-        {0, {10, 5}, Qt::RightButton, m.friendItem},    {0, {49, 3 * h - 1}, Qt::RightButton, m.friendItem},
-        {0, {50, 5}, Qt::RightButton, m.friendsEmpty},  {0, {10, 3 * h}, Qt::RightButton, m.friendsEmpty},
-        {0, {10, 5}, Qt::LeftButton, nullptr},          {1, {10, 5}, Qt::RightButton, m.blacklistItem},
+        {0, {10, 5}, Qt::RightButton, m.friendItem},     {0, {49, 3 * h - 1}, Qt::RightButton, m.friendItem},
+        {0, {50, 5}, Qt::RightButton, m.friendsEmpty},   {0, {10, 3 * h}, Qt::RightButton, m.friendsEmpty},
+        {0, {10, 5}, Qt::LeftButton, nullptr},           {1, {10, 5}, Qt::RightButton, m.blacklistItem},
         {1, {10, h}, Qt::RightButton, m.blacklistEmpty}, {2, {10, 5}, Qt::RightButton, m.strangerItem},
         {2, {10, h}, Qt::RightButton, nullptr},          {3, {10, 5}, Qt::RightButton, nullptr},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(r.area().listMenu(c.list, c.at, c.button), c.menu) << c.list << " at " << c.at.x() << "," << c.at.y();
+        EXPECT_EQ(r.area().listMenu(c.list, c.at, c.button), c.menu)
+            << c.list << " at " << c.at.x() << "," << c.at.y();
     r.contacts().MyList(2).setSelected(ItemList::kNoneSelected);
     EXPECT_EQ(r.area().listMenu(2, {10, 5}, Qt::RightButton), nullptr) << "on an item, none selected";
 
@@ -92,7 +93,8 @@ TEST(ContactArea, PopupsHoldEveryItemInOrder) {
     const ContactMenus& m = rig.make().contactMenus();
     const std::pair<QMenu*, QStringList> menus[] = {
         {m.friendItem,
-         {"发送消息", "查看好友资料", "追踪好友", "邀请游戏", "删除好友", "设置为黑名单", "添加好友1", "搜索好友"}},
+         {"发送消息", "查看好友资料", "追踪好友", "邀请游戏", "删除好友", "设置为黑名单", "添加好友1",
+          "搜索好友"}},
         {m.friendsEmpty, {"添加好友大项", "搜索好友大项"}},
         {m.blacklistItem, {"取消黑名单", "查看黑名单信息", "黑名单设置小项"}},
         {m.blacklistEmpty, {"添加黑名单大项", "黑名单设置大项"}},
@@ -101,7 +103,8 @@ TEST(ContactArea, PopupsHoldEveryItemInOrder) {
         {m.member, {"发送私人消息", "加为好友", "查看山庄成员资料"}},
         {m.findMode, {"按用户名", "按昵称"}},
     };
-    for (const auto& [menu, names] : menus) EXPECT_EQ(ContactMenus::names(menu), names) << menu->objectName().toStdString();
+    for (const auto& [menu, names] : menus)
+        EXPECT_EQ(ContactMenus::names(menu), names) << menu->objectName().toStdString();
 }
 
 TEST(ContactArea, QuickFindSelectsAFriendOrOffersTheServerSearch) {
@@ -146,9 +149,10 @@ TEST(ContactArea, EachPageShowsItsControlsAndHidesTheRest) {
     for (int page = 3; page >= 0; --page) {
         f.tab(page)->click();
         std::string visible;
-        for (QString name : {"Image1", "lvButtons_H1(0)", "lvButtons_H1(1)", "lvButtons_H1(2)", "lvButtons_H1(3)",
-                             "lvButtons_H1(4)", "lvButtons_H1(5)", "lvButtons_H1(6)", "MyList(0)", "MyList(1)",
-                             "MyList(2)", "MyList(3)", "MyTree", "lbTopvlg", "imgHVR"})
+        for (QString name :
+             {"Image1", "lvButtons_H1(0)", "lvButtons_H1(1)", "lvButtons_H1(2)", "lvButtons_H1(3)",
+              "lvButtons_H1(4)", "lvButtons_H1(5)", "lvButtons_H1(6)", "MyList(0)", "MyList(1)", "MyList(2)",
+              "MyList(3)", "MyTree", "lbTopvlg", "imgHVR"})
             if (f.findChild<QWidget*>(name)->isVisibleTo(&f)) visible += name.toStdString() + " ";
         EXPECT_EQ(visible, shown[page]) << "page " << page;
     }
@@ -170,8 +174,8 @@ TEST(ContactArea, DoubleClicksSettleIconsAndAskForTheRightConversation) {
     const NodeTree& t = r.contacts().MyTree();
     r.area().treeDoubleClicked(t.find("G"));
     r.area().treeDoubleClicked(t.find("m"));
-    EXPECT_EQ(asked, (std::vector<std::string>{"PTP 与alpha聊天中 5", "PTP 与stranger聊天中 2", "MM 在room聊天中 2",
-                                               "OTM 在G聊天中 1", "TUN 与m聊天中 3"}));
+    EXPECT_EQ(asked, (std::vector<std::string>{"PTP 与alpha聊天中 5", "PTP 与stranger聊天中 2",
+                                               "MM 在room聊天中 2", "OTM 在G聊天中 1", "TUN 与m聊天中 3"}));
     const int icons[] = {5, 4, 2, 13};
     for (int i = 0; i < 4; ++i) EXPECT_EQ(r.contacts().MyList(i).Item(1).icon, icons[i]) << i;
 

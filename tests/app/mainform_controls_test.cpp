@@ -10,9 +10,9 @@
 
 #include "app/main_frame.h"
 #include "contacts/contacts.h"
+#include "form_rig.h"
 #include "widgets/contact_tree_view.h"
 #include "widgets/i_list.h"
-#include "form_rig.h"
 
 namespace nq::test {
 namespace {

@@ -21,8 +21,10 @@ TEST(ContactTreeView, ArrowsAndDoubleClicksOpenGroupsAndClicksNameTheirNode) {
 
     std::vector<std::pair<int, bool>> toggles;
     std::vector<int> rightClicks, doubleClicks;
-    QObject::connect(&view, &ContactTreeView::expandToggled, [&](int n, bool on) { toggles.emplace_back(n, on); });
-    QObject::connect(&view, &ContactTreeView::nodeRightClicked, [&](int n, QPoint) { rightClicks.push_back(n); });
+    QObject::connect(&view, &ContactTreeView::expandToggled,
+                     [&](int n, bool on) { toggles.emplace_back(n, on); });
+    QObject::connect(&view, &ContactTreeView::nodeRightClicked,
+                     [&](int n, QPoint) { rightClicks.push_back(n); });
     QObject::connect(&view, &ContactTreeView::nodeDoubleClicked, [&](int n) { doubleClicks.push_back(n); });
 
     const int row = ContactTreeView::kRowHeight;

@@ -53,8 +53,8 @@ TEST(IList, ArrowKeysMoveTheSelectionAndScrollAtTheEdges) {
         int wantSelected, wantValue;
     };
     const Case cases[] = {
-        {4, 2, Qt::Key_Up, 3, 2},   {3, 2, Qt::Key_Up, 2, 1},      {1, 0, Qt::Key_Up, 1, 0},
-        {5, 2, Qt::Key_Down, 6, 2}, {6, 2, Qt::Key_Down, 7, 3},    {10, 6, Qt::Key_Down, 10, 6},
+        {4, 2, Qt::Key_Up, 3, 2},    {3, 2, Qt::Key_Up, 2, 1},   {1, 0, Qt::Key_Up, 1, 0},
+        {5, 2, Qt::Key_Down, 6, 2},  {6, 2, Qt::Key_Down, 7, 3}, {10, 6, Qt::Key_Down, 10, 6},
         {-1, 0, Qt::Key_Down, 1, 0}, {-1, 0, Qt::Key_Up, -1, 0},
     };
     for (const Case& c : cases) {
