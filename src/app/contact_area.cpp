@@ -129,7 +129,7 @@ void ContactArea::connectTree() {
     });
     connect(t, &ContactTreeView::nodeDoubleClicked, this, &ContactArea::treeDoubleClicked);
     connect(t, &ContactTreeView::expandToggled, &contacts_, &Contacts::treeExpanded);
-    connect(&contacts_.MyTree(), &NodeTree::changed, this, &ContactArea::markCreators);
+    connect(&contacts_.MyTree(), &NodeTree::changed, this, &ContactArea::scheduleMarks);
 }
 
 QMenu* ContactArea::treeMenu(int node) {
@@ -160,6 +160,19 @@ void ContactArea::treeDoubleClicked(int node) {
 void ContactArea::privateMessage(const Bytes& member) {
     if (member.empty() || raiseChatWindow(member)) return;
     openChat({"TUN", member, chatCaption("与", member), 1, -1, 0});
+}
+
+// A roster changes the tree once per member; the marks follow once the burst is over.
+void ContactArea::scheduleMarks() {
+    if (marksDue_) return;
+    marksDue_ = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            marksDue_ = false;
+            markCreators();
+        },
+        Qt::QueuedConnection);
 }
 
 // The creator's row carries the mark for as long as the group roster names him, also once the

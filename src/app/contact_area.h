@@ -70,6 +70,7 @@ class ContactArea : public QObject {
     void connectTree();
     void connectMenus();
     void connectFind();
+    void scheduleMarks();
     void markCreators();
     void openChat(const ChatRequest& request);
     int rightClickedMember() const;
@@ -82,6 +83,7 @@ class ContactArea : public QObject {
     int groupNode_ = 0;  // the group node of the last right click
     int memberNode_ = 0;
     Bytes memberText_;  // the member of the last right click, by name
+    bool marksDue_ = false;
 };
 
 }  // namespace nq::app

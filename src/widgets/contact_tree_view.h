@@ -39,6 +39,7 @@ class ContactTreeView : public QWidget {
     void setImageList(const ImageList* images);
     // Nodes painted with the mark image at the right of their row.
     void setMarkedNodes(std::unordered_set<int> nodes, int markImage);
+    [[nodiscard]] const std::unordered_set<int>& markedNodes() const { return marked_; }
 
     // The node of each row shown, top to bottom.
     [[nodiscard]] const std::vector<int>& rows() const { return rows_; }

@@ -14,6 +14,7 @@
 #include "form_rig.h"
 #include "widgets/contact_tree_view.h"
 #include "widgets/i_list.h"
+#include "widgets/lv_buttons_h.h"
 
 namespace nq::test {
 namespace {
@@ -25,6 +26,7 @@ using app::MainFrame;
 // a group of one member.
 struct AreaRig : FormRig {
     AreaRig() {
+        writeIni("Sys.ini", "Hall", "https://hall.example", "Portal");
         load();
         login();
         Contacts& c = form->contacts();
@@ -158,6 +160,9 @@ TEST(ContactArea, EachPageShowsItsControlsAndHidesTheRest) {
     }
     f.tab(2)->click();
     EXPECT_EQ(r.contacts().MyList(3).Selected(), ItemList::kSelectionCleared);
+    f.pageButton(5)->click();
+    EXPECT_EQ(r.services.urls, std::vector<std::string>{"https://hall.example"});
+    EXPECT_FALSE(f.pageButton(6)->isEnabled()) << "no address for it";
 }
 
 TEST(ContactArea, DoubleClicksSettleIconsAndAskForTheRightConversation) {
@@ -176,6 +181,10 @@ TEST(ContactArea, DoubleClicksSettleIconsAndAskForTheRightConversation) {
     r.area().treeDoubleClicked(t.find("m"));
     EXPECT_EQ(asked, (std::vector<std::string>{"PTP 与alpha聊天中 5", "PTP 与stranger聊天中 2",
                                                "MM 在room聊天中 2", "OTM 在G聊天中 1", "TUN 与m聊天中 3"}));
+    (void)user.WriteIniKey("G", "Bilder", "m");  // the group roster names m the creator
+    r.contacts().MyTree().refresh();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(r.frame().tree()->markedNodes(), std::unordered_set<int>{t.find("m")});
     const int icons[] = {5, 4, 2, 13};
     for (int i = 0; i < 4; ++i) EXPECT_EQ(r.contacts().MyList(i).Item(1).icon, icons[i]) << i;
 
