@@ -7,7 +7,6 @@
 #include <QCursor>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMenu>
 #include <QPainter>
 #include <QWindow>
@@ -15,6 +14,7 @@
 #include <QStackedWidget>
 #include <QStatusBar>
 
+#include "app/contact_area.h"
 #include "app/desktop_bridge.h"
 #include "app/header_band.h"
 #include "app/login_frame.h"
@@ -113,6 +113,7 @@ void Mainform::build() {
     header_ = new HeaderBand(this);
     setMenuWidget(header_);
     menus_ = buildMainMenus(header_->menuBar());
+    contactMenus_ = buildContactMenus(this);
 
     // The contact frame is made when it is first needed: the login panel is all a start shows.
     loginFrame_ = new LoginFrame(this);
@@ -141,7 +142,6 @@ void Mainform::build() {
     }
 }
 
-// The lists on screen stay as they are until their views paint the model.
 void Mainform::connectContacts() {
     Contacts& c = *contacts_;
     connect(session_.get(), &Session::cachedListsDue, &c, &Contacts::loadFromfile);
@@ -175,6 +175,17 @@ void Mainform::connectMenus() {
     connect(menus_.exit, &QAction::triggered, this, &Mainform::exitProgram);
     connect(menus_.topMost, &QAction::triggered, this, &Mainform::toggleTopMost);
     connect(menus_.autoHide, &QAction::triggered, this, &Mainform::toggleAutoHide);
+    // 操作 does what the contact area's popups do: whoever brings the wizards connects there.
+    const std::pair<QAction*, std::pair<QMenu*, const char*>> forwards[] = {
+        {menus_.addFriend, {contactMenus_.friendItem, "添加好友1"}},
+        {menus_.addGroup, {contactMenus_.group, "添加山庄1"}},
+        {menus_.addBlacklist, {contactMenus_.blacklistEmpty, "添加黑名单大项"}},
+        {menus_.createGroup, {contactMenus_.group, "创建山庄1"}},
+    };
+    for (const auto& [item, target] : forwards) {
+        QAction* to = ContactMenus::item(target.first, QString::fromUtf8(target.second));
+        attachMenuAction(item, [to] { to->trigger(); });
+    }
     refreshMenuStates();
 }
 
@@ -194,6 +205,11 @@ void Mainform::trayClicked(TrayClick click) {
 
 void Mainform::attachTrayLeftClick(std::function<void()> openNextPending) {
     trayLeftClick_ = std::move(openNextPending);
+}
+
+void Mainform::attachChatOpener(std::function<void(const ChatRequest&)> open) {
+    chatOpener_ = std::move(open);
+    if (contactArea_) contactArea_->setChatOpener(chatOpener_);
 }
 
 void Mainform::attachMenuAction(QAction* item, std::function<void()> action) {
@@ -236,12 +252,12 @@ void Mainform::load(const std::string& commandLine) {
     setMinimumSize(designSize_);
     setStatus(1, "未登录用户");
     setStatus(2, "状态：未登录");
-    if (mainFrame_) {
-        mainFrame_->clearContacts();
-        mainFrame_->list(2)->clear();
-        mainFrame_->list(3)->clear();
-        mainFrame_->showPage(MainFrame::Friends);
+    contacts_->clearLists();
+    for (int i : {Contacts::kStrangers, Contacts::kRooms}) {
+        contacts_->MyList(i).Clear();
+        contacts_->MyList(i).Redraw();
     }
+    if (mainFrame_) mainFrame_->showPage(MainFrame::Friends);
     header_->setSubtitle("游戏玩家的聊天工具");
 
     desktop_->trayAdd(this, kTrayTip);
@@ -372,10 +388,28 @@ bool Mainform::mainFrameShown() const {
 
 MainFrame& Mainform::mainFrame() {
     if (!mainFrame_) {
-        mainFrame_ = new MainFrame(this);
+        // The portal's pages are deployment settings of Sys.ini, which the client never writes.
+        const CIniFile sys(session_->sysIni());
+        const auto url = [&sys](std::string_view key) {
+            return QString::fromStdString(gbk::toUtf8(sys.GetIniKey(keys::kPortalSection, key)));
+        };
+        MainFrameSetup setup;
+        setup.imageFolder = QString::fromStdString(session_->programFolder() + "/image");
+        setup.topGroupsUrl = url(keys::kPortalTopGroups);
+        setup.partnerUrl = url(keys::kPortalPartner);
+        setup.hallUrl = url(keys::kPortalHall);
+        setup.communityUrl = url(keys::kPortalCommunity);
+        mainFrame_ = new MainFrame(setup, this);
         frames_->addWidget(mainFrame_);
+        contactArea_ = new ContactArea(*session_, *contacts_, *mainFrame_, contactMenus_, this);
+        contactArea_->setChatOpener(chatOpener_);
     }
     return *mainFrame_;
+}
+
+ContactArea& Mainform::contactArea() {
+    mainFrame();
+    return *contactArea_;
 }
 
 // ---- SessionView ----
@@ -444,7 +478,6 @@ void Mainform::showMainFrame() {
 
 void Mainform::clearContacts() {
     contacts_->clearLists();
-    if (mainFrame_) mainFrame_->clearContacts();
 }
 
 void Mainform::setSessionMenusEnabled(bool enabled) {

@@ -25,6 +25,8 @@ class Contacts;
 
 namespace nq::app {
 
+class ContactArea;
+struct ChatRequest;
 class HeaderBand;
 class LoginFrame;
 class MainFrame;
@@ -67,8 +69,10 @@ class Mainform : public QMainWindow, public SessionView {
     Session& session() { return *session_; }
     Contacts& contacts() { return *contacts_; }
     const MainMenus& menus() const { return menus_; }
+    const ContactMenus& contactMenus() const { return contactMenus_; }
     LoginFrame& loginFrame() { return *loginFrame_; }
-    MainFrame& mainFrame();  // made at its first use
+    MainFrame& mainFrame();  // made at its first use, with the contact area behind it
+    ContactArea& contactArea();
     [[nodiscard]] QString statusText(int panel) const;
     [[nodiscard]] bool mainFrameShown() const;
     // User.ini's TransValue text, as the load applies it to this window and each toast to itself.
@@ -87,6 +91,9 @@ class Mainform : public QMainWindow, public SessionView {
     // A left click on the tray icon fetches the oldest waiting message once the conversation
     // subsystem attaches that; before, and with nothing waiting, it brings the window back.
     void attachTrayLeftClick(std::function<void()> openNextPending);
+    // The conversation subsystem opens its window for a double click on a contact or a popup's
+    // message item; until it is attached those stop short of the window.
+    void attachChatOpener(std::function<void(const ChatRequest&)> open);
 
     // ---- SessionView ----
     std::string nameText() const override;
@@ -153,6 +160,9 @@ class Mainform : public QMainWindow, public SessionView {
     QStatusBar* statusBar_ = nullptr;
     QLabel* statusPanels_[2] = {nullptr, nullptr};
     MainMenus menus_;
+    ContactMenus contactMenus_;
+    ContactArea* contactArea_ = nullptr;
+    std::function<void(const ChatRequest&)> chatOpener_;
 
     std::map<QAction*, std::function<void()>> menuActions_;
     std::function<void(bool)> setAutoHide_;

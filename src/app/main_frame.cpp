@@ -1,19 +1,24 @@
 #include "app/main_frame.h"
 
 #include "app/button_looks.h"
+#include "widgets/contact_tree_view.h"
+#include "widgets/i_list.h"
 #include "widgets/lv_buttons_h.h"
 
+#include <QDir>
+#include <QGridLayout>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
-#include <QStackedWidget>
-#include <QTreeWidget>
+#include <QMouseEvent>
 #include <QVBoxLayout>
 
 namespace nq::app {
 namespace {
+
+constexpr int kMargin = 8;
+constexpr int kLvdownWidth = 24;
+const QColor kLink(0x2f, 0x80, 0xed);
 
 lvButtons_H* subButton(const QString& caption, int index, QWidget* parent) {
     auto* b = new lvButtons_H(caption, parent);
@@ -22,178 +27,195 @@ lvButtons_H* subButton(const QString& caption, int index, QWidget* parent) {
     return b;
 }
 
-QListWidget* contactList(int index, QWidget* parent) {
-    auto* l = new QListWidget(parent);
-    l->setObjectName(QString("MyList(%1)").arg(index));
-    l->setFrameShape(QFrame::NoFrame);
-    return l;
-}
-
 }  // namespace
 
-MainFrame::MainFrame(QWidget* parent) : XPContainer(parent) {
+MainFrame::MainFrame(const MainFrameSetup& setup, QWidget* parent)
+    : XPContainer(parent),
+      heads_(ImageList::fromFile(QDir(setup.imageFolder).filePath("heads.png"))),
+      partnerUrl_(setup.partnerUrl) {
     setObjectName("mainframe");
     // Edge to edge with the band above and the status strip below: background only.
     setStyle(Plain);
 
-    // Quick find: its search reaches the server, which comes with the search window; until
-    // then the row is shown but idle.
-    findBox_ = new QLineEdit(this);
-    findBox_->setObjectName("Text1");
-    findBox_->setPlaceholderText("快速查找");
-    auto* comSerch = new lvButtons_H("查找", this);
-    comSerch->setObjectName("comSerch");
-    lookSecondary(*comSerch);
-    auto* lvdown = new lvButtons_H("▾", this);
-    lvdown->setObjectName("lvdown");
-    lookSecondary(*lvdown);
-    lvdown->setFixedWidth(24);
-    for (QWidget* w :
-         {static_cast<QWidget*>(findBox_), static_cast<QWidget*>(comSerch), static_cast<QWidget*>(lvdown)})
-        w->setEnabled(false);
-    auto* find = new QHBoxLayout;
-    find->setContentsMargins(8, 8, 8, 4);
-    find->setSpacing(4);
-    find->addWidget(findBox_, 1);
-    find->addWidget(comSerch);
-    find->addWidget(lvdown);
-
-    const std::array<const char*, 4> tabCaptions{"好友", "山庄", "聊天室", "合作伙伴"};
-    auto* tabRow = new QHBoxLayout;
-    tabRow->setContentsMargins(8, 0, 8, 0);
-    tabRow->setSpacing(0);
-    for (int i = 0; i < 4; ++i) {
-        auto* t = new lvButtons_H(tabCaptions[static_cast<size_t>(i)], this);
-        t->setObjectName(QString("Com_tab(%1)").arg(i));
-        lookTab(*t);
-        connect(t, &lvButtons_H::Click, this, [this, i] { showPage(i); });
-        tabs_[static_cast<size_t>(i)] = t;
-        tabRow->addWidget(t, 1);
-    }
-
-    pages_ = new QStackedWidget(this);
-    pages_->addWidget(buildFriendsPage());
-    pages_->addWidget(buildGroupsPage());
-    pages_->addWidget(buildRoomsPage());
-    pages_->addWidget(buildPartnerPage());
-
     auto* col = new QVBoxLayout(this);
-    col->setContentsMargins(0, 0, 0, 0);
+    col->setContentsMargins(0, 0, 0, kMargin);
     col->setSpacing(4);
-    col->addLayout(find);
-    col->addLayout(tabRow);
-    col->addWidget(pages_, 1);
+    col->addLayout(buildFindRow());
+    col->addLayout(buildTabRow());
+    col->addLayout(buildButtonRow(setup));
+    col->addWidget(buildContent(setup), 1);
+
+    lbTopvlg_ = new QLabel(this);
+    lbTopvlg_->setObjectName("lbTopvlg");
+    lbTopvlg_->setText(QString("<a href=\"top\" style=\"color:%1\">查看十大群排名</a>").arg(kLink.name()));
+    lbTopvlg_->setContentsMargins(kMargin, 0, kMargin, 0);
+    lbTopvlg_->setEnabled(!setup.topGroupsUrl.isEmpty());
+    connect(lbTopvlg_, &QLabel::linkActivated, this,
+            [this, url = setup.topGroupsUrl] { emit urlRequested(url); });
+    col->addWidget(lbTopvlg_);
+
+    image1_ = new QLabel(this);
+    image1_->setObjectName("Image1");
+    image1_->setAlignment(Qt::AlignCenter);
+    image1_->setPixmap(QPixmap(QDir(setup.imageFolder).filePath("banner.png")));
+    col->addWidget(image1_);
 
     showPage(Friends);
 }
 
-QWidget* MainFrame::buildFriendsPage() {
-    auto* page = new QWidget(this);
+// Quick find: the box, the server search and the popup of the search mode. The buttons come on
+// only when the box holds a text that no friend's name starts with.
+QLayout* MainFrame::buildFindRow() {
+    findBox_ = new QLineEdit(this);
+    findBox_->setObjectName("Text1");
+    findBox_->setPlaceholderText("快速查找");
+    comSerch_ = new lvButtons_H("查找", this);
+    comSerch_->setObjectName("comSerch");
+    lookSecondary(*comSerch_);
+    lvdown_ = new lvButtons_H("▾", this);
+    lvdown_->setObjectName("lvdown");
+    lookSecondary(*lvdown_);
+    lvdown_->setFixedWidth(kLvdownWidth);
+    comSerch_->setEnabled(false);
+    lvdown_->setEnabled(false);
     auto* row = new QHBoxLayout;
+    row->setContentsMargins(kMargin, kMargin, kMargin, 4);
     row->setSpacing(4);
-    const std::array<const char*, 3> captions{"我的好友", "黑名单", "陌生人"};
-    friendLists_ = new QStackedWidget(page);
-    for (int i = 0; i < 3; ++i) {
-        auto* b = subButton(captions[static_cast<size_t>(i)], i, page);
-        b->setMode(lvButtons_H::Option);
-        connect(b, &lvButtons_H::Click, this, [this, i] { showFriendList(i); });
+    row->addWidget(findBox_, 1);
+    row->addWidget(comSerch_);
+    row->addWidget(lvdown_);
+    return row;
+}
+
+QLayout* MainFrame::buildTabRow() {
+    const std::array<const char*, 4> captions{"好友", "山庄", "聊天室", "合作伙伴"};
+    auto* row = new QHBoxLayout;
+    row->setContentsMargins(kMargin, 0, kMargin, 0);
+    row->setSpacing(0);
+    for (int i = 0; i < 4; ++i) {
+        auto* t = new lvButtons_H(captions[static_cast<size_t>(i)], this);
+        t->setObjectName(QString("Com_tab(%1)").arg(i));
+        lookTab(*t);
+        connect(t, &lvButtons_H::Click, this, [this, i] { showPage(i); });
+        tabs_[static_cast<size_t>(i)] = t;
+        row->addWidget(t, 1);
+    }
+    return row;
+}
+
+// All seven page buttons share one row; a page shows its own and hides the rest.
+QLayout* MainFrame::buildButtonRow(const MainFrameSetup& setup) {
+    const std::array<const char*, 7> captions{"我的好友", "黑名单",   "陌生人",  "创建山庄",
+                                              "添加山庄", "游戏大厅", "玩家社区"};
+    auto* row = new QHBoxLayout;
+    row->setContentsMargins(kMargin, 0, kMargin, 0);
+    row->setSpacing(4);
+    for (int i = 0; i < 7; ++i) {
+        auto* b = subButton(captions[static_cast<size_t>(i)], i, this);
         pageButtons_[static_cast<size_t>(i)] = b;
         row->addWidget(b, 1);
-        lists_[static_cast<size_t>(i)] = contactList(i, page);
-        friendLists_->addWidget(lists_[static_cast<size_t>(i)]);
     }
-    auto* col = new QVBoxLayout(page);
-    col->setContentsMargins(8, 4, 8, 0);
-    col->addLayout(row);
-    col->addWidget(friendLists_, 1);
-    return page;
-}
-
-QWidget* MainFrame::buildGroupsPage() {
-    auto* page = new QWidget(this);
-    tree_ = new QTreeWidget(page);
-    tree_->setObjectName("MyTree");
-    tree_->setHeaderHidden(true);
-    tree_->setFrameShape(QFrame::NoFrame);
-    auto* row = new QHBoxLayout;
-    row->setSpacing(4);
+    for (int i = 0; i < 3; ++i) {
+        pageButtons_[static_cast<size_t>(i)]->setMode(lvButtons_H::Option);
+        connect(pageButtons_[static_cast<size_t>(i)], &lvButtons_H::Click, this,
+                [this, i] { showFriendList(i); });
+    }
     // Creating and joining groups come with the group windows.
-    const std::array<const char*, 2> captions{"创建山庄", "添加山庄"};
+    pageButtons_[3]->setEnabled(false);
+    pageButtons_[4]->setEnabled(false);
+    const std::array<QString, 2> portal{setup.hallUrl, setup.communityUrl};
     for (int i = 0; i < 2; ++i) {
-        auto* b = subButton(captions[static_cast<size_t>(i)], 3 + i, page);
-        b->setEnabled(false);
-        pageButtons_[static_cast<size_t>(3 + i)] = b;
-        row->addWidget(b, 1);
+        lvButtons_H* b = pageButtons_[static_cast<size_t>(5 + i)];
+        const QString url = portal[static_cast<size_t>(i)];
+        b->setEnabled(!url.isEmpty());
+        connect(b, &lvButtons_H::Click, this, [this, url] { emit urlRequested(url); });
     }
-    auto* top = new QLabel("查看十大群排名", page);
-    top->setObjectName("lbTopvlg");
-    top->setEnabled(false);
-    auto* col = new QVBoxLayout(page);
-    col->setContentsMargins(8, 4, 8, 0);
-    col->addLayout(row);
-    col->addWidget(tree_, 1);
-    col->addWidget(top);
-    return page;
+    return row;
 }
 
-QWidget* MainFrame::buildRoomsPage() {
-    auto* page = new QWidget(this);
-    lists_[3] = contactList(3, page);
-    auto* row = new QHBoxLayout;
-    row->setSpacing(4);
-    // The two portal pages are deployment settings that no configuration names yet.
-    const std::array<const char*, 2> captions{"游戏大厅", "玩家社区"};
-    for (int i = 0; i < 2; ++i) {
-        auto* b = subButton(captions[static_cast<size_t>(i)], 5 + i, page);
-        b->setEnabled(false);
-        pageButtons_[static_cast<size_t>(5 + i)] = b;
-        row->addWidget(b, 1);
+// The lists, the tree and the partner banner share one place; a page shows one of them.
+QWidget* MainFrame::buildContent(const MainFrameSetup& setup) {
+    auto* content = new QWidget(this);
+    auto* grid = new QGridLayout(content);
+    grid->setContentsMargins(kMargin, 0, kMargin, 0);
+    QPalette white = palette();
+    white.setColor(QPalette::Base, Qt::white);
+    white.setColor(QPalette::Text, QColor(0x22, 0x28, 0x33));
+    const int captionY = (kItemHeight - fontMetrics().height()) / 2;
+    for (int i = 0; i < 4; ++i) {
+        auto* l = new IList(content);
+        l->setObjectName(QString("MyList(%1)").arg(i));
+        l->setPalette(white);
+        l->setItemHeight(kItemHeight);
+        // Caption beside the head and centred in the row: the contact lists show no second line.
+        l->SetPos(46, captionY, 46, captionY, 6, 2, 6, 2);
+        l->setImageList(&heads_);
+        lists_[static_cast<size_t>(i)] = l;
+        grid->addWidget(l, 0, 0);
     }
-    auto* col = new QVBoxLayout(page);
-    col->setContentsMargins(8, 4, 8, 0);
-    col->addLayout(row);
-    col->addWidget(lists_[3], 1);
-    return page;
+    tree_ = new ContactTreeView(content);
+    tree_->setObjectName("MyTree");
+    tree_->setPalette(white);
+    tree_->setImageList(&heads_);
+    grid->addWidget(tree_, 0, 0);
+
+    imgHVR_ = new QLabel(content);
+    imgHVR_->setObjectName("imgHVR");
+    imgHVR_->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    imgHVR_->setPixmap(QPixmap(QDir(setup.imageFolder).filePath("partner.png")));
+    imgHVR_->setFocusPolicy(Qt::StrongFocus);
+    if (!setup.partnerUrl.isEmpty()) imgHVR_->setCursor(Qt::PointingHandCursor);
+    imgHVR_->installEventFilter(this);
+    grid->addWidget(imgHVR_, 0, 0);
+    return content;
 }
 
-QWidget* MainFrame::buildPartnerPage() {
-    auto* page = new QWidget(this);
-    auto* banner = new QLabel(page);
-    banner->setObjectName("imgHVR");
-    banner->setAlignment(Qt::AlignCenter);
-    auto* col = new QVBoxLayout(page);
-    col->addWidget(banner, 1);
-    return page;
+bool MainFrame::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == imgHVR_ && event->type() == QEvent::MouseButtonRelease && !partnerUrl_.isEmpty()) {
+        const auto* e = static_cast<QMouseEvent*>(event);
+        if (e->button() == Qt::LeftButton && imgHVR_->rect().contains(e->position().toPoint()))
+            emit urlRequested(partnerUrl_);
+    }
+    return XPContainer::eventFilter(watched, event);
 }
 
 void MainFrame::showPage(int page) {
-    if (page < 0 || page > Partner) return;
+    if (page < Friends || page > Partner) return;
     page_ = page;
-    pages_->setCurrentIndex(page);
+    const auto showRange = [this](int from, int to, bool on) {
+        for (int i = from; i <= to; ++i) pageButtons_[static_cast<size_t>(i)]->setVisible(on);
+    };
+    // The partner banner stands alone: no page button shows beside it.
+    showRange(0, 2, page == Friends);
+    showRange(3, 4, page == Groups);
+    showRange(5, 6, page == Rooms);
+    image1_->setVisible(page != Partner);
+    lbTopvlg_->setVisible(page == Groups);
+    tree_->setVisible(page == Groups);
+    imgHVR_->setVisible(page == Partner);
+    for (IList* l : lists_) l->setVisible(false);
+    if (page == Friends) showFriendList(0);
+    if (page == Groups) tree_->raise();
+    if (page == Rooms) {
+        lists_[3]->setVisible(true);
+        lists_[3]->raise();
+        lists_[3]->setSelected(ItemList::kSelectionCleared);
+    }
+    if (page == Partner) imgHVR_->setFocus(Qt::OtherFocusReason);
     for (int i = 0; i < 4; ++i) {
         lvButtons_H* t = tabs_[static_cast<size_t>(i)];
         const bool current = i == page;
         t->setValue(current);
         t->setForeColor(current ? QColor(0, 0, 255) : QColor(0, 0, 0));
     }
-    if (page == Friends) showFriendList(0);
-    if (page == Rooms) lists_[3]->clearSelection();
 }
 
 void MainFrame::showFriendList(int index) {
     if (index < 0 || index > 2) return;
+    friendList_ = index;
     pageButtons_[static_cast<size_t>(index)]->setValue(true);
-    friendLists_->setCurrentIndex(index);
-}
-
-int MainFrame::currentFriendList() const {
-    return friendLists_->currentIndex();
-}
-
-void MainFrame::clearContacts() {
-    lists_[0]->clear();
-    lists_[1]->clear();
-    tree_->clear();
+    for (int i = 0; i < 3; ++i) lists_[static_cast<size_t>(i)]->setVisible(i == index);
+    lists_[static_cast<size_t>(index)]->raise();
 }
 
 }  // namespace nq::app

@@ -1,12 +1,18 @@
 #pragma once
 // The main window's menus with the captions users know them by: 系统, 操作, 设置, 帮助. The
-// 系统 menu is also the tray icon's popup.
+// 系统 menu is also the tray icon's popup. Then the popups of the contact area.
+//
+// Each item's object name is its stored name, which the contact area's rules use; the caption
+// on screen leaves out what only tells two items of the same caption apart (the "1" of 添加好友1,
+// the 大项 and 小项 of the menus of a list's empty part and of its items, the "c" of c创建山庄).
 
 #include <QString>
+#include <QStringList>
 
 class QAction;
 class QMenu;
 class QMenuBar;
+class QWidget;
 
 namespace nq::app {
 
@@ -40,5 +46,26 @@ struct MainMenus {
 };
 
 MainMenus buildMainMenus(QMenuBar* bar);
+
+// The contact area's popups, items in menu order. Items whose feature comes with a later window
+// (profiles, the add wizard, the group windows) exist and do nothing until that window's code
+// connects to them.
+struct ContactMenus {
+    QMenu* friendItem = nullptr;      // 我的好友: right click on a friend
+    QMenu* friendsEmpty = nullptr;    // 好友大项: on the empty part of the friend list
+    QMenu* blacklistItem = nullptr;   // 黑名单
+    QMenu* blacklistEmpty = nullptr;  // 黑名单大项
+    QMenu* strangerItem = nullptr;    // 陌生人
+    QMenu* group = nullptr;           // 山庄: on a group node
+    QMenu* member = nullptr;          // 山庄子项: on a member node
+    QMenu* findMode = nullptr;        // 查找方式, under lvdown
+
+    // The item of a menu by its stored name, or null.
+    static QAction* item(const QMenu* menu, const QString& name);
+    // The stored names of a menu's items, in menu order.
+    static QStringList names(const QMenu* menu);
+};
+
+ContactMenus buildContactMenus(QWidget* parent);
 
 }  // namespace nq::app

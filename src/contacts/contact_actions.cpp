@@ -92,4 +92,8 @@ void Contacts::treeExpanded(int node, bool expanded) {
     session_.services().playSound(session_.soundPath("GroupShift.wav"));
 }
 
+Bytes Contacts::groupCreator(std::string_view group) const {
+    return CIniFile(userFilePath()).GetIniKey(group, user::kGroupBuilder);
+}
+
 }  // namespace nq

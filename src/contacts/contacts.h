@@ -83,6 +83,10 @@ class Contacts : public QObject {
     // A group node was expanded or collapsed.
     void treeExpanded(int node, bool expanded);
 
+    // The account that created a group, as the group roster stored it ("" when unknown). Reads
+    // NQUser.nq without pointing the session's shared accessor at it.
+    [[nodiscard]] Bytes groupCreator(std::string_view group) const;
+
   signals:
     // Status bar panel 1 or 2 shows text (UTF-8).
     void statusChanged(int panel, const std::string& text);

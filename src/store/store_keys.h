@@ -130,6 +130,13 @@ inline constexpr std::string_view kServer = "Server";
 inline constexpr std::string_view kServer1 = "Server1";
 inline constexpr std::string_view kServer2 = "Server2";
 
+// Sys.ini, our own section: the portal's web pages that the contact area opens.
+inline constexpr std::string_view kPortalSection = "Portal";
+inline constexpr std::string_view kPortalTopGroups = "TopGroups";  // 查看十大群排名
+inline constexpr std::string_view kPortalPartner = "Partner";      // the partner page's banner
+inline constexpr std::string_view kPortalHall = "Hall";            // 游戏大厅 on the rooms page
+inline constexpr std::string_view kPortalCommunity = "Community";  // 玩家社区 on the rooms page
+
 inline constexpr std::string_view kPositionSection = "Position";
 inline constexpr std::string_view kMainForm = "Mainform";
 inline constexpr std::string_view kChatForm = "ChatForm";

@@ -5,13 +5,14 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QLabel>
-#include <QListWidget>
 #include <QMenu>
 #include <QTest>
-#include <QTreeWidget>
 
 #include "app/main_frame.h"
+#include "contacts/contacts.h"
 #include "form_rig.h"
+#include "widgets/contact_tree_view.h"
+#include "widgets/i_list.h"
 
 namespace nq::test {
 namespace {
@@ -82,10 +83,22 @@ TEST(MainformMenus, SessionItemsNeedBothALoginAndAnAttachedAction) {
     EXPECT_FALSE(m.autoHide->isEnabled()) << "nothing to switch until the edge hiding is attached";
     rig.login();
     EXPECT_TRUE(m.myInfo->isEnabled());
-    for (QAction* a : {m.addFriend, m.addBlacklist, m.addGroup, m.createGroup, m.settingsWindow})
-        EXPECT_FALSE(a->isEnabled()) << a->text().toStdString() << " has no action yet";
+    EXPECT_FALSE(m.settingsWindow->isEnabled()) << "no action yet";
     m.myInfo->trigger();
     EXPECT_EQ(profileOpened, 1);
+    // 操作 hands each item on to the contact popups' item of the same wizard.
+    const app::ContactMenus& c = f.contactMenus();
+    const std::pair<QAction*, QAction*> forwards[] = {
+        {m.addFriend, app::ContactMenus::item(c.friendItem, "添加好友1")},
+        {m.addGroup, app::ContactMenus::item(c.group, "添加山庄1")},
+        {m.addBlacklist, app::ContactMenus::item(c.blacklistEmpty, "添加黑名单大项")},
+        {m.createGroup, app::ContactMenus::item(c.group, "创建山庄1")}};
+    for (const auto& [item, target] : forwards) {
+        int reached = 0;
+        QObject::connect(target, &QAction::triggered, [&] { ++reached; });
+        item->trigger();
+        EXPECT_EQ(reached, 1) << item->objectName().toStdString();
+    }
 }
 
 TEST(MainformMenus, MinimiseAndShowAndTheTrayClicks) {
@@ -114,9 +127,10 @@ TEST(MainformFrames, RosterSwapsTheFramesAndLogoutClearsFriendsBlacklistAndTree)
     FormRig rig;
     Mainform& f = rig.load();
     app::MainFrame& mf = f.mainFrame();
-    for (int i = 0; i < 4; ++i) mf.list(i)->addItem("someone");
-    new QTreeWidgetItem(mf.tree(), QStringList("a group"));
+    for (int i = 0; i < 4; ++i) f.contacts().MyList(i).AddItem("someone", "", 1);
+    f.contacts().AddVil(f.contacts().MyTree(), "a group", 1);
     f.showMainFrame();
+    EXPECT_EQ(mf.tree()->rows().size(), 1u);
     EXPECT_TRUE(mf.isVisible());
     EXPECT_FALSE(f.loginFrame().isVisible());
 
@@ -124,7 +138,9 @@ TEST(MainformFrames, RosterSwapsTheFramesAndLogoutClearsFriendsBlacklistAndTree)
     EXPECT_FALSE(f.mainFrameShown());
     const int counts[] = {0, 0, 1, 1};  // strangers and rooms stay
     for (int i = 0; i < 4; ++i) EXPECT_EQ(mf.list(i)->count(), counts[i]) << i;
-    EXPECT_EQ(mf.tree()->topLevelItemCount(), 0);
+    EXPECT_TRUE(mf.tree()->rows().empty());
+    f.load("");
+    EXPECT_EQ(mf.list(2)->count() + mf.list(3)->count(), 0) << "a new load forgets strangers and rooms";
 
     mf.tab(2)->click();
     EXPECT_EQ(mf.currentPage(), app::MainFrame::Rooms);

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include "asset_maker/banners.h"
 #include "asset_maker/heads.h"
 #include "asset_maker/pictures.h"
 #include "asset_maker/sounds.h"
@@ -56,6 +57,8 @@ const std::vector<Asset>& catalogue() {
             {"sound/GroupShift.wav", [] { return wav(groupShiftSound()); }},
             {"image/heads.png", [] { return png(headStrip(32)); }},
             {"image/heads16.png", [] { return png(headStrip(16)); }},
+            {"image/banner.png", [] { return png(contactBanner()); }},
+            {"image/partner.png", [] { return png(partnerBanner()); }},
         };
         // The chat window's large heads are named by head index - 1.
         for (int i = 1; i <= kPeople; ++i)
