@@ -4,19 +4,14 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QProcess>
-#include <cstdlib>
-#include <functional>
 
 #include "app/login_frame.h"
 #include "contacts/contacts.h"
+#include "e2e_support.h"
 #include "form_rig.h"
 #include "session/qt_transport.h"
-#include "support/loopback.h"
 #include "widgets/lv_buttons_h.h"
 
 namespace nq {
@@ -24,20 +19,6 @@ namespace {
 
 constexpr int kTickMs = 50;
 constexpr const char* kDigest = "14e1b600b1fd579f47433b88e8d85291";  // md5hex(md5hex("123456"))
-
-// The deadline is a bound for a broken build, not a timing goal.
-bool waitUntil(const std::function<bool()>& done, int timeoutMs = 20000) {
-    for (const QDeadlineTimer deadline(timeoutMs); !done();
-         QCoreApplication::processEvents(QEventLoop::AllEvents, 20))
-        if (deadline.hasExpired()) return false;
-    return true;
-}
-
-void writeCrlf(const QString& path, const QStringList& lines) {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write((lines.join("\r\n") + "\r\n").toUtf8());
-}
 
 Bytes gbkOf(const char* utf8) {
     return gbk::fromUtf8(utf8);
@@ -50,27 +31,21 @@ bool toasted(const test::RecordingServices& s, const std::string& text) {
 }
 
 TEST(ContactsEndToEnd, AFriendRisesAndSinksAMemberIsAddedAndDeletedAGroupExpands) {
-    const QString bin = QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR"));
-    const QString ip = QString::fromStdString(test::claimLoopbackAddress());
+    const QString bin = test::binDir();
     test::TempDir tmp;
-    const QString db = QString::fromStdString(tmp.file("nqserver.db"));
-    ASSERT_EQ(QProcess::execute(bin + "/server/nqserver", {"--db", db, "demo"}), 0);
-    QProcess server;
-    QByteArray log;
-    QObject::connect(&server, &QProcess::readyReadStandardError,
-                     [&] { log += server.readAllStandardError(); });
-    server.start(bin + "/server/nqserver",
-                 {"--db", db, "--address", ip, "--trace", "--pace-tick", QString::number(kTickMs)});
-    ASSERT_TRUE(waitUntil([&] { return log.contains("ready"); }, 5000)) << log.toStdString();
+    test::DemoServer demo(tmp, kTickMs);
+    ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
+    const QString& ip = demo.ip;
+    const QByteArray& log = demo.trace;
 
     const QString aliceHome = QString::fromStdString(tmp.file("alice"));
     const QString bobHome = QString::fromStdString(tmp.file("bob"));
     for (const QString& home : {aliceHome, bobHome}) {
         ASSERT_TRUE(QDir().mkpath(home));
-        writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
+        test::writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
     }
-    writeCrlf(bobHome + "/User.ini",
-              {"[Setting]", "UserName=bob", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
+    test::writeCrlf(bobHome + "/User.ini",
+                    {"[Setting]", "UserName=bob", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
 
     test::RecordingServices services;
     test::RecordingDesktop desktop;
@@ -89,7 +64,7 @@ TEST(ContactsEndToEnd, AFriendRisesAndSinksAMemberIsAddedAndDeletedAGroupExpands
     ItemList& friends = c.MyList(Contacts::kFriends);
     const Bytes bob = gbkOf("鲍勃");
     const auto bobAt = [&] { return friends.find(bob); };
-    ASSERT_TRUE(waitUntil([&] { return friends.count() == 3 && bobAt() > 0; }))
+    ASSERT_TRUE(test::waitUntil([&] { return friends.count() == 3 && bobAt() > 0; }))
         << "alice's friend roster never came\n"
         << log.toStdString();
     ASSERT_GT(friends.Item(bobAt()).icon, Contacts::kOfflineShift) << "bob is offline at first";
@@ -99,15 +74,17 @@ TEST(ContactsEndToEnd, AFriendRisesAndSinksAMemberIsAddedAndDeletedAGroupExpands
     env.insert("QT_QPA_PLATFORM", "offscreen");
     bobClient.setProcessEnvironment(env);
     bobClient.start(bin + "/src/app/nqchat", {"--home", bobHome, "--tick-ms", QString::number(kTickMs)});
-    EXPECT_TRUE(waitUntil([&] { return bobAt() == 1 && friends.Item(1).icon <= Contacts::kOfflineShift; }))
-        << "bob did not rise to the top in colour";
+    EXPECT_TRUE(test::waitUntil([&] {
+        return bobAt() == 1 && friends.Item(1).icon <= Contacts::kOfflineShift;
+    })) << "bob did not rise to the top in colour";
 
     // His client quits once its login is over and it keeps alive, as a user's would.
-    EXPECT_TRUE(waitUntil([&] { return log.contains("KeepAlive | bob"); })) << "bob never kept alive";
+    EXPECT_TRUE(test::waitUntil([&] { return log.contains("KeepAlive | bob"); })) << "bob never kept alive";
     bobClient.terminate();
     EXPECT_TRUE(bobClient.waitForFinished(10000));
-    EXPECT_TRUE(waitUntil([&] { return bobAt() == friends.count() && friends.Item(bobAt()).icon > 20; }))
-        << "bob did not sink grey to the end";
+    EXPECT_TRUE(test::waitUntil([&] {
+        return bobAt() == friends.count() && friends.Item(bobAt()).icon > 20;
+    })) << "bob did not sink grey to the end";
 
     NodeTree& tree = c.MyTree();
     const int group = tree.find(gbkOf("周末棋友会"));
@@ -118,7 +95,7 @@ TEST(ContactsEndToEnd, AFriendRisesAndSinksAMemberIsAddedAndDeletedAGroupExpands
             if (tree.text(child) == name) return child;
         return 0;
     };
-    EXPECT_TRUE(waitUntil([&] { return member("erin") && member("bob") && member("carol"); }))
+    EXPECT_TRUE(test::waitUntil([&] { return member("erin") && member("bob") && member("carol"); }))
         << "the group did not expand into its members";
 
     // erin is a member but nobody's friend: alice adds her from the tree. She stands first under
@@ -129,23 +106,22 @@ TEST(ContactsEndToEnd, AFriendRisesAndSinksAMemberIsAddedAndDeletedAGroupExpands
         return f.open(QIODevice::ReadOnly) && f.readAll().contains(QByteArray::fromStdString(gbkOf(utf8)));
     };
     c.memberToFriend(member("erin"));
-    EXPECT_TRUE(waitUntil([&] { return toasted(services, "添加好友 erin 成功！"); })) << "no add toast";
+    EXPECT_TRUE(test::waitUntil([&] { return toasted(services, "添加好友 erin 成功！"); })) << "no add toast";
     EXPECT_EQ(friends.find("erin"), 1);
     EXPECT_TRUE(fileHas("[Friends]\r\n1=erin\r\n"));
 
     // A user's next click comes after the frames the add sent have left: the menu action, like
     // most senders, writes into the one send ring without waiting for it.
-    ASSERT_TRUE(waitUntil([&] { return form->session().wire.sendQueueFree; }));
+    ASSERT_TRUE(test::waitUntil([&] { return form->session().wire.sendQueueFree; }));
     const Bytes dave = gbkOf("戴夫");
     friends.setSelected(friends.find(dave));
     c.deleteFriend();
-    EXPECT_TRUE(waitUntil([&] { return toasted(services, "删除好友 戴夫 成功！"); })) << "no delete toast";
+    EXPECT_TRUE(test::waitUntil([&] { return toasted(services, "删除好友 戴夫 成功！"); }))
+        << "no delete toast";
     EXPECT_EQ(friends.find(dave), 0);
     EXPECT_EQ(friends.count(), 3);
 
     form.reset();
-    server.terminate();
-    EXPECT_TRUE(server.waitForFinished(5000));
 }
 
 }  // namespace

@@ -5,17 +5,11 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
-#include <cstdlib>
-#include <functional>
 
-#include "support/loopback.h"
-#include "support/temp_dir.h"
+#include "e2e_support.h"
 #include "wire/frame_kinds.h"
 
 namespace nq {
@@ -24,20 +18,6 @@ namespace {
 constexpr int kTickMs = 50;
 // md5hex(md5hex("123456")), what User.ini keeps for a remembered password.
 constexpr const char* kDigest = "14e1b600b1fd579f47433b88e8d85291";
-
-// Runs the event loop until done; the deadline is a bound, not a timing goal.
-bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
-    for (const QDeadlineTimer deadline(timeoutMs); !done();
-         QCoreApplication::processEvents(QEventLoop::AllEvents, 20))
-        if (deadline.hasExpired()) return false;
-    return true;
-}
-
-void writeCrlf(const QString& path, const QStringList& lines) {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write((lines.join("\r\n") + "\r\n").toUtf8());
-}
 
 // The first trace line from `from` on where a frame of the kind arrived at the server's channel
 // ("dispatcher" or "chat") and `rest` follows the kind's name; -1 when there is none.
@@ -54,25 +34,18 @@ int arrival(const QStringList& lines, const char* channel, FrameKind kind, const
 }
 
 TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
-    const QString bin = QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR"));
-    const QString ip = QString::fromStdString(test::claimLoopbackAddress());
+    const QString bin = test::binDir();
     test::TempDir tmp;
-    const QString db = QString::fromStdString(tmp.file("nqserver.db"));
-    ASSERT_EQ(QProcess::execute(bin + "/server/nqserver", {"--db", db, "demo"}), 0) << "nqserver demo failed";
-
-    QProcess server;
-    QByteArray trace;
-    QObject::connect(&server, &QProcess::readyReadStandardError,
-                     [&] { trace += server.readAllStandardError(); });
-    server.start(bin + "/server/nqserver",
-                 {"--db", db, "--address", ip, "--trace", "--pace-tick", QString::number(kTickMs)});
-    ASSERT_TRUE(waitUntil([&] { return trace.contains("ready"); }, 5000)) << trace.toStdString();
+    test::DemoServer demo(tmp, kTickMs);
+    ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
+    const QString& ip = demo.ip;
+    QByteArray& trace = demo.trace;
 
     const QString home = QString::fromStdString(tmp.file("home"));
     ASSERT_TRUE(QDir().mkpath(home));
-    writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
-    writeCrlf(home + "/User.ini",
-              {"[Setting]", "UserName=alice", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
+    test::writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
+    test::writeCrlf(home + "/User.ini", {"[Setting]", "UserName=alice", "isrempwd=1", "OutoRun=1",
+                                         QString("Password=") + kDigest});
     QProcess client;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
@@ -84,7 +57,7 @@ TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
     const auto keepAlives = [&](const QStringList& l) {
         return arrival(l, "chat", kind::kKeepAlive, "", arrival(l, "chat", kind::kKeepAlive, "") + 1);
     };
-    ASSERT_TRUE(waitUntil([&] { return keepAlives(lines()) >= 0; }, 20000))
+    ASSERT_TRUE(test::waitUntil([&] { return keepAlives(lines()) >= 0; }, 20000))
         << "no two keep-alives arrived.\nserver:\n"
         << trace.toStdString() << "\nclient:\n"
         << client.readAllStandardError().toStdString();
@@ -93,7 +66,7 @@ TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
     ASSERT_TRUE(client.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
     EXPECT_EQ(client.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(client.exitCode(), 0);
-    ASSERT_TRUE(waitUntil([&] { return trace.contains("logged out"); }, 5000)) << trace.toStdString();
+    ASSERT_TRUE(test::waitUntil([&] { return trace.contains("logged out"); }, 5000)) << trace.toStdString();
 
     const QStringList in = lines();
     const QString alice = QString(R"( \| alice \| )") + kDigest;
@@ -111,9 +84,6 @@ TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
     EXPECT_GT(keepAlive2, keepAlive1) << "second keep-alive";
     EXPECT_GT(logout, keepAlive2) << "quit frame at exit";
     EXPECT_EQ(arrival(in, "chat", kind::kLogout, "", logout + 1), -1) << "one quit frame only";
-
-    server.terminate();
-    EXPECT_TRUE(server.waitForFinished(5000));
 }
 
 }  // namespace

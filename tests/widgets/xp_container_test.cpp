@@ -33,15 +33,5 @@ TEST(XPContainer, APressReachesTheParentUnlessThePanelDragsTheWindow) {
     EXPECT_EQ(window.presses, 1);
 }
 
-TEST(XPContainer, LayoutsStartBelowTheStripAndInsideTheBorder) {
-    XPContainer panel;
-    EXPECT_EQ(panel.contentsMargins(), QMargins(1, panel.headerHeight(), 1, 1));
-    EXPECT_GT(panel.headerHeight(), panel.fontMetrics().height());
-    panel.setStyle(XPContainer::BorderOnly);
-    EXPECT_EQ(panel.contentsMargins(), QMargins(1, 1, 1, 1));
-    panel.setStyle(XPContainer::Plain);
-    EXPECT_EQ(panel.contentsMargins(), QMargins());
-}
-
 }  // namespace
 }  // namespace nq
