@@ -112,7 +112,8 @@ void Mainform::build() {
 
     header_ = new HeaderBand(this);
     setMenuWidget(header_);
-    menus_ = buildMainMenus(header_->menuBar());
+    menus_ = buildMainMenus(this);
+    header_->attachMenus(menus_);
     contactMenus_ = buildContactMenus(this);
 
     // The contact frame is made when it is first needed: the login panel is all a start shows.

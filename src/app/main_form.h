@@ -70,6 +70,7 @@ class Mainform : public QMainWindow, public SessionView {
     Contacts& contacts() { return *contacts_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
+    HeaderBand& headerBand() const { return *header_; }
     LoginFrame& loginFrame() { return *loginFrame_; }
     MainFrame& mainFrame();  // made at its first use, with the contact area behind it
     ContactArea& contactArea();
