@@ -10,11 +10,16 @@ namespace {
 class QtMainformDesktop final : public MainformDesktop {
   public:
     void trayAdd(QWidget* window, const std::string& tip) override {
+        window_ = window;
         tray_.TrayAdd(window, QString::fromStdString(tip));
     }
     void trayRemove() override { tray_.TrayRemove(); }
     void onTrayClick(std::function<void(TrayClick)> handler) override {
         QObject::connect(&tray_, &Tray::clicked, &tray_, std::move(handler));
+    }
+    void traySetState(int state) override {
+        tray_.TrayIconState = static_cast<std::int16_t>(state);
+        tray_.TraySetIcon(window_);
     }
     void setTopMost(QWidget* window, bool enable) override { SetTopMost(window, enable); }
     void applyStoredTransparency(QWidget* window, const std::string& transValue) override {
@@ -24,6 +29,7 @@ class QtMainformDesktop final : public MainformDesktop {
   private:
     // Lives as long as the main window that owns this bridge, and the click handler with it.
     Tray tray_;
+    QWidget* window_ = nullptr;
 };
 
 }  // namespace

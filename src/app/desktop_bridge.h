@@ -20,6 +20,9 @@ class MainformDesktop {
     virtual void trayRemove() = 0;
     // Several handlers may join; each stays until the desktop services go.
     virtual void onTrayClick(std::function<void(TrayClick)> handler) = 0;
+    // The tray picture by TrayIconState: 0 dark (a blink's off phase), 1 logged in, 2 the
+    // notice picture; shown at once even when unchanged.
+    virtual void traySetState(int state) = 0;
     virtual void setTopMost(QWidget* window, bool enable) = 0;
     // The TransValue text of User.ini as stored ("1,205,"); applied only when its flag is 1.
     virtual void applyStoredTransparency(QWidget* window, const std::string& transValue) = 0;

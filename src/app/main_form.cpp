@@ -14,6 +14,7 @@
 #include <QStackedWidget>
 #include <QStatusBar>
 
+#include "app/chat_windows.h"
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
 #include "app/header_band.h"
@@ -21,6 +22,7 @@
 #include "app/main_frame.h"
 #include "app/ready_signal.h"
 #include "contacts/contacts.h"
+#include "conversation/chat_manager.h"
 #include "desktop/qt_platform_services.h"
 #include "desktop/tray.h"
 #include "session/qt_transport.h"
@@ -98,6 +100,19 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
                                          parts.SocketChat, parts.timer_Peng);
     session_->traceFrames = options_.trace;
     contacts_ = std::make_unique<Contacts>(*session_);
+    chat_ = std::make_unique<ChatManager>(*session_, *contacts_);
+    chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chat_);
+    connect(chat_.get(), &ChatManager::trayIconRefresh, this, [this](int state) { desktop_->traySetState(state); });
+    chatWindows_->setMainWindow(this, [this](bool fixZeroTop) {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+        if (fixZeroTop && y() == 0) move(x(), 1);
+        if (loginFrame_) loginFrame_->lower();
+        show();
+        raise();
+        activateWindow();
+    });
+    attachChatOpener([this](const ChatRequest& request) { chatWindows_->open(request); });
+    attachTrayLeftClick([this] { chat_->OpenNextPending(); });
     connectContacts();
     connectControls();
     connectMenus();
@@ -404,6 +419,7 @@ MainFrame& Mainform::mainFrame() {
         frames_->addWidget(mainFrame_);
         contactArea_ = new ContactArea(*session_, *contacts_, *mainFrame_, contactMenus_, this);
         contactArea_->setChatOpener(chatOpener_);
+        chatWindows_->setHeads(&mainFrame_->heads());
     }
     return *mainFrame_;
 }

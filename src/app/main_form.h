@@ -20,11 +20,13 @@ class QStackedWidget;
 class QStatusBar;
 
 namespace nq {
+class ChatManager;
 class Contacts;
 }
 
 namespace nq::app {
 
+class ChatWindows;
 class ContactArea;
 struct ChatRequest;
 class HeaderBand;
@@ -68,6 +70,8 @@ class Mainform : public QMainWindow, public SessionView {
 
     Session& session() { return *session_; }
     Contacts& contacts() { return *contacts_; }
+    ChatManager& chat() { return *chat_; }
+    ChatWindows& chatWindows() { return *chatWindows_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
     HeaderBand& headerBand() const { return *header_; }
@@ -153,6 +157,8 @@ class Mainform : public QMainWindow, public SessionView {
     MainformDesktop* desktop_ = nullptr;
     std::unique_ptr<Session> session_;
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
+    std::unique_ptr<ChatManager> chat_;   // after the contacts, which it reads and blinks
+    std::unique_ptr<ChatWindows> chatWindows_;
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

@@ -28,6 +28,7 @@ class RecordingDesktop : public app::MainformDesktop {
     }
     void trayRemove() override { calls.push_back("trayRemove"); }
     void onTrayClick(std::function<void(TrayClick)> handler) override { click = std::move(handler); }
+    void traySetState(int state) override { trayStates.push_back(state); }
     void setTopMost(QWidget*, bool enable) override {
         calls.push_back(enable ? "topMost:on" : "topMost:off");
     }
@@ -36,6 +37,7 @@ class RecordingDesktop : public app::MainformDesktop {
     }
 
     std::vector<std::string> calls;  // in the order they came
+    std::vector<int> trayStates;     // every tray picture asked for, in order
     std::function<void(TrayClick)> click;
     std::function<void()> onTrayAdd;
 };

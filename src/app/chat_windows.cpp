@@ -1,0 +1,172 @@
+#include "app/chat_windows.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QInputMethod>
+#include <QMimeData>
+
+#include "app/contact_area.h"
+#include "app/frm_chat.h"
+#include "contacts/contacts.h"
+#include "conversation/chat_manager.h"
+#include "session/session.h"
+#include "widgets/rich_text.h"
+
+namespace nq::app {
+namespace {
+
+QString qs(const Bytes& gbk) { return QString::fromStdString(gbk::toUtf8(gbk)); }
+
+}  // namespace
+
+const std::array<const char*, 5> ChatWindows::kLinkPatterns = {"http://", "www.", "https://", "\\\\", "ftp:\\\\"};
+
+ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat, QObject* parent)
+    : QObject(parent), session_(session), contacts_(contacts), chat_(chat), faces_(session.programFolder()) {
+    boxLook_.font = Bytes(kDefaultFont);
+    chat_.setWindowDirectory(this);
+    // A queued line may be for any open window; each looks once and sleeps again if not.
+    connect(&chat_, &ChatManager::messageQueued, this, [this] {
+        for (const auto& w : windows_)
+            if (w) w->wakeDelivery();
+    });
+    connect(&session_, &Session::loggedOut, this, &ChatWindows::closeAll);
+}
+
+ChatWindows::~ChatWindows() {
+    chat_.setWindowDirectory(nullptr);
+    closeAll();
+}
+
+std::string ChatWindows::programFile(const std::string& relative) const {
+    return session_.programFolder() + "/" + relative;
+}
+
+void ChatWindows::setMainWindow(QWidget* window, std::function<void(bool)> show) {
+    mainWindow_ = window;
+    showMain_ = std::move(show);
+}
+
+frmChat* ChatWindows::find(const Bytes& caption) const {
+    for (const auto& w : windows_)
+        if (w && w->caption() == caption) return w;
+    return nullptr;
+}
+
+frmChat* ChatWindows::create(std::optional<ChatMode> mode, const Bytes& name) {
+    auto* w = new frmChat(*this, mode, name);
+    windows_.erase(std::remove(windows_.begin(), windows_.end(), nullptr), windows_.end());
+    windows_.emplace_back(w);
+    connect(w, &QObject::destroyed, this, [this] {
+        windows_.erase(std::remove(windows_.begin(), windows_.end(), nullptr), windows_.end());
+    });
+    return w;
+}
+
+void ChatWindows::open(const ChatRequest& request) {
+    const std::optional<ChatMode> mode = chatModeFromText(request.chatMode);
+    if (frmChat* existing = find(chatCaption(mode.value_or(ChatMode::PTP), request.name))) {
+        restore(existing->caption());
+        return;
+    }
+    if (mode == ChatMode::MM) return;  // the room's window comes with the room's join
+    frmChat* w = create(mode, request.name);
+    if (mode == ChatMode::OTM) {
+        const NodeTree& tree = contacts_.MyTree();
+        for (int child : tree.children(request.node)) w->members().AddItem(tree.text(child), {}, tree.image(child));
+        w->showGroupPanel(true);
+    }
+    w->show();
+    w->sendBox().setFocus();
+    emit windowOpened(w);
+}
+
+frmChat* ChatWindows::openMemberChat(const Bytes& member, int head) {
+    if (frmChat* existing = find(personCaption(member))) {
+        restore(existing->caption());
+        return existing;
+    }
+    frmChat* w = create(ChatMode::TUN, member);
+    (void)head;
+    w->show();
+    emit windowOpened(w);
+    return w;
+}
+
+void ChatWindows::closeAll() {
+    for (const auto& w : std::vector<QPointer<frmChat>>(windows_))
+        if (w) w->close();
+}
+
+std::vector<OpenChat> ChatWindows::openChats() const {
+    std::vector<OpenChat> out;
+    for (const auto& w : windows_)
+        if (w) out.push_back({w->caption(), w->chatMode});
+    return out;
+}
+
+void ChatWindows::flash(const Bytes& caption) {
+    if (frmChat* w = find(caption)) QApplication::alert(w);
+}
+
+void ChatWindows::restore(const Bytes& caption) {
+    frmChat* w = find(caption);
+    if (!w) return;
+    w->setWindowState(w->windowState() & ~Qt::WindowMinimized);
+    w->show();
+    w->raise();
+    w->activateWindow();
+}
+
+void ChatWindows::openChatWindow(const ChatWindowSpec& spec) {
+    frmChat* w = create(spec.mode, spec.lbFrd);
+    if (spec.groupPanel) {
+        for (const GroupMember& m : spec.members) w->members().AddItem(m.name, {}, m.icon);
+        w->showGroupPanel(true);
+    }
+    w->show();
+    emit windowOpened(w);
+}
+
+void ChatWindows::showMainWindow(bool fixZeroTop) {
+    if (showMain_) showMain_(fixZeroTop);
+}
+
+// Join requests reach the group's creator in a window that comes with the groups work.
+void ChatWindows::showJoinRequests() {}
+void ChatWindows::openJoinRequestWindow(const Bytes&) {}
+
+void ChatWindows::setRecordToggle(std::function<void(frmChat*)> toggle, std::function<void(frmChat*)> close,
+                                  std::function<void(frmChat*, bool)> minimised) {
+    toggleRecord_ = std::move(toggle);
+    closeRecord_ = std::move(close);
+    minimisedRecord_ = std::move(minimised);
+}
+
+void ChatWindows::toggleRecord(frmChat* window) {
+    if (toggleRecord_) toggleRecord_(window);
+}
+
+void ChatWindows::closeRecordOf(frmChat* window) {
+    if (closeRecord_) closeRecord_(window);
+}
+
+void ChatWindows::followMinimised(frmChat* window, bool minimised) {
+    if (minimisedRecord_) minimisedRecord_(window, minimised);
+}
+
+void ChatWindows::showMemberMenu(const Bytes& member) {
+    if (memberMenu_) memberMenu_(member);
+}
+
+void ChatWindows::clearClipboardWithoutText() {
+    QClipboard* board = QApplication::clipboard();
+    if (!board->mimeData()->hasText()) board->clear();
+}
+
+bool ChatWindows::inputMethodActive() {
+    return QGuiApplication::inputMethod()->isVisible();
+}
+
+}  // namespace nq::app
