@@ -49,8 +49,8 @@ class frmChatRecord : public QWidget {
     QComboBox* Combo1;
     QLabel* Label1;
     std::array<lvButtons_H*, 2> lvButtons_H1{};  // 0 "上一页   ", 1 "下一页   "
-    QLabel* Image1;                               // closes the window
-    QLabel* Image2;                               // drags the window
+    QLabel* Image1;                              // closes the window
+    QLabel* Image2;                              // drags the window
 
   protected:
     bool event(QEvent* event) override;

@@ -127,7 +127,7 @@ ShownRecord splitShownRecord(std::string_view record) {
 ChatRecord::ChatRecord(const std::string& file) {
     const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return;
-    struct stat st{};
+    struct stat st {};
     if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
         const auto size = static_cast<std::size_t>(st.st_size);
         // Private and read-only: the writers only ever append, so the mapped length stays a
@@ -186,7 +186,8 @@ void ChatRecord::scan(std::string_view contact) {
                 scan_.starts.push_back(pos);
                 if (scan_.starts.size() > kMaxStarts) {
                     std::size_t kept = 0;
-                    for (std::size_t i = 0; i < scan_.starts.size(); i += 2) scan_.starts[kept++] = scan_.starts[i];
+                    for (std::size_t i = 0; i < scan_.starts.size(); i += 2)
+                        scan_.starts[kept++] = scan_.starts[i];
                     scan_.starts.resize(kept);
                     scan_.stride *= 2;
                 }

@@ -18,8 +18,8 @@ namespace nq {
 // The line of a message that arrived: separator, sender, " (", time, ")", CR LF, two spaces,
 // text. A group or room line puts "$", the group and the room in front of the sender (one of the
 // two is empty). The closing line end is appendChatRecord's.
-[[nodiscard]] Bytes incomingRecordLine(std::string_view sender, std::string_view group,
-                                       std::string_view room, std::string_view time, std::string_view text);
+[[nodiscard]] Bytes incomingRecordLine(std::string_view sender, std::string_view group, std::string_view room,
+                                       std::string_view time, std::string_view text);
 // The line of a message the user sent: separator, "$", conversation name, own name, " (", date
 // and time, ")", CR LF, two spaces, text.
 [[nodiscard]] Bytes outgoingRecordLine(std::string_view conversation, std::string_view ownName,

@@ -39,11 +39,14 @@ TEST(ChatRecord, PagesOfFortyFiveRecordsOfTwoContacts) {
     }
     std::stringstream bytes;
     bytes << std::ifstream(file, std::ios::binary).rdbuf();
-    EXPECT_EQ(bytes.str().substr(0, 42), "\x01\x01" "bob (t1)\r\n  b1\r\n\x01\x01$bobamy (t2)\r\n  b2\r\n\x01\x01");
+    EXPECT_EQ(bytes.str().substr(0, 42),
+              "\x01\x01"
+              "bob (t1)\r\n  b1\r\n\x01\x01$bobamy (t2)\r\n  b2\r\n\x01\x01");
 
     auto bob = [](int newest, int oldest) {
         Page p;
-        for (int n = newest; n >= oldest; --n) p.push_back(shown(n % 2 ? "bob" : "amy", n, "b" + std::to_string(n)));
+        for (int n = newest; n >= oldest; --n)
+            p.push_back(shown(n % 2 ? "bob" : "amy", n, "b" + std::to_string(n)));
         return p;
     };
     Page carol;
@@ -73,10 +76,11 @@ TEST(ChatRecord, PageBoundsOverlapAndSkipNearTheEnds) {
 TEST(ChatRecord, ContactNamesArePrefixes) {
     test::TempDir dir;
     const std::string file = dir.file(kRecordFile);
-    for (const Bytes& line : {incomingRecordLine("bob", "", "", "t1", "x"), incomingRecordLine("bobby", "", "", "t2", "x"),
-                              outgoingRecordLine("bobby", "amy", "t3", "x"), incomingRecordLine("ann", "bob", "", "t4", "x"),
-                              incomingRecordLine("$x", "", "", "t5", "x"), outgoingRecordLine("$x", "amy", "t6", "x"),
-                              outgoingRecordLine("x", "amy", "t7", "x")})
+    for (const Bytes& line :
+         {incomingRecordLine("bob", "", "", "t1", "x"), incomingRecordLine("bobby", "", "", "t2", "x"),
+          outgoingRecordLine("bobby", "amy", "t3", "x"), incomingRecordLine("ann", "bob", "", "t4", "x"),
+          incomingRecordLine("$x", "", "", "t5", "x"), outgoingRecordLine("$x", "amy", "t6", "x"),
+          outgoingRecordLine("x", "amy", "t7", "x")})
         ASSERT_TRUE(appendChatRecord(file, line));
     const std::pair<const char*, std::vector<const char*>> rows[] = {
         {"bob", {"ann (t4)", "byamy (t3)", "bobby (t2)", "bob (t1)"}},
@@ -98,10 +102,19 @@ TEST(ChatRecord, BrokenFilesShowWhatTheyCan) {
     const std::pair<std::string, Page> rows[] = {
         {"", {}},
         {"bob (t)\r\n  no separator", {"bob (t)\r\n|  no separator"}},
-        {"\x01\x01" "bob without two spaces\x01\x01" "bo", {"bob without two spaces|"}},
-        {"\x01\x01" "bob (t1)\r\n  a\r\nbob (t2)\r\n  b\r\n", {"bob (t1)\r\n|  a\r\nbob (t2)\r\n  b\r\n"}},
-        {"\x81\x01\x01" "bob \xFF\x80  \x81", {"bob \xFF\x80|  \x81"}},
-        {"\x01\x01\x01" "bob  a\x01", {}},  // split from the left: that record begins with code 1
+        {"\x01\x01"
+         "bob without two spaces\x01\x01"
+         "bo",
+         {"bob without two spaces|"}},
+        {"\x01\x01"
+         "bob (t1)\r\n  a\r\nbob (t2)\r\n  b\r\n",
+         {"bob (t1)\r\n|  a\r\nbob (t2)\r\n  b\r\n"}},
+        {"\x81\x01\x01"
+         "bob \xFF\x80  \x81",
+         {"bob \xFF\x80|  \x81"}},
+        {"\x01\x01\x01"
+         "bob  a\x01",
+         {}},  // split from the left: that record begins with code 1
     };
     test::TempDir dir;
     for (const auto& [content, want] : rows) {
@@ -122,7 +135,8 @@ TEST(ChatRecord, PagesOfAContactWithThousandsOfRecords) {
                    incomingRecordLine("bob", "", "", "t", std::to_string(n)) + "\r\n";
     std::ofstream(dir.file("r"), std::ios::binary) << content;
     ChatRecord record(dir.file("r"));
-    for (const auto& [index, newest, oldest] : {std::tuple{1, 40, 21}, {200, 4020, 4001}, {249, 5000, 4981}}) {
+    for (const auto& [index, newest, oldest] :
+         {std::tuple{1, 40, 21}, {200, 4020, 4001}, {249, 5000, 4981}}) {
         const Page p = page(record, "bob", index);
         ASSERT_EQ(p.size(), 20u) << index;
         EXPECT_EQ(p.front(), "bob (t)\r\n|  " + std::to_string(newest) + "\r\n");
