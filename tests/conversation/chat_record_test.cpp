@@ -11,6 +11,7 @@ namespace nq {
 namespace {
 
 using Page = std::vector<std::string>;
+const std::string kSep(kRecordSeparator);
 
 // A page as "header|text" strings, newest first.
 Page page(ChatRecord& record, std::string_view contact, int index) {
@@ -40,8 +41,7 @@ TEST(ChatRecord, PagesOfFortyFiveRecordsOfTwoContacts) {
     std::stringstream bytes;
     bytes << std::ifstream(file, std::ios::binary).rdbuf();
     EXPECT_EQ(bytes.str().substr(0, 42),
-              "\x01\x01"
-              "bob (t1)\r\n  b1\r\n\x01\x01$bobamy (t2)\r\n  b2\r\n\x01\x01");
+              kSep + "bob (t1)\r\n  b1\r\n" + kSep + "$bobamy (t2)\r\n  b2\r\n" + kSep);
 
     auto bob = [](int newest, int oldest) {
         Page p;
@@ -102,19 +102,10 @@ TEST(ChatRecord, BrokenFilesShowWhatTheyCan) {
     const std::pair<std::string, Page> rows[] = {
         {"", {}},
         {"bob (t)\r\n  no separator", {"bob (t)\r\n|  no separator"}},
-        {"\x01\x01"
-         "bob without two spaces\x01\x01"
-         "bo",
-         {"bob without two spaces|"}},
-        {"\x01\x01"
-         "bob (t1)\r\n  a\r\nbob (t2)\r\n  b\r\n",
-         {"bob (t1)\r\n|  a\r\nbob (t2)\r\n  b\r\n"}},
-        {"\x81\x01\x01"
-         "bob \xFF\x80  \x81",
-         {"bob \xFF\x80|  \x81"}},
-        {"\x01\x01\x01"
-         "bob  a\x01",
-         {}},  // split from the left: that record begins with code 1
+        {kSep + "bob without two spaces" + kSep + "bo", {"bob without two spaces|"}},
+        {kSep + "bob (t1)\r\n  a\r\nbob (t2)\r\n  b\r\n", {"bob (t1)\r\n|  a\r\nbob (t2)\r\n  b\r\n"}},
+        {"\x81" + kSep + "bob \xFF\x80  \x81", {"bob \xFF\x80|  \x81"}},
+        {kSep + "\x01" + "bob  a", {}},  // split from the left: that record begins with code 1
     };
     test::TempDir dir;
     for (const auto& [content, want] : rows) {
