@@ -16,11 +16,11 @@ namespace {
 
 // How the bookkeeping reads the send box.
 //
-// The Windows client found its pictures by walking the RTF text of its rich edit control. Our
-// box is a Qt document, so the walks run over a sequence of units instead: one unit per
-// character of the box's plain text, one per picture carrying its face number, and one
-// paragraph end after the last unit, because that control closed every paragraph, the last
-// one too, with a paragraph mark. Where the RTF walk compared a character of one text with the
+// The tag rules are walks over the box in its RTF form, where a picture is a long group of
+// picture data and every paragraph, the last one too, is closed by a mark. Our box is a Qt
+// document, so the walks run over a sequence of units instead: one unit per character of the
+// box's plain text, one per picture carrying its face number, and one paragraph end after the
+// last unit. Where the RTF walk compared a character of one text with the
 // character at the same place in the other, we compare units: a character equals the same
 // character, a picture equals a picture of the same face (two copies of one GIF embed the
 // same RTF), and nothing equals a place past the end. Where the walk jumped from the start of
