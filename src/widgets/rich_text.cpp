@@ -44,6 +44,8 @@ QTextCharFormat textFormat(const QTextCursor& c) {
 RichText::RichText(QWidget* parent) : QTextEdit(parent) {
     // Moves without a button pressed are wanted too: a pane shows a hand over its links.
     viewport()->setMouseTracking(true);
+    // Qt's menu would offer undo, cut and paste in English; the chat's panes have no menu.
+    setContextMenuPolicy(Qt::PreventContextMenu);
     registerFaces();
     connect(document(), &QTextDocument::documentLayoutChanged, this, &RichText::registerFaces);
     connect(document(), &QTextDocument::contentsChange, this, &RichText::scheduleWatch);
@@ -286,10 +288,25 @@ void RichText::insertFragment(const QTextDocumentFragment& fragment) {
     edit([&](QTextCursor& c) { c.insertFragment(fragment); });
 }
 
+QTextBlock RichText::blockAt(qreal y) const {
+    // By halving: a history pane holds thousands of blocks, and this runs at every mouse move and
+    // at every frame of every moving face.
+    const QAbstractTextDocumentLayout* layout = document()->documentLayout();
+    int lo = 0;
+    int hi = document()->blockCount() - 1;
+    while (lo < hi) {
+        const int mid = (lo + hi) / 2;
+        if (layout->blockBoundingRect(document()->findBlockByNumber(mid)).bottom() < y)
+            lo = mid + 1;
+        else
+            hi = mid;
+    }
+    return document()->findBlockByNumber(lo);
+}
+
 int RichText::charFromPos(QPoint at) const {
     const QPointF p = QPointF(at) + QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value());
-    const int pos = document()->documentLayout()->hitTest(p, Qt::FuzzyHit);
-    const QTextBlock block = document()->findBlock(std::max(pos, 0));
+    const QTextBlock block = blockAt(p.y());
     const QTextLayout* layout = block.layout();
     const QPointF local = p - layout->position();
     for (int i = 0; i < layout->lineCount(); ++i) {
@@ -297,7 +314,7 @@ int RichText::charFromPos(QPoint at) const {
         if (local.y() < line.y() + line.height() || i == layout->lineCount() - 1)
             return toTextPos(block.position() + line.xToCursor(local.x(), QTextLine::CursorOnCharacter));
     }
-    return toTextPos(pos);
+    return toTextPos(block.position());
 }
 
 void RichText::beginWrite() {
@@ -379,12 +396,9 @@ void RichText::forEachShownFace(Visit&& visit) const {
     QAbstractTextDocumentLayout* layout = document()->documentLayout();
     const QRectF view(QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value()),
                       QSizeF(viewport()->size()));
-    QTextBlock b = document()->findBlock(std::max(layout->hitTest(view.topLeft(), Qt::FuzzyHit), 0));
-    if (b.previous().isValid()) b = b.previous();  // a fuzzy hit may land a line low
-    for (; b.isValid(); b = b.next()) {
+    for (QTextBlock b = blockAt(view.top()); b.isValid(); b = b.next()) {
         const QRectF bounds = layout->blockBoundingRect(b);
         if (bounds.top() > view.bottom()) break;
-        if (bounds.bottom() < view.top()) continue;
         const QTextLayout* lines = b.layout();
         for (auto it = b.begin(); !it.atEnd(); ++it) {
             const QTextFragment fragment = it.fragment();

@@ -23,6 +23,7 @@
 #include <QList>
 #include <QPoint>
 #include <QSet>
+#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
@@ -143,6 +144,8 @@ class RichText : public QTextEdit {
     void registerFaces();
     void dropFaceFormat(const QTextCharFormat& format);
 
+    // The first block whose bottom lies at or below y (document pixels), else the last.
+    [[nodiscard]] QTextBlock blockAt(qreal y) const;
     // Calls visit(face, rect) for each face standing in the viewport, rect in viewport pixels.
     template <class Visit>
     void forEachShownFace(Visit&& visit) const;
