@@ -1,0 +1,67 @@
+#pragma once
+// A logged-in session with the contact model and the chat manager joined to it, the chat
+// server played by the test, and chat windows that only record what they are asked.
+
+#include <ctime>
+
+#include "contacts/contacts.h"
+#include "conversation/chat_manager.h"
+#include "support/session_harness.h"
+
+namespace nq::test {
+
+inline Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
+
+class RecordingWindows : public ChatWindowDirectory {
+  public:
+    std::vector<OpenChat> openChats() const override { return open; }
+    void flash(const Bytes& caption) override { flashed.push_back(caption); }
+    void restore(const Bytes& caption) override { restored.push_back(caption); }
+    void openChatWindow(const ChatWindowSpec& spec) override { opened.push_back(spec); }
+    void showMainWindow(bool fixZeroTop) override { mainShown.push_back(fixZeroTop); }
+    void showJoinRequests() override {}
+    void openJoinRequestWindow(const Bytes&) override {}
+
+    std::vector<OpenChat> open;
+    std::vector<Bytes> flashed, restored;
+    std::vector<ChatWindowSpec> opened;
+    std::vector<bool> mainShown;
+};
+
+class ChatRig : public SessionHarness {
+  public:
+    ChatRig() {
+        setenv("TZ", "UTC", 1);
+        tzset();
+        services.clock = std::chrono::system_clock::from_time_t(1146486607);  // 2006-05-01 12:30:07
+        m.setWindowDirectory(&windows);
+        login();
+    }
+    void serve(FrameKind k, const std::vector<std::string>& fields, uint32_t stamp = 1, uint16_t code = 0) {
+        Bytes body;
+        for (const auto& f : fields) appendField(body, g(f));
+        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = stamp, .code = code}, body);
+        tick();
+    }
+    void setKey(std::string_view section, std::string_view key, std::string_view value) {
+        (void)CIniFile(session->userFile("NQUser.nq")).WriteIniKey(g(section), g(key), g(value));
+    }
+
+    // bob is the friend 鲍勃; gus a member of the group 山庄一.
+    void addPeople() {
+        setKey("bob", "DearName", "鲍勃");
+        setKey("鲍勃", "HeadID", "24");
+        setKey("鲍勃", "Online", "1");
+        c.MyList(Contacts::kFriends).AddItem(g("鲍勃"), "", 24);
+        c.MyTree().addChild(c.MyTree().addRoot(g("山庄一"), 1), "gus", 3);
+    }
+    const IncomingQueue::Slot& slot(int i) { return m.incomingQueue.at(i); }
+
+    Contacts c{*session};
+    ChatManager m{*session, c};
+    RecordingWindows windows;
+};
+
+}  // namespace nq::test
