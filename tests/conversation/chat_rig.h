@@ -1,8 +1,8 @@
 #pragma once
-// A logged-in session with the contact model and the chat manager joined to it, the chat
-// server played by the test, and chat windows that only record what they are asked.
+// A logged-in session with contacts and chat manager; chat windows that only record.
 
-#include <ctime>
+#include <fstream>
+#include <iterator>
 
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
@@ -14,18 +14,24 @@ inline Bytes g(std::string_view utf8) {
     return gbk::fromUtf8(utf8);
 }
 
+inline std::chrono::system_clock::time_point testNow() {  // 2006-5-1 04:30:07, local time in UTC
+    setenv("TZ", "UTC", 1);
+    tzset();
+    return std::chrono::system_clock::from_time_t(1146457807);
+}
+
 class RecordingWindows : public ChatWindowDirectory {
   public:
     std::vector<OpenChat> openChats() const override { return open; }
     void flash(const Bytes& caption) override { flashed.push_back(caption); }
-    void restore(const Bytes& caption) override { restored.push_back(caption); }
+    void restore(const Bytes&) override {}
     void openChatWindow(const ChatWindowSpec& spec) override { opened.push_back(spec); }
     void showMainWindow(bool fixZeroTop) override { mainShown.push_back(fixZeroTop); }
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}
 
     std::vector<OpenChat> open;
-    std::vector<Bytes> flashed, restored;
+    std::vector<Bytes> flashed;
     std::vector<ChatWindowSpec> opened;
     std::vector<bool> mainShown;
 };
@@ -33,16 +39,14 @@ class RecordingWindows : public ChatWindowDirectory {
 class ChatRig : public SessionHarness {
   public:
     ChatRig() {
-        setenv("TZ", "UTC", 1);
-        tzset();
-        services.clock = std::chrono::system_clock::from_time_t(1146486607);  // 2006-05-01 12:30:07
+        services.clock = testNow();
         m.setWindowDirectory(&windows);
         login();
     }
-    void serve(FrameKind k, const std::vector<std::string>& fields, uint32_t stamp = 1, uint16_t code = 0) {
+    void serve(FrameKind k, const std::vector<std::string>& fields, uint32_t stamp = 1) {
         Bytes body;
         for (const auto& f : fields) appendField(body, g(f));
-        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = stamp, .code = code}, body);
+        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = stamp}, body);
         tick();
     }
     void setKey(std::string_view section, std::string_view key, std::string_view value) {
@@ -58,6 +62,10 @@ class ChatRig : public SessionHarness {
         c.MyTree().addChild(c.MyTree().addRoot(g("山庄一"), 1), "gus", 3);
     }
     const IncomingQueue::Slot& slot(int i) { return m.incomingQueue.at(i); }
+    std::string record() {
+        std::ifstream in(m.recordFile(), std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
 
     Contacts c{*session};
     ChatManager m{*session, c};
