@@ -24,7 +24,7 @@ class NoWindows final : public ChatWindowDirectory {
     std::vector<OpenChat> openChats() const override { return {}; }
     void flash(const Bytes&) override {}
     void restore(const Bytes&) override {}
-    void openChatWindow(const ChatWindowSpec&) override {}
+    void openChatWindow(const NewChatWindow&) override {}
     void showMainWindow(bool) override {}
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}

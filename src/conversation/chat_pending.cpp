@@ -219,15 +219,15 @@ bool ChatManager::openNext(bool byHotkey) {
         }
 
         // The new window's mode follows where the sender is found; a later find wins.
-        ChatWindowSpec spec;
+        NewChatWindow window;
         if (contacts_.MyList(Contacts::kFriends).find(s.sender)) {
             settleFriendIcon(s.sender);
-            spec.mode = ChatMode::PTP;
+            window.mode = ChatMode::PTP;
         }
         const NodeTree& tree = contacts_.MyTree();
         for (int n = 1; n <= tree.count(); ++n) {
-            if (tree.text(n) == s.receiver) spec.mode = ChatMode::OTM;
-            if (tree.text(n) == s.sender && s.kind == IncomingQueue::kMemberLine) spec.mode = ChatMode::OTU;
+            if (tree.text(n) == s.receiver) window.mode = ChatMode::OTM;
+            if (tree.text(n) == s.sender && s.kind == IncomingQueue::kMemberLine) window.mode = ChatMode::OTU;
         }
         for (auto [list, icon, mode] : {std::tuple{Contacts::kStrangers, kStrangerIcon, ChatMode::PTP},
                                         std::tuple{Contacts::kRooms, kRoomIcon, ChatMode::MM}}) {
@@ -235,13 +235,13 @@ bool ChatManager::openNext(bool byHotkey) {
             if (const int row = l.find(s.sender)) {
                 l.SetIcon(row, icon);
                 l.Redraw();
-                spec.mode = mode;
+                window.mode = mode;
             }
         }
 
         if (s.kind == IncomingQueue::kGroupLine) {
-            spec = {ChatMode::OTM, group, s.receiver, true, membersOf(s.receiver)};
-            w.openChatWindow(spec);
+            window = {ChatMode::OTM, group, s.receiver, true, membersOf(s.receiver)};
+            w.openChatWindow(window);
             continue;
         }
         if (s.kind == IncomingQueue::kJoinRequest) {
@@ -252,10 +252,10 @@ bool ChatManager::openNext(bool byHotkey) {
             }
             continue;
         }
-        spec.caption = person;
-        spec.lbFrd = s.sender;
-        spec.groupPanel = false;
-        w.openChatWindow(spec);
+        window.caption = person;
+        window.lbFrd = s.sender;
+        window.groupPanel = false;
+        w.openChatWindow(window);
         return false;
     }
     return false;

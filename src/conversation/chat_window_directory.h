@@ -23,7 +23,7 @@ struct GroupMember {
 };
 
 // A chat window to create and show.
-struct ChatWindowSpec {
+struct NewChatWindow {
     std::optional<ChatMode> mode;  // none: the new window's mode stays unset
     Bytes caption;
     Bytes lbFrd;                       // the conversation's name label
@@ -41,7 +41,7 @@ class ChatWindowDirectory {
     virtual void flash(const Bytes& caption) = 0;
     // The window of that caption to the normal state and to the front.
     virtual void restore(const Bytes& caption) = 0;
-    virtual void openChatWindow(const ChatWindowSpec& spec) = 0;
+    virtual void openChatWindow(const NewChatWindow& window) = 0;
     // The main window in the normal state, shown, with loginFrame behind; with
     // fixZeroTop a window whose top edge is 0 moves down to 10 twips first.
     virtual void showMainWindow(bool fixZeroTop) = 0;

@@ -25,14 +25,14 @@ class RecordingWindows : public ChatWindowDirectory {
     std::vector<OpenChat> openChats() const override { return open; }
     void flash(const Bytes& caption) override { flashed.push_back(caption); }
     void restore(const Bytes&) override {}
-    void openChatWindow(const ChatWindowSpec& spec) override { opened.push_back(spec); }
+    void openChatWindow(const NewChatWindow& window) override { opened.push_back(window); }
     void showMainWindow(bool fixZeroTop) override { mainShown.push_back(fixZeroTop); }
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}
 
     std::vector<OpenChat> open;
     std::vector<Bytes> flashed;
-    std::vector<ChatWindowSpec> opened;
+    std::vector<NewChatWindow> opened;
     std::vector<bool> mainShown;
 };
 
