@@ -2,9 +2,8 @@
 
 #include "conversation/chat_manager.h"
 
-#include <fstream>
-
 #include "contacts/contacts.h"
+#include "conversation/chat_record.h"
 #include "session/session.h"
 #include "store/store_keys.h"
 
@@ -14,8 +13,6 @@ namespace user = store::user;
 
 namespace {
 
-constexpr std::string_view kLineEnd = "\r\n";
-constexpr std::string_view kTextIndent = "  ";  // the record's text stands two spaces in
 constexpr const char* kTooLong = "发送内容超过限定大小！";
 
 // Before any window exists: nothing is open, and nothing opens.
@@ -29,13 +26,6 @@ class NoWindows final : public ChatWindowDirectory {
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}
 };
-
-// One record line appended and the file closed again, so that a crash loses no line written.
-// A file that cannot be opened takes nothing, silently.
-void appendRecordLine(const std::string& path, const Bytes& line) {
-    std::ofstream out(path, std::ios::binary | std::ios::app);
-    out.write(line.data(), static_cast<std::streamsize>(line.size()));
-}
 
 }  // namespace
 
@@ -85,14 +75,7 @@ IncomingLine ChatManager::Revmsg(int slot) {
                       getTimeField(s.text, session_.services().now()),
                       {getFontField(s.text), getSizeField(s.text), getColorField(s.text)},
                       GetText(s.text)};
-    Bytes record(kRecordSeparator);
-    if (!s.receiver.empty() || !s.room.empty()) record += "$" + s.receiver + s.room;
-    record += s.sender + " (" + line.time + ")";
-    record += kLineEnd;
-    record += kTextIndent;
-    record += line.text;
-    record += kLineEnd;
-    appendRecordLine(recordFile(), record);
+    appendChatRecord(recordFile(), incomingRecordLine(s.sender, s.receiver, s.room, line.time, line.text));
     return line;
 }
 
@@ -117,13 +100,7 @@ bool ChatManager::SndMsg(const OutgoingLine& line, const std::function<void()>& 
     }
 
     const Bytes& ownName = line.mode == ChatMode::MM ? session_.myName : session_.myNick;
-    Bytes record(kRecordSeparator);
-    record += "$" + line.lbFrd + ownName + " (" + formatDateTime(now) + ")";
-    record += kLineEnd;
-    record += kTextIndent;
-    record += line.text;
-    record += kLineEnd;
-    appendRecordLine(recordFile(), record);
+    appendChatRecord(recordFile(), outgoingRecordLine(line.lbFrd, ownName, formatDateTime(now), line.text));
     return true;
 }
 
