@@ -117,6 +117,7 @@ void frmChat::build() {
     sndRtf = new RichText(mainframe);
     sndRtf->setObjectName("sndRtf");
     sndRtf->setFixedHeight(96);
+    sndRtf->installEventFilter(this);
     connect(sndRtf, &RichText::KeyDown, this, &frmChat::onKeyDown);
     connect(sndRtf, &RichText::KeyPress, this, &frmChat::onKeyPress);
     connect(sndRtf, &RichText::KeyUp, this, &frmChat::onKeyUp);

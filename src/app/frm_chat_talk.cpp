@@ -274,7 +274,15 @@ void frmChat::markLinks(int fromChar) {
 }
 
 bool frmChat::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == lbFrd) {
+    if (watched == sndRtf && event->type() == QEvent::ShortcutOverride) {
+        // Alt+S and Alt+C in the box are its own keys (they skip the send button's checks),
+        // not the buttons' mnemonics, which serve when the focus is elsewhere.
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->modifiers() == Qt::AltModifier && (key->key() == Qt::Key_S || key->key() == Qt::Key_C)) {
+            event->accept();
+            return true;
+        }
+    } else if (watched == lbFrd) {
         if (event->type() == QEvent::MouseButtonRelease) lbFrdClicked();
         if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) {
             QFont f = lbFrd->font();

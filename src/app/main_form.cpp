@@ -9,10 +9,10 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPainter>
-#include <QWindow>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QWindow>
 
 #include "app/chat_windows.h"
 #include "app/contact_area.h"
@@ -100,9 +100,9 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
                                          parts.SocketChat, parts.timer_Peng);
     session_->traceFrames = options_.trace;
     contacts_ = std::make_unique<Contacts>(*session_);
-    chat_ = std::make_unique<ChatManager>(*session_, *contacts_);
-    chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chat_);
-    connect(chat_.get(), &ChatManager::trayIconRefresh, this, [this](int state) { desktop_->traySetState(state); });
+    chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
+    chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chats_);
+    connect(chats_.get(), &ChatManager::trayIconRefresh, this, [this](int state) { desktop_->traySetState(state); });
     chatWindows_->setMainWindow(this, [this](bool fixZeroTop) {
         setWindowState(windowState() & ~Qt::WindowMinimized);
         if (fixZeroTop && y() == 0) move(x(), 1);
@@ -112,7 +112,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
         activateWindow();
     });
     attachChatOpener([this](const ChatRequest& request) { chatWindows_->open(request); });
-    attachTrayLeftClick([this] { chat_->OpenNextPending(); });
+    attachTrayLeftClick([this] { chats_->OpenNextPending(); });
     connectContacts();
     connectControls();
     connectMenus();

@@ -22,7 +22,7 @@ class QStatusBar;
 namespace nq {
 class ChatManager;
 class Contacts;
-}
+}  // namespace nq
 
 namespace nq::app {
 
@@ -70,7 +70,7 @@ class Mainform : public QMainWindow, public SessionView {
 
     Session& session() { return *session_; }
     Contacts& contacts() { return *contacts_; }
-    ChatManager& chat() { return *chat_; }
+    ChatManager& chats() { return *chats_; }
     ChatWindows& chatWindows() { return *chatWindows_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
@@ -157,7 +157,7 @@ class Mainform : public QMainWindow, public SessionView {
     MainformDesktop* desktop_ = nullptr;
     std::unique_ptr<Session> session_;
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
-    std::unique_ptr<ChatManager> chat_;   // after the contacts, which it reads and blinks
+    std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
     std::unique_ptr<ChatWindows> chatWindows_;
 
     HeaderBand* header_ = nullptr;

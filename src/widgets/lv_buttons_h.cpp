@@ -4,6 +4,7 @@
 #include <QCursor>
 #include <QImage>
 #include <QKeyEvent>
+#include <QKeySequence>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -69,13 +70,17 @@ lvButtons_H::lvButtons_H(QWidget* parent) : QWidget(parent) {
 }
 
 lvButtons_H::lvButtons_H(const QString& caption, QWidget* parent) : lvButtons_H(parent) {
-    caption_ = caption;
+    setCaption(caption);
 }
 
 // ---- properties ----
 
 void lvButtons_H::setCaption(const QString& text) {
     caption_ = text;
+    // An "&" marks the letter that clicks the button with Alt, as on any push button.
+    if (mnemonicId_ != 0) releaseShortcut(mnemonicId_);
+    const QKeySequence mnemonic = QKeySequence::mnemonic(text);
+    mnemonicId_ = mnemonic.isEmpty() ? 0 : grabShortcut(mnemonic);
     updateGeometry();
     update();
 }
@@ -291,6 +296,14 @@ void lvButtons_H::focusOutEvent(QFocusEvent* event) {
     QWidget::focusOutEvent(event);
 }
 
+bool lvButtons_H::event(QEvent* event) {
+    if (event->type() == QEvent::Shortcut) {
+        click();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
 void lvButtons_H::changeEvent(QEvent* event) {
     if (event->type() == QEvent::EnabledChange && !isEnabled()) {
         keyHeld_ = false;
@@ -303,7 +316,7 @@ void lvButtons_H::changeEvent(QEvent* event) {
 // ---- geometry and painting ----
 
 QSize lvButtons_H::contentSize() const {
-    const QSize text = fontMetrics().size(Qt::TextSingleLine, caption_);
+    const QSize text = fontMetrics().size(Qt::TextSingleLine | Qt::TextShowMnemonic, caption_);
     if (scaledImage_.isNull()) return text;
     const QSize img = scaledImage_.size();
     const int gap = caption_.isEmpty() ? 0 : kImageGapPx;
@@ -428,8 +441,8 @@ void lvButtons_H::paintContent(QPainter& p, const QColor& fore, bool pressed) {
         p.restore();
     }
     if (caption_.isEmpty()) return;
-    const QString text = fontMetrics().elidedText(caption_, Qt::ElideRight, rest.width());
-    const int align = Qt::AlignVCenter | (capAlign_ == Left    ? Qt::AlignLeft
+    const QString text = fontMetrics().elidedText(caption_, Qt::ElideRight, rest.width(), Qt::TextShowMnemonic);
+    const int align = Qt::TextShowMnemonic | Qt::AlignVCenter | (capAlign_ == Left    ? Qt::AlignLeft
                                           : capAlign_ == Right ? Qt::AlignRight
                                                                : Qt::AlignHCenter);
     if (capStyle_ == Engraved) {

@@ -153,6 +153,7 @@ class lvButtons_H : public QWidget {
     void keyReleaseEvent(QKeyEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
     void changeEvent(QEvent* event) override;
+    bool event(QEvent* event) override;
 
   private:
     void pollHover();
@@ -191,6 +192,7 @@ class lvButtons_H : public QWidget {
     bool displayAsDefault_ = false;
     bool lockHover_ = false;
     bool customClick_ = false;
+    int mnemonicId_ = 0;  // the Alt+letter shortcut of an "&" in the caption
 
     // The last gradient face and what it was painted for: repaints in an unchanged state (a
     // window exposed, the focus moving) reuse it.
