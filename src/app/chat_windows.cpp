@@ -14,12 +14,6 @@
 #include "widgets/rich_text.h"
 
 namespace nq::app {
-namespace {
-
-QString qs(const Bytes& gbk) { return QString::fromStdString(gbk::toUtf8(gbk)); }
-
-}  // namespace
-
 const std::array<const char*, 5> ChatWindows::kLinkPatterns = {"http://", "www.", "https://", "\\\\", "ftp:\\\\"};
 
 ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat, QObject* parent)
@@ -119,7 +113,7 @@ void ChatWindows::restore(const Bytes& caption) {
     w->activateWindow();
 }
 
-void ChatWindows::openChatWindow(const ChatWindowSpec& spec) {
+void ChatWindows::openChatWindow(const NewChatWindow& spec) {
     frmChat* w = create(spec.mode, spec.lbFrd);
     if (spec.groupPanel) {
         for (const GroupMember& m : spec.members) w->members().AddItem(m.name, {}, m.icon);
@@ -136,25 +130,6 @@ void ChatWindows::showMainWindow(bool fixZeroTop) {
 // Join requests reach the group's creator in a window that comes with the groups work.
 void ChatWindows::showJoinRequests() {}
 void ChatWindows::openJoinRequestWindow(const Bytes&) {}
-
-void ChatWindows::setRecordToggle(std::function<void(frmChat*)> toggle, std::function<void(frmChat*)> close,
-                                  std::function<void(frmChat*, bool)> minimised) {
-    toggleRecord_ = std::move(toggle);
-    closeRecord_ = std::move(close);
-    minimisedRecord_ = std::move(minimised);
-}
-
-void ChatWindows::toggleRecord(frmChat* window) {
-    if (toggleRecord_) toggleRecord_(window);
-}
-
-void ChatWindows::closeRecordOf(frmChat* window) {
-    if (closeRecord_) closeRecord_(window);
-}
-
-void ChatWindows::followMinimised(frmChat* window, bool minimised) {
-    if (minimisedRecord_) minimisedRecord_(window, minimised);
-}
 
 void ChatWindows::showMemberMenu(const Bytes& member) {
     if (memberMenu_) memberMenu_(member);

@@ -73,12 +73,6 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     LineLook& boxLook() { return boxLook_; }
 
     // ---- what a window asks of the rest of the program ----
-    // The record window under this conversation window: opened, or closed when it is open.
-    void setRecordToggle(std::function<void(frmChat*)> toggle, std::function<void(frmChat*)> close,
-                         std::function<void(frmChat*, bool)> minimised);
-    void toggleRecord(frmChat* window);
-    void closeRecordOf(frmChat* window);
-    void followMinimised(frmChat* window, bool minimised);
     // 山庄子项 for a member of a window's list.
     void setMemberMenu(std::function<void(const Bytes&)> show) { memberMenu_ = std::move(show); }
     void showMemberMenu(const Bytes& member);
@@ -92,7 +86,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     [[nodiscard]] std::vector<OpenChat> openChats() const override;
     void flash(const Bytes& caption) override;
     void restore(const Bytes& caption) override;
-    void openChatWindow(const ChatWindowSpec& spec) override;
+    void openChatWindow(const NewChatWindow& spec) override;
     void showMainWindow(bool fixZeroTop) override;
     void showJoinRequests() override;
     void openJoinRequestWindow(const Bytes& caption) override;
@@ -114,9 +108,6 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     std::function<void(bool)> showMain_;
     std::vector<QPointer<frmChat>> windows_;
     LineLook boxLook_;
-    std::function<void(frmChat*)> toggleRecord_;
-    std::function<void(frmChat*)> closeRecord_;
-    std::function<void(frmChat*, bool)> minimisedRecord_;
     std::function<void(const Bytes&)> memberMenu_;
 };
 

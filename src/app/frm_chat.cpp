@@ -8,11 +8,13 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPainter>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
 #include "app/button_looks.h"
 #include "app/chat_windows.h"
+#include "app/frm_chat_record.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
 #include "desktop/window_services.h"
@@ -238,7 +240,7 @@ void frmChat::buildSidePanels(QWidget* parent) {
 
     myFrame = new XPContainer(parent);
     myFrame->setObjectName("myFrame");
-    myFrame->setStyle(XPContainer::Border);
+    myFrame->setStyle(XPContainer::BorderOnly);
     imgFriend = new QLabel(myFrame);
     imgMyself = new QLabel(myFrame);
     for (QLabel* img : {imgFriend, imgMyself}) {
@@ -271,7 +273,7 @@ void frmChat::buildSidePanels(QWidget* parent) {
 
     vlgFrame = new XPContainer(parent);
     vlgFrame->setObjectName("vlgFrame");
-    vlgFrame->setStyle(XPContainer::Border);
+    vlgFrame->setStyle(XPContainer::BorderOnly);
     Label1 = new QLabel("好友群简介", vlgFrame);
     txtVinfo = new QTextEdit(vlgFrame);
     txtVinfo->setReadOnly(true);
@@ -399,14 +401,14 @@ void frmChat::requestDetails(bool group) {
     body += lbFrdCaption();
     body += '\0';
     if (group)
-        s.queueFrame(kGroupRecord, code::kNone, body);
+        s.queueFrame(kind::kGroupRecord, code::kNone, body);
     else
-        s.queueFrame(kProfile, code::kProfileAfterAdd, body);
+        s.queueFrame(kind::kProfile, code::kProfileAfterAdd, body);
 }
 
 void frmChat::closeEvent(QCloseEvent* event) {
     savePosition();
-    windows_.closeRecordOf(this);
+    if (record_) record_->close();
     QWidget::closeEvent(event);
 }
 
@@ -418,7 +420,7 @@ void frmChat::savePosition() {
 
 void frmChat::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::WindowStateChange) windows_.followMinimised(this, isMinimized());
+    if (event->type() == QEvent::WindowStateChange && record_) record_->setVisible(!isMinimized());
 }
 
 void frmChat::toolClicked(int index) {
@@ -462,7 +464,7 @@ void frmChat::toolClicked(int index) {
         setNarrow(false);
         break;
     case kRecord:
-        windows_.toggleRecord(this);
+        toggleRecord();
         break;
     case kClear:
         revRtf->clear();
@@ -471,6 +473,21 @@ void frmChat::toolClicked(int index) {
     default:
         break;
     }
+}
+
+void frmChat::toggleRecord() {
+    if (record_ && record_->isVisible()) {
+        record_->close();
+        return;
+    }
+    Session& s = windows_.session();
+    const CIniFile userIni(s.userIni());
+    record_ = new frmChatRecord(s.userFile(kRecordFile),
+                                userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency), this);
+    QStringList friends;
+    const ItemList& list = windows_.contacts().MyList(Contacts::kFriends);
+    for (int i = 1; i <= list.count(); ++i) friends << qs(list.Item(i).Caption);
+    record_->openUnder(frameGeometry(), lbFrd->text(), friends);
 }
 
 void frmChat::closeDropDowns(bool font, bool sizes, bool faces) {

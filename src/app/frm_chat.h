@@ -9,6 +9,7 @@
 // 10 ms, but runs only while the queue may hold something for this window, so an idle window
 // costs no wake-ups.
 
+#include <QPointer>
 #include <QTimer>
 #include <QWidget>
 #include <array>
@@ -36,6 +37,7 @@ struct IncomingLine;
 namespace nq::app {
 
 class ChatWindows;
+class frmChatRecord;
 
 class frmChat : public QWidget {
     Q_OBJECT
@@ -110,6 +112,7 @@ class frmChat : public QWidget {
     void memberDoubleClicked();
     void lbFrdClicked();
     void savePosition();
+    void toggleRecord();
     void requestDetails(bool group);
     [[nodiscard]] int ownHead() const;
 
@@ -154,6 +157,7 @@ class frmChat : public QWidget {
     std::array<lvButtons_H*, 8> lvButtons_H2{};
     std::array<lvButtons_H*, 4> lvButtons_H1{};
     quint32 color_ = 0;  // CommonColor.Color
+    QPointer<frmChatRecord> record_;
 };
 
 }  // namespace nq::app
