@@ -1,7 +1,8 @@
 #pragma once
 // The chat server: sessions, rosters, presence, one-to-one messages, the friend and blacklist
-// operations, the members of groups and their group lines. It knows nothing of sockets: datagrams come in
-// through onDatagram and leave through output(), and time is passed in, so that tests can drive it by hand.
+// operations, the members of groups and their group lines. It knows nothing of sockets: datagrams
+// come in through onDatagram and leave through output(), and time is passed in, so that tests can
+// drive it by hand.
 //
 // Where each part lives:
 //   chat_service.cpp   frames in (the table of handlers by frame kind), timers, stop and restart
