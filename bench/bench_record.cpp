@@ -1,4 +1,4 @@
-// Opening the chat record on a revMsg.nq of a million records: map the file, count one contact's
+// Opening the chat record on a revMsg.nq of a million records: read the file, count one contact's
 // records and lay out the newest page, first in the file logic alone and then in the record
 // window (widgets and all). The target is under 0.5 s with memory bounded; the peak resident
 // size of the process is reported beside the times. The file is fresh, so it is read from the

@@ -180,7 +180,9 @@ void frmChatRecord::openUnder(const QRect& chatFrame, const QString& contact, co
 }
 
 bool frmChatRecord::event(QEvent* event) {
-    if (event->type() == QEvent::WindowActivate) firstActivation();
+    // Whichever comes first: a window manager that keeps new windows from taking the focus
+    // never activates this one, and the page must not wait for that.
+    if (event->type() == QEvent::Show || event->type() == QEvent::WindowActivate) firstFill();
     return QWidget::event(event);
 }
 
@@ -219,7 +221,7 @@ void frmChatRecord::writeRecord(const ShownRecord& record) {
     cursor.insertText(paneText(record.text), recordFormat(kTextColour));
 }
 
-void frmChatRecord::firstActivation() {
+void frmChatRecord::firstFill() {
     if (!pendingFirstFill_) return;
     showRecordPage(Combo1->currentText(), 0);
     Label1->setText(QStringLiteral("第 1 页"));

@@ -1,8 +1,8 @@
 #pragma once
 // frmChatRecord: one contact's chat record, a page of 20 at a time from the newest, in a
-// borderless window that the chat window opens under itself. The window reads revMsg.nq once
-// when it is made and shows that snapshot until it is closed; closing deletes it, so the next
-// opening reads the file again.
+// borderless window that the chat window opens under itself. The window indexes revMsg.nq once
+// when it is made and pages through that snapshot until it is closed (a file shortened meanwhile
+// shows fewer records); closing deletes it, so the next opening reads the file again.
 
 #include <QString>
 #include <QStringList>
@@ -27,13 +27,13 @@ namespace nq::app {
 class frmChatRecord : public QWidget {
     Q_OBJECT
   public:
-    // The load: maps `recordFile` (revMsg.nq of the logged-in account), disables both page
+    // The load: opens `recordFile` (revMsg.nq of the logged-in account), disables both page
     // buttons and applies User.ini's TransValue text ("flag,alpha,") to the window.
     frmChatRecord(const std::string& recordFile, std::string_view transValue, QWidget* parent = nullptr);
 
     // What the chat window's record button does once the window is made: places it under
     // `chatFrame` (the chat window's frame, in pixels) at the same width, puts `contact` in
-    // Combo1, shows and raises it (the first activation fills page 0), then offers `friends`
+    // Combo1, shows and raises it (showing it fills page 0), then offers `friends`
     // (the friend list's names, in order) in Combo1's list.
     void openUnder(const QRect& chatFrame, const QString& contact, const QStringList& friends);
 
@@ -60,7 +60,7 @@ class frmChatRecord : public QWidget {
   private:
     void buildControls();
     void placeStripImages();
-    void firstActivation();
+    void firstFill();
     void comboClick();
     void stepPage(int step);
     void setPagesAfter(int count);

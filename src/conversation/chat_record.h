@@ -1,7 +1,7 @@
 #pragma once
 // The chat record file, revMsg.nq: GBK text written only by appending, one record per line that
-// opens with kRecordSeparator. Writers append one line at a time; the viewer maps the file once
-// and pages through one contact's records, newest page first.
+// opens with kRecordSeparator. Writers append one line at a time; the viewer indexes the file
+// once and pages through one contact's records, newest page first.
 
 #include <cstddef>
 #include <string>
@@ -33,6 +33,8 @@ bool appendChatRecord(const std::string& file, std::string_view line);
 // ---- Reading
 
 inline constexpr int kRecordPageSize = 20;
+// Bytes one read of a scan asks for.
+inline constexpr std::size_t kRecordReadChunk = std::size_t{1} << 20;
 
 // The records one page wants, as numbers of the contact's records counted from the oldest (1)
 // to the newest (matching), both ends included. The newest page takes 22 records when there are
@@ -45,7 +47,7 @@ struct RecordPageBounds {
 [[nodiscard]] RecordPageBounds recordPageBounds(int matching, int page);
 
 // One record as the viewer writes it: `header` (name and time) in the header look, then `text`,
-// which starts with the two spaces that indent the message. Both view the mapped file.
+// which starts with the two spaces that indent the message.
 struct ShownRecord {
     std::string_view header;
     std::string_view text;
@@ -54,20 +56,22 @@ struct ShownRecord {
 // spaces is all header.
 [[nodiscard]] ShownRecord splitShownRecord(std::string_view record);
 
-// A snapshot of revMsg.nq as it was when opened, mapped rather than read: opening costs no copy
-// and the pages a scan has passed are handed back to the kernel, so memory stays bounded by the
-// scan window whatever the file's size. A missing or unreadable file reads as empty.
+// A snapshot of revMsg.nq as it was when opened: the file stays open and is read in chunks,
+// never mapped. A file shortened or replaced in place while the viewer is open then reads short
+// and shows fewer records (or other bytes), where touching a mapping past its new end would kill
+// the program with SIGBUS. Memory holds one chunk, the remembered record starts and the page
+// shown, whatever the file's size. A missing or unreadable file reads as empty.
 class ChatRecord {
   public:
     ChatRecord() = default;
-    explicit ChatRecord(const std::string& file);
+    // `chunkBytes`: what one read of a scan asks for. Tests pass a few bytes so that chunk edges
+    // fall inside separators and names.
+    explicit ChatRecord(const std::string& file, std::size_t chunkBytes = kRecordReadChunk);
     ~ChatRecord();
     ChatRecord(ChatRecord&& other) noexcept;
     ChatRecord& operator=(ChatRecord&& other) noexcept;
     ChatRecord(const ChatRecord&) = delete;
     ChatRecord& operator=(const ChatRecord&) = delete;
-
-    [[nodiscard]] std::string_view bytes() const { return {data_, size_}; }
 
     // The records of `contact`: those that begin with the name (a line received from that
     // person) and those that begin with "$" and the name (sent to the person, or a group's or
@@ -76,17 +80,18 @@ class ChatRecord {
     [[nodiscard]] int countRecords(std::string_view contact);
 
     // The records of one page, newest first. A record found by the "$" test is shown from behind
-    // "$" and the name, so that the sender's name leads its header.
+    // "$" and the name, so that the sender's name leads its header. The views point into a copy
+    // of the page held here until the next call.
     [[nodiscard]] std::vector<ShownRecord> showRecordPage(std::string_view contact, int page);
 
   private:
     void scan(std::string_view contact);
-    // Drops the mapped pages from `from` (page-aligned) up to the page that holds `to`; returns
-    // where the next release starts. The pages come back from the page cache when read again.
-    std::size_t release(std::size_t from, std::size_t to) const;
 
-    const char* data_ = nullptr;
-    std::size_t size_ = 0;
+    int fd_ = -1;
+    // The file's size when opened, lowered to where a read found the file ending sooner.
+    std::size_t end_ = 0;
+    std::size_t chunk_ = kRecordReadChunk;
+    std::string page_;  // what the last page's views point into
 
     // What the last scan learnt of one contact: its record count and where every stride-th of
     // its records starts, so that a page is found without a second pass over the file.

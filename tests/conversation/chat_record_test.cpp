@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -89,7 +90,7 @@ TEST(ChatRecord, ContactNamesArePrefixes) {
         {"x", {"amy (t7)", " (t5)"}},
         {"amy", {}},
     };
-    ChatRecord record(file);
+    ChatRecord record(file, 3);  // reads of 3 bytes, or a name and one byte
     for (const auto& [contact, headers] : rows) {
         Page want;
         for (const char* h : headers) want.push_back(std::string(h) + "\r\n|  x\r\n");
@@ -110,7 +111,7 @@ TEST(ChatRecord, BrokenFilesShowWhatTheyCan) {
     test::TempDir dir;
     for (const auto& [content, want] : rows) {
         std::ofstream(dir.file("r"), std::ios::binary | std::ios::trunc) << content;
-        ChatRecord record(dir.file("r"));
+        ChatRecord record(dir.file("r"), 2);  // each read ends inside a separator somewhere
         EXPECT_EQ(page(record, "bob", 0), want) << content;
     }
     ChatRecord missing(dir.file("none"));
@@ -132,6 +133,25 @@ TEST(ChatRecord, PagesOfAContactWithThousandsOfRecords) {
         ASSERT_EQ(p.size(), 20u) << index;
         EXPECT_EQ(p.front(), "bob (t)\r\n|  " + std::to_string(newest) + "\r\n");
         EXPECT_EQ(p.back(), "bob (t)\r\n|  " + std::to_string(oldest) + "\r\n");
+    }
+}
+
+// The file is cut inside record 1500 while open: the pages past the cut come back empty, the
+// cut record shows what is left of it, the older pages are whole.
+TEST(ChatRecord, FileShortenedWhileOpenShowsWhatIsLeft) {
+    test::TempDir dir;
+    std::string content;
+    for (int n = 1; n <= 3000; ++n)
+        content += incomingRecordLine("bob", "", "", "t", std::to_string(n)) + "\r\n";
+    std::ofstream(dir.file("r"), std::ios::binary) << content;
+    ChatRecord record(dir.file("r"));
+    ASSERT_EQ(record.countRecords("bob"), 3000);
+    std::filesystem::resize_file(dir.file("r"), content.find(kSep + "bob (t)\r\n  1500\r") + 14);
+    for (int index = 0; index <= 150; ++index) {
+        Page want;
+        for (int n = 20 * index + 20; index > 0 && n > 20 * index; --n)
+            if (n <= 1500) want.push_back("bob (t)\r\n|  " + (n == 1500 ? "1" : std::to_string(n) + "\r\n"));
+        EXPECT_EQ(page(record, "bob", index), want) << index;
     }
 }
 
