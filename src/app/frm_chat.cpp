@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPainter>
+#include <QScrollBar>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -34,11 +35,16 @@ constexpr int kHeadPx = 96;  // the large heads under image/
 constexpr int kFacePx = 28;
 constexpr int kFaceCellPx = 30;
 constexpr int kFacePickerColumns = 10;
-const char* const kToolCaptions[8] = {"字体  ", "大小  ", "颜色  ", "表情  ", "", "", "聊天记录    ", "清屏  "};
+// Rows the picker shows before it scrolls: the stock set of 48 fits without a scroll bar.
+constexpr int kFacePickerRows = 5;
+const char* const kToolCaptions[8] = {"字体  ", "大小  ", "颜色  ",       "表情  ",
+                                      "",       "",       "聊天记录    ", "清屏  "};
 const char* const kSideCaptions[4] = {"视频  ", "语音  ", "设置  ", "传文件   "};
 const int kSizes[] = {8, 9, 10, 12, 14, 16, 18, 20, 22, 24};
 
-QString qs(const Bytes& gbk) { return QString::fromStdString(gbk::toUtf8(gbk)); }
+QString qs(const Bytes& gbk) {
+    return QString::fromStdString(gbk::toUtf8(gbk));
+}
 
 QPixmap arrow(bool left) {
     QPixmap pm(12, 12);
@@ -70,8 +76,12 @@ frmChat::frmChat(ChatWindows& windows, std::optional<ChatMode> mode, const Bytes
 
 frmChat::~frmChat() = default;
 
-Bytes frmChat::lbFrdCaption() const { return gbk::fromUtf8(lbFrd->text().toStdString()); }
-Bytes frmChat::caption() const { return gbk::fromUtf8(windowTitle().toStdString()); }
+Bytes frmChat::lbFrdCaption() const {
+    return gbk::fromUtf8(lbFrd->text().toStdString());
+}
+Bytes frmChat::caption() const {
+    return gbk::fromUtf8(windowTitle().toStdString());
+}
 
 void frmChat::build() {
     setObjectName("frmChat");
@@ -124,10 +134,11 @@ void frmChat::build() {
     connect(sndRtf, &RichText::KeyPress, this, &frmChat::onKeyPress);
     connect(sndRtf, &RichText::KeyUp, this, &frmChat::onKeyUp);
     connect(sndRtf, &RichText::Change, this, &frmChat::applyBoxStyle);
-    connect(sndRtf, &RichText::MouseDown, this, [this](Qt::MouseButton button, Qt::KeyboardModifiers, QPoint) {
-        closeDropDowns(true, true, true);
-        if (button == Qt::RightButton) windows_.clearClipboardWithoutText();
-    });
+    connect(sndRtf, &RichText::MouseDown, this,
+            [this](Qt::MouseButton button, Qt::KeyboardModifiers, QPoint) {
+                closeDropDowns(true, true, true);
+                if (button == Qt::RightButton) windows_.clearClipboardWithoutText();
+            });
 
     auto* tools = new QWidget(mainframe);
     buildToolbar(tools);
@@ -191,7 +202,7 @@ void frmChat::build() {
     ListView1->setIconSize(QSize(kFacePx, kFacePx));
     ListView1->setGridSize(QSize(kFaceCellPx, kFaceCellPx));
     ListView1->setMovement(QListView::Static);
-    ListView1->setFixedSize(kFaceCellPx * kFacePickerColumns + 24, kFaceCellPx * 4 + 8);
+    ListView1->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     ListView1->hide();
     connect(ListView1, &QListWidget::itemClicked, this,
             [this](QListWidgetItem* item) { OnFaceListClicked(ListView1->row(item) + 1); });
@@ -286,7 +297,8 @@ void frmChat::buildSidePanels(QWidget* parent) {
     connect(IList1, &IList::Click, this, &frmChat::memberClicked);
     connect(IList1, &IList::DblClick, this, &frmChat::memberDoubleClicked);
     connect(IList1, &IList::mouseUp, this, [this](Qt::MouseButton button, Qt::KeyboardModifiers, QPoint at) {
-        if (button == Qt::RightButton && members_.count() > 0 && at.y() < IList1->ItemHeight() * members_.count())
+        if (button == Qt::RightButton && members_.count() > 0 &&
+            at.y() < IList1->ItemHeight() * members_.count())
             windows_.showMemberMenu(memberName_);
     });
     auto* vf = new QVBoxLayout(vlgFrame);
@@ -308,19 +320,23 @@ void frmChat::showGroupPanel(bool on) {
     if (on) vlgFrame->raise();
 }
 
-int frmChat::ownHead() const { return std::atoi(windows_.session().myHead.c_str()); }
+int frmChat::ownHead() const {
+    return std::atoi(windows_.session().myHead.c_str());
+}
 
 void frmChat::Form_Load() {
     Session& s = windows_.session();
     activated_ = false;
-    imgMyself->setPixmap(QPixmap(QString::fromStdString(windows_.programFile("image/" + std::to_string(ownHead() - 1) + ".jpg"))));
+    imgMyself->setPixmap(QPixmap(
+        QString::fromStdString(windows_.programFile("image/" + std::to_string(ownHead() - 1) + ".jpg"))));
 
     CIniFile userIni(s.userIni());
     const Bytes at = userIni.GetIniKey(store::settings::kPositionSection, store::settings::kChatForm);
     const auto comma = at.find(',');
     const int left = std::atoi(at.substr(0, comma).c_str());
     if (left > 0 && comma != Bytes::npos) move(left, std::atoi(at.substr(comma + 1).c_str()));
-    applyStoredTransparency(this, userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency));
+    applyStoredTransparency(
+        this, userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency));
 
     wantsResize_ = true;
     minimal_ = QSize(width() - 33, height() - 33);  // 500 twips under the design size
@@ -390,7 +406,8 @@ void frmChat::Form_Activate() {
         int head = std::atoi(user.GetIniKey(name, store::user::kNickHeadId).c_str());
         if (head > Contacts::kOfflineShift) head -= Contacts::kOfflineShift;
         if (head == 0) head = Contacts::kDefaultFriendHead;
-        imgFriend->setPixmap(QPixmap(QString::fromStdString(windows_.programFile("image/" + std::to_string(head - 1) + ".jpg"))));
+        imgFriend->setPixmap(QPixmap(
+            QString::fromStdString(windows_.programFile("image/" + std::to_string(head - 1) + ".jpg"))));
     }
 }
 
@@ -432,46 +449,47 @@ void frmChat::toolClicked(int index) {
     }
     const QPoint above = mapFromGlobal(tool(0).mapToGlobal(QPoint(0, 0)));
     switch (index) {
-    case kFont:
-        closeDropDowns(false, true, true);
-        FontSel->move(above.x(), above.y() - FontSel->sizeHint().height() - 2);
-        FontSel->resize(180, FontSel->sizeHint().height());
-        FontSel->setVisible(!FontSel->isVisible());
-        if (FontSel->isVisible()) FontSel->raise();
-        break;
-    case kSize:
-        closeDropDowns(true, false, true);
-        size->move(mapFromGlobal(tool(kSize).mapToGlobal(QPoint(0, 0))) - QPoint(0, size->sizeHint().height() + 2));
-        size->resize(64, size->sizeHint().height());
-        size->setVisible(!size->isVisible());
-        if (size->isVisible()) size->raise();
-        break;
-    case kColor:
-        closeDropDowns(true, true, true);
-        OnColorDlgShow();
-        break;
-    case kFace:
-        closeDropDowns(true, true, false);
-        fillFacePicker();
-        ListView1->move(above.x(), above.y() - ListView1->height() - 2);
-        ListView1->setVisible(!ListView1->isVisible());
-        if (ListView1->isVisible()) ListView1->raise();
-        break;
-    case kNarrow:
-        if (!isMaximized()) setNarrow(true);
-        break;
-    case kWiden:
-        setNarrow(false);
-        break;
-    case kRecord:
-        toggleRecord();
-        break;
-    case kClear:
-        revRtf->clear();
-        sndRtf->setFocus();
-        break;
-    default:
-        break;
+        case kFont:
+            closeDropDowns(false, true, true);
+            FontSel->move(above.x(), above.y() - FontSel->sizeHint().height() - 2);
+            FontSel->resize(180, FontSel->sizeHint().height());
+            FontSel->setVisible(!FontSel->isVisible());
+            if (FontSel->isVisible()) FontSel->raise();
+            break;
+        case kSize:
+            closeDropDowns(true, false, true);
+            size->move(mapFromGlobal(tool(kSize).mapToGlobal(QPoint(0, 0))) -
+                       QPoint(0, size->sizeHint().height() + 2));
+            size->resize(64, size->sizeHint().height());
+            size->setVisible(!size->isVisible());
+            if (size->isVisible()) size->raise();
+            break;
+        case kColor:
+            closeDropDowns(true, true, true);
+            OnColorDlgShow();
+            break;
+        case kFace:
+            closeDropDowns(true, true, false);
+            fillFacePicker();
+            ListView1->move(above.x(), above.y() - ListView1->height() - 2);
+            ListView1->setVisible(!ListView1->isVisible());
+            if (ListView1->isVisible()) ListView1->raise();
+            break;
+        case kNarrow:
+            if (!isMaximized()) setNarrow(true);
+            break;
+        case kWiden:
+            setNarrow(false);
+            break;
+        case kRecord:
+            toggleRecord();
+            break;
+        case kClear:
+            revRtf->clear();
+            sndRtf->setFocus();
+            break;
+        default:
+            break;
     }
 }
 
@@ -482,8 +500,9 @@ void frmChat::toggleRecord() {
     }
     Session& s = windows_.session();
     const CIniFile userIni(s.userIni());
-    record_ = new frmChatRecord(s.userFile(kRecordFile),
-                                userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency), this);
+    record_ = new frmChatRecord(
+        s.userFile(kRecordFile),
+        userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency), this);
     QStringList friends;
     const ItemList& list = windows_.contacts().MyList(Contacts::kFriends);
     for (int i = 1; i <= list.count(); ++i) friends << qs(list.Item(i).Caption);
@@ -502,9 +521,18 @@ void frmChat::fillFacePicker() {
     if (ListView1->count() == n) return;
     ListView1->clear();
     for (int i = 1; i <= n; ++i) {
-        auto* item = new QListWidgetItem(QIcon(QString::fromStdString(faces.facePath(i))), QString(), ListView1);
+        auto* item =
+            new QListWidgetItem(QIcon(QString::fromStdString(faces.facePath(i))), QString(), ListView1);
         item->setToolTip("/" + qs(faces.keywordTable()[static_cast<size_t>(i - 1)]));
     }
+    // Whole rows only, and room for the scroll bar only when the set needs one.
+    const int rows = std::clamp((n + kFacePickerColumns - 1) / kFacePickerColumns, 1, kFacePickerRows);
+    const bool scrolls = n > kFacePickerColumns * kFacePickerRows;
+    const int frame = 2 * ListView1->frameWidth() + 2;
+    ListView1->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    ListView1->setFixedSize(kFaceCellPx * kFacePickerColumns + frame +
+                                (scrolls ? ListView1->verticalScrollBar()->sizeHint().width() : 0),
+                            kFaceCellPx * rows + frame);
 }
 
 void frmChat::OnColorDlgShow() {

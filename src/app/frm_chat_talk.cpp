@@ -22,8 +22,12 @@
 namespace nq::app {
 namespace {
 
-QString qs(const Bytes& gbk) { return QString::fromStdString(gbk::toUtf8(gbk)); }
-Bytes toGbk(const QString& text) { return gbk::fromUtf8(text.toStdString()); }
+QString qs(const Bytes& gbk) {
+    return QString::fromStdString(gbk::toUtf8(gbk));
+}
+Bytes toGbk(const QString& text) {
+    return gbk::fromUtf8(text.toStdString());
+}
 
 // The history pane's header lines: own lines in blue, received ones in dark green, both in the
 // fixed 宋体 10 whatever the line's own look.
@@ -103,7 +107,8 @@ void frmChat::comSendClick() {
 
 void frmChat::sendByKeys() {
     if (sndRtf->Text().isEmpty()) {
-        windows_.session().services().messageBox("发送消息不能为空！", "提示", BoxButtons::Ok, BoxIcon::Critical);
+        windows_.session().services().messageBox("发送消息不能为空！", "提示", BoxButtons::Ok,
+                                                 BoxIcon::Critical);
         return;
     }
     send();
@@ -144,7 +149,8 @@ void frmChat::addTorevRtf() {
     const bool room = chatMode == ChatMode::MM;
     const auto now = s.services().now();
     startHeader(*revRtf, kOwnHeader);
-    const Bytes header = (room ? s.myName : s.myNick) + " (" + (room ? formatTimeOfDay(now) : formatDateTime(now)) + ")";
+    const Bytes header =
+        (room ? s.myName : s.myNick) + " (" + (room ? formatTimeOfDay(now) : formatDateTime(now)) + ")";
     revRtf->setSelText(qs(header) + "\r\n");
     revRtf->Refresh();
     revRtf->moveToEnd();
@@ -165,7 +171,8 @@ void frmChat::addTorevRtf() {
 // ---- keys and the look of the box ----
 
 void frmChat::onKeyDown(QKeyEvent* event, bool* eaten) {
-    const Qt::KeyboardModifiers mods = event->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
+    const Qt::KeyboardModifiers mods =
+        event->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
     const int key = event->key();
     if (mods == Qt::AltModifier && key == Qt::Key_S) {
         sendByKeys();
@@ -175,7 +182,8 @@ void frmChat::onKeyDown(QKeyEvent* event, bool* eaten) {
         *eaten = true;
     } else if (mods == Qt::ControlModifier) {
         ctrlDown_ = true;
-        if (key == Qt::Key_V && QApplication::clipboard()->mimeData()->hasImage()) QApplication::clipboard()->clear();
+        if (key == Qt::Key_V && QApplication::clipboard()->mimeData()->hasImage())
+            QApplication::clipboard()->clear();
     }
     if (key == Qt::Key_Backspace || key == Qt::Key_Delete) {
         const QList<int> numbers = sndRtf->faceNumbers();
@@ -203,7 +211,8 @@ void frmChat::onKeyUp(QKeyEvent* event) {
 void frmChat::applyBoxStyle() {
     const LineLook& look = windows_.boxLook();
     const QString font = qs(look.font);
-    if (sndRtf->SelFontName() == font && sndRtf->SelFontSize() == look.size &&
+    // Text that only inherits the box's font would lose its look on the way to the history pane.
+    if (sndRtf->SelLookIsOwn() && sndRtf->SelFontName() == font && sndRtf->SelFontSize() == look.size &&
         sndRtf->SelColor() == static_cast<quint32>(look.color))
         return;
     const QSignalBlocker quiet(sndRtf);
@@ -233,7 +242,8 @@ void frmChat::OnFaceListClicked(int face) {
     Faces& faces = windows_.faces();
     const auto box = [this] {
         const QList<int> numbers = sndRtf->faceNumbers();
-        return SendBoxSnapshot{sndRtf->Text().toStdU16String(), std::vector<int>(numbers.begin(), numbers.end())};
+        return SendBoxSnapshot{sndRtf->Text().toStdU16String(),
+                               std::vector<int>(numbers.begin(), numbers.end())};
     };
     const SendBoxSnapshot before = box();
     if (sndRtf->insertFace(face, QString::fromStdString(faces.facePath(face)))) {
@@ -302,7 +312,8 @@ bool frmChat::eventFilter(QObject* watched, QEvent* event) {
         };
         if (event->type() == QEvent::MouseMove) {
             const auto* me = static_cast<QMouseEvent*>(event);
-            revRtf->viewport()->setCursor(linkAt(me->pos(), false) ? Qt::PointingHandCursor : Qt::IBeamCursor);
+            revRtf->viewport()->setCursor(linkAt(me->pos(), false) ? Qt::PointingHandCursor
+                                                                   : Qt::IBeamCursor);
         } else if (event->type() == QEvent::MouseButtonRelease) {
             const auto* me = static_cast<QMouseEvent*>(event);
             if (me->button() == Qt::LeftButton && !revRtf->textCursor().hasSelection())

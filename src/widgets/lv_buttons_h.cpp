@@ -441,10 +441,16 @@ void lvButtons_H::paintContent(QPainter& p, const QColor& fore, bool pressed) {
         p.restore();
     }
     if (caption_.isEmpty()) return;
-    const QString text = fontMetrics().elidedText(caption_, Qt::ElideRight, rest.width(), Qt::TextShowMnemonic);
-    const int align = Qt::TextShowMnemonic | Qt::AlignVCenter | (capAlign_ == Left    ? Qt::AlignLeft
-                                          : capAlign_ == Right ? Qt::AlignRight
-                                                               : Qt::AlignHCenter);
+    // elidedText measures the '&' of a mnemonic as well, so a caption that fits would lose its
+    // end to an ellipsis: it is only asked when the caption is really cut.
+    const bool fits = contentSize().width() <= area.width();
+    const QString text =
+        fits ? caption_
+             : fontMetrics().elidedText(caption_, Qt::ElideRight, rest.width(), Qt::TextShowMnemonic);
+    const int align = Qt::TextShowMnemonic | Qt::AlignVCenter |
+                      (capAlign_ == Left    ? Qt::AlignLeft
+                       : capAlign_ == Right ? Qt::AlignRight
+                                            : Qt::AlignHCenter);
     if (capStyle_ == Engraved) {
         p.setPen(QColor(255, 255, 255, 170));
         p.drawText(rest.translated(0, 1), align, text);

@@ -181,6 +181,12 @@ void RichText::mergeSel(const QTextCharFormat& format) {
     edit([&](QTextCursor& c) { c.mergeCharFormat(format); });
 }
 
+bool RichText::SelLookIsOwn() const {
+    const QTextCharFormat format = selFormat();
+    return format.hasProperty(QTextFormat::FontFamilies) && format.hasProperty(QTextFormat::FontPointSize) &&
+           format.hasProperty(QTextFormat::ForegroundBrush);
+}
+
 QString RichText::SelFontName() const {
     const QStringList families = QVariant(selFormat().fontFamilies()).toStringList();
     return families.isEmpty() ? document()->defaultFont().family() : families.first();

@@ -63,6 +63,10 @@ class RichText : public QTextEdit {
     // Caret to the end, nothing selected.
     void moveToEnd();
 
+    // The Sel* readers below fall back to the widget's font and text colour where the text
+    // carries none of its own; this tells whether font, size and colour are the text's own, which
+    // is what a copy of the text (a fragment) takes along.
+    [[nodiscard]] bool SelLookIsOwn() const;
     [[nodiscard]] QString SelFontName() const;
     void setSelFontName(const QString& family);
     [[nodiscard]] double SelFontSize() const;  // points
