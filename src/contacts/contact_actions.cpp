@@ -20,9 +20,7 @@ void Contacts::deleteFriend() {
     session_.queueFrame(kind::kDeleteFriend, code::kNone, joinFields({ownName(), account}));
 }
 
-// Two frames back to back, the deletion first. The tick takes the length of sendBody and one
-// header off the send ring, so sendBody is made to stand for both frames: both bodies and a
-// filler as long as the second header. The server reads the datagram as the two frames.
+// Two frames back to back, the deletion first; the next tick sends both in one datagram.
 void Contacts::setToBlacklist() {
     const Bytes* selected = selectedCaption(kFriends);
     if (!selected) return;
@@ -33,7 +31,6 @@ void Contacts::setToBlacklist() {
     const Bytes second = joinFields({ownName(), nick});
     session_.queueFrame(kind::kDeleteFriend, code::kNone, first);
     session_.queueFrame(kind::kAddToBlacklist, code::kNone, second);
-    session_.sendBody = second + first + Bytes(kHeaderSize, 'a');
 }
 
 void Contacts::removeFromBlacklist() {

@@ -86,8 +86,13 @@ bool Session::queueFrameGated(FrameKind frame, uint16_t frameCode, const Bytes& 
 }
 
 Bytes Session::pullQueuedFrame() {
-    // sendBody gives the length; the blacklist move pads it to cover both of its frames.
-    return takeFromSendRing(wire, static_cast<size_t>(gbkLength(sendBody) + kHeaderSize));
+    // Everything queued since the last transmission, not just sendBody's frame: two senders that
+    // do not wait for the gate within one tick (a window opening while the tree asks for a
+    // group's members) would otherwise send a cut across both frames and leave the ring out of
+    // step, so that every later frame went out cut as well. The server reads a datagram of
+    // several frames frame by frame.
+    const auto pending = static_cast<size_t>((wire.sendWrite - wire.sendRead + kRingSize) % kRingSize);
+    return takeFromSendRing(wire, pending);
 }
 
 void Session::sendNow(const Bytes& datagram) {

@@ -214,6 +214,25 @@ TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrainsAndOneGatedRequestATic
     EXPECT_EQ(kindOf(sent), kind::kProfile);
     EXPECT_TRUE(h.chat.sent.empty());
     EXPECT_TRUE(h.session->queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "g"})));
+    h.tick();
+    h.chat.take();
+    // Two senders past the gate in one tick: the next datagram holds both frames whole, and the
+    // ring is in step for the frame after them.
+    h.session->queueFrame(kind::kGroupRecord, code::kNone, joinFields({"alice", "g"}));
+    h.session->queueFrame(kind::kProfile, code::kProfileAfterAdd, joinFields({"alice", "bobby"}));
+    h.tick();
+    const Bytes both = h.chat.take().data;
+    std::string_view rest = both;
+    std::vector<Bytes> bodies;
+    while (const auto f = decodeFrame(rest)) {
+        bodies.emplace_back(f->body);
+        rest.remove_prefix(f->len);
+    }
+    EXPECT_EQ(bodies, (std::vector<Bytes>{joinFields({"alice", "g"}), joinFields({"alice", "bobby"})}));
+    EXPECT_TRUE(rest.empty());
+    h.session->queueFrame(kind::kMemberRoster, code::kNone, joinFields({"alice", "h"}));
+    h.tick();
+    EXPECT_EQ(Bytes(h.sentOn(h.chat).body), joinFields({"alice", "h"}));
 }
 
 TEST(Dispatch, NoticesDirectLinksFramesWithoutALeafAndAPoisonedFrame) {
