@@ -23,7 +23,7 @@ ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat
     // A queued line may be for any open window; each looks once and sleeps again if not.
     connect(&chat_, &ChatManager::messageQueued, this, [this] {
         for (const auto& w : windows_)
-            if (w) w->wakeDelivery();
+            if (w && chat_.hasLineFor(w->lbFrdCaption())) w->wakeDelivery();
     });
     connect(&session_, &Session::loggedOut, this, &ChatWindows::closeAll);
 }

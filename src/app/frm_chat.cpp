@@ -217,6 +217,9 @@ void frmChat::build() {
         size->hide();
         sndRtf->setFocus();
     });
+    // A change by other means (the wheel, a program) restyles the box without closing the list.
+    for (QComboBox* box : {FontSel, size})
+        connect(box, &QComboBox::currentTextChanged, this, [this] { ReFreshTextInDown(); });
 
     Timer1.setInterval(kTimer1Ms);
     connect(&Timer1, &QTimer::timeout, this, &frmChat::deliverOne);

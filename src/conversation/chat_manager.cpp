@@ -69,6 +69,10 @@ std::optional<IncomingLine> ChatManager::takeFor(const Bytes& lbFrd) {
     return line;
 }
 
+bool ChatManager::hasLineFor(const Bytes& lbFrd) const {
+    return session_.queueActive && incomingQueue.pickFor(lbFrd, session_.myName).has_value();
+}
+
 IncomingLine ChatManager::Revmsg(int slot) {
     const IncomingQueue::Slot& s = incomingQueue.at(slot);
     IncomingLine line{s.sender,

@@ -74,6 +74,9 @@ class ChatManager : public QObject {
     // One event of Timer1 of the window whose name label reads lbFrd: the oldest line meant
     // for it, recorded and taken off the queue; nothing until the session's first line came.
     std::optional<IncomingLine> takeFor(const Bytes& lbFrd);
+    // Whether takeFor would give the window whose name label reads lbFrd a line: the windows
+    // that a newly queued line is not for stay asleep.
+    [[nodiscard]] bool hasLineFor(const Bytes& lbFrd) const;
     // Appends the slot's record line to the chat record and returns the line to render.
     IncomingLine Revmsg(int slot);
 
