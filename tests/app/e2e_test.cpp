@@ -7,19 +7,23 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 
 #include "app/login_frame.h"
 #include "contacts/contacts.h"
-#include "e2e_support.h"
 #include "form_rig.h"
 #include "session/qt_transport.h"
+#include "support/event_loop.h"
+#include "support/loopback.h"
 #include "widgets/lv_buttons_h.h"
 #include "wire/frame_kinds.h"
 
 namespace nq {
 namespace {
+
+using test::waitUntil;
 
 constexpr int kTickMs = 50;
 // md5hex(md5hex("123456")), what User.ini keeps for a remembered password.
@@ -39,6 +43,37 @@ int arrival(const QByteArray& trace, const char* channel, FrameKind kind, const 
     return -1;
 }
 
+void writeCrlf(const QString& path, const QStringList& lines) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write((lines.join("\r\n") + "\r\n").toUtf8());
+}
+
+// nqserver on a loopback address of its own with the demo accounts, tracing every frame to
+// `trace`, its clients' tick compressed to kTickMs.
+struct DemoServer {
+    explicit DemoServer(const test::TempDir& tmp) : ip(QString::fromStdString(test::claimLoopbackAddress())) {
+        const QString db = QString::fromStdString(tmp.file("nqserver.db"));
+        EXPECT_EQ(QProcess::execute(bin + "/server/nqserver", {"--db", db, "demo"}), 0)
+            << "nqserver demo failed";
+        QObject::connect(&process, &QProcess::readyReadStandardError,
+                         [this] { trace += process.readAllStandardError(); });
+        process.start(bin + "/server/nqserver",
+                      {"--db", db, "--address", ip, "--trace", "--pace-tick", QString::number(kTickMs)});
+        ready = waitUntil([this] { return trace.contains("ready"); }, 5000);
+    }
+    ~DemoServer() {
+        process.terminate();
+        EXPECT_TRUE(process.waitForFinished(5000));
+    }
+
+    const QString bin = QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR"));
+    QString ip;
+    QProcess process;
+    QByteArray trace;
+    bool ready = false;
+};
+
 bool toasted(const test::RecordingServices& s, const std::string& text) {
     for (const auto& t : s.toasts)
         if (t.text == text) return true;
@@ -46,9 +81,8 @@ bool toasted(const test::RecordingServices& s, const std::string& text) {
 }
 
 TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpands) {
-    const QString bin = test::binDir();
     test::TempDir tmp;
-    test::DemoServer demo(tmp, kTickMs);
+    DemoServer demo(tmp);
     ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
     const QByteArray& log = demo.trace;
 
@@ -56,10 +90,10 @@ TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpa
     const QString bobHome = QString::fromStdString(tmp.file("bob"));
     for (const QString& home : {aliceHome, bobHome}) {
         ASSERT_TRUE(QDir().mkpath(home));
-        test::writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + demo.ip});
+        writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + demo.ip});
     }
-    test::writeCrlf(bobHome + "/User.ini",
-                    {"[Setting]", "UserName=bob", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
+    writeCrlf(bobHome + "/User.ini",
+              {"[Setting]", "UserName=bob", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
 
     test::RecordingServices services;
     test::RecordingDesktop desktop;
@@ -78,7 +112,7 @@ TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpa
     ItemList& friends = c.MyList(Contacts::kFriends);
     const Bytes bob = gbk::fromUtf8("鲍勃");
     const auto bobAt = [&] { return friends.find(bob); };
-    ASSERT_TRUE(test::waitUntil([&] { return friends.count() == 3 && bobAt() > 0; }))
+    ASSERT_TRUE(waitUntil([&] { return friends.count() == 3 && bobAt() > 0; }))
         << "alice's friend roster never came\n"
         << log.toStdString();
     ASSERT_GT(friends.Item(bobAt()).icon, Contacts::kOfflineShift) << "bob is offline at first";
@@ -87,23 +121,21 @@ TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpa
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
     bobClient.setProcessEnvironment(env);
-    bobClient.start(bin + "/src/app/nqchat", {"--home", bobHome, "--tick-ms", QString::number(kTickMs)});
-    EXPECT_TRUE(test::waitUntil([&] {
-        return bobAt() == 1 && friends.Item(1).icon <= Contacts::kOfflineShift;
-    })) << "bob did not rise to the top in colour";
+    bobClient.start(demo.bin + "/src/app/nqchat", {"--home", bobHome, "--tick-ms", QString::number(kTickMs)});
+    EXPECT_TRUE(waitUntil([&] { return bobAt() == 1 && friends.Item(1).icon <= Contacts::kOfflineShift; }))
+        << "bob did not rise to the top in colour";
 
     // His client quits once it has kept alive twice (42 ticks after the login), as a user's would.
     const QString ofBob = R"( \| bob$)";
     const auto keepAlive = [&](int from) { return arrival(log, "chat", kind::kKeepAlive, ofBob, from); };
-    ASSERT_TRUE(test::waitUntil([&] { return keepAlive(keepAlive(0) + 1) >= 0; }))
+    ASSERT_TRUE(waitUntil([&] { return keepAlive(keepAlive(0) + 1) >= 0; }))
         << "no two keep-alives of bob arrived\n"
         << log.toStdString() << bobClient.readAllStandardError().toStdString();
     bobClient.terminate();
     ASSERT_TRUE(bobClient.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
     EXPECT_EQ(std::pair(bobClient.exitStatus(), bobClient.exitCode()), std::pair(QProcess::NormalExit, 0));
-    EXPECT_TRUE(test::waitUntil([&] {
-        return bobAt() == friends.count() && friends.Item(bobAt()).icon > 20;
-    })) << "bob did not sink grey to the end";
+    EXPECT_TRUE(waitUntil([&] { return bobAt() == friends.count() && friends.Item(bobAt()).icon > 20; }))
+        << "bob did not sink grey to the end";
     // His session in the trace, in order: the login at the dispatcher (version 1.0 as code 256)
     // and again at the chat server, the roster request, two keep-alives, one quit frame.
     const int login = arrival(log, "dispatcher", kind::kLogin, QString(R"( \| bob \| )") + kDigest);
@@ -126,25 +158,24 @@ TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpa
             if (tree.text(child) == name) return child;
         return 0;
     };
-    EXPECT_TRUE(test::waitUntil([&] { return member("erin") && member("bob") && member("carol"); }))
+    EXPECT_TRUE(waitUntil([&] { return member("erin") && member("bob") && member("carol"); }))
         << "the group did not expand into its members";
 
     // erin is a member but nobody's friend: alice adds her from the tree. She stands first under
     // her account until a profile reply brings her nick. Then alice deletes dave, a roster friend.
     QFile userFile(aliceHome + "/alice/NQUser.nq");
     c.memberToFriend(member("erin"));
-    EXPECT_TRUE(test::waitUntil([&] { return toasted(services, "添加好友 erin 成功！"); })) << "no add toast";
+    EXPECT_TRUE(waitUntil([&] { return toasted(services, "添加好友 erin 成功！"); })) << "no add toast";
     EXPECT_EQ(friends.find("erin"), 1);
     EXPECT_TRUE(userFile.open(QIODevice::ReadOnly) && userFile.readAll().contains("[Friends]\r\n1=erin\r\n"));
 
     // A user's next click comes after the frames the add sent have left: the menu action, like
     // most senders, writes into the one send ring without waiting for it.
-    ASSERT_TRUE(test::waitUntil([&] { return form->session().wire.sendQueueFree; }));
+    ASSERT_TRUE(waitUntil([&] { return form->session().wire.sendQueueFree; }));
     const Bytes dave = gbk::fromUtf8("戴夫");
     friends.setSelected(friends.find(dave));
     c.deleteFriend();
-    EXPECT_TRUE(test::waitUntil([&] { return toasted(services, "删除好友 戴夫 成功！"); }))
-        << "no delete toast";
+    EXPECT_TRUE(waitUntil([&] { return toasted(services, "删除好友 戴夫 成功！"); })) << "no delete toast";
     EXPECT_EQ(friends.find(dave), 0);
     EXPECT_EQ(friends.count(), 3);
 

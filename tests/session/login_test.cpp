@@ -17,8 +17,7 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     EXPECT_TRUE(h.timer.enabled());
     EXPECT_TRUE(!h.view.loginEnabled && h.view.cancelEnabled && !h.view.inputsEnabled);
     EXPECT_EQ(h.view.info, "正在等待服务器验证，请稍侯。。。");
-    EXPECT_EQ(h.view.status[1], "用户:alice");
-    EXPECT_EQ(h.view.status[2], "状态：等待验证");
+    EXPECT_EQ(h.view.status, (std::map<int, std::string>{{1, "用户:alice"}, {2, "状态：等待验证"}}));
     EXPECT_TRUE(h.update.sent.empty()) << "the click only queues; the tick transmits";
 
     h.tick();
@@ -32,21 +31,18 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     EXPECT_TRUE(!s.waitDispatcher && s.waitLogin && s.waitReply);
     h.tick();
     const SentDatagram toChat = h.chat.take();
-    EXPECT_EQ(toChat.host, SessionHarness::kChatHost);
-    EXPECT_EQ(toChat.port, 8000);
+    EXPECT_EQ(toChat.host + ":" + std::to_string(toChat.port),
+              std::string(SessionHarness::kChatHost) + ":8000");
     const auto second = frameOf(toChat);
-    EXPECT_EQ(second.header.code, 0);
-    EXPECT_EQ(second.header.session, 0u);
-    EXPECT_EQ(second.body, first.body);
+    EXPECT_EQ(std::tuple(second.header.code, second.header.session, second.body),
+              std::tuple(0, 0u, first.body));
 
     h.fromChat({.seq = 9, .type = 1, .sub = 1, .session = kSession, .code = code::kLoginAccepted},
                joinFields({gbk::fromUtf8("爱丽丝"), "m3"}));
     h.tick();
     EXPECT_TRUE(s.online && !s.waitReply && !s.exitAllowed);
-    EXPECT_EQ(s.wire.sessionId, kSession);
-    EXPECT_EQ(s.myNick, gbk::fromUtf8("爱丽丝"));
-    EXPECT_EQ(s.myHead, "4");
-    EXPECT_EQ(s.myName, "alice");
+    EXPECT_EQ(std::tuple(s.wire.sessionId, s.myNick, s.myHead, s.myName),
+              std::tuple(kSession, gbk::fromUtf8("爱丽丝"), "4", "alice"));
     EXPECT_TRUE(h.view.sessionMenus && h.view.inputsEnabled);
     EXPECT_EQ(h.view.status[2], "状态：登录成功");
     EXPECT_EQ(h.readIni("User.ini", "UserName"), "alice");
@@ -55,9 +51,9 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     h.tick();
     const auto roster = h.sentOn(h.chat);
     EXPECT_EQ(kindOf(roster), kind::kFriendRoster);
-    EXPECT_EQ(roster.header.session, kSession);
-    EXPECT_EQ(roster.header.seq, 10) << "numbering follows the server's 9";
-    EXPECT_EQ(roster.body, joinFields({"alice"}));
+    EXPECT_EQ(std::tuple(roster.header.session, roster.header.seq, roster.body),
+              std::tuple(kSession, 10, joinFields({"alice"})))
+        << "numbering follows the server's 9";
     EXPECT_EQ(h.view.frame, "loginFrame") << "the login panel stays up until the roster arrives";
 }
 
