@@ -34,9 +34,10 @@ std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {
     return store_.onlineElsewhere(account, serverId_, kFreshSeconds);
 }
 
-void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const std::string& target) {
+void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const std::string& target,
+                   const Bytes& body) {
     if (!othersRunning(now)) return;
-    BusEvent e{0, serverId_, kind, account, code, target};
+    BusEvent e{0, serverId_, kind, account, code, target, body};
     writes_.add("tell the other chat servers", [e](Store& s) { s.publish(e); });
 }
 

@@ -2,8 +2,9 @@
 // What chat servers sharing one database tell each other. Each reports its load (sessions and a
 // heartbeat in wall seconds) for the dispatcher and for its peers; one that has not reported for
 // kFreshSeconds is taken as gone. Through event rows they see each other's presence, expel each
-// other's sessions of an account that logs in again, and wake each other for messages stored for
-// their users. A server alone on its database writes and reads no events at all.
+// other's sessions of an account that logs in again, wake each other for messages stored for
+// their users, and pass on group lines for members online elsewhere. A server alone on its
+// database writes and reads no events at all.
 
 #include <optional>
 #include <string>
@@ -24,7 +25,8 @@ class ChatBus {
     bool othersRunning(Time now);
     // The server that holds a session of account, when it is another one.
     std::optional<std::string> elsewhere(const Bytes& account, Time now);
-    void tell(Time now, BusKind kind, const Bytes& account, int code = 0, const std::string& target = {});
+    void tell(Time now, BusKind kind, const Bytes& account, int code = 0, const std::string& target = {},
+              const Bytes& body = {});
 
     // Events of the other servers, when the read interval has passed since the last read.
     std::vector<BusEvent> poll(Time now);

@@ -1,5 +1,6 @@
-// One-to-one messages: relayed at once to a receiver who is online and has all older messages,
-// else stored and handed out in order, in slices, once the receiver has its rosters.
+// One-to-one messages, (2,1) and the same to a group member (2,3): relayed at once as the kind
+// they came as to a receiver who is online and has all older messages, else stored and handed
+// out in order, in slices, once the receiver has its rosters.
 
 #include "server/chat_service.h"
 #include "server/records.h"
@@ -47,18 +48,19 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
         return;
     }
     const Bytes body = chatBody(s.account, receiverName, *text);
+    const FrameKind kind{h.type, h.sub};
     if (receiver && receiver->ready && !receiver->moreWaiting) {
         ClientPacer& pacer = peerAt(receiver->endpoint).pacer;
-        if (pacer.heldCount() < kLiveHeldMax &&
-            sendTo(*receiver, kind::kChat, code::kNone, body, kChatMessage)) {
-            if (OutFrame* held = pacer.newest()) keepInStore(*held, receiverName, body);
+        if (pacer.heldCount() < kLiveHeldMax && sendTo(*receiver, kind, code::kNone, body, kChatMessage)) {
+            if (OutFrame* held = pacer.newest()) keepInStore(*held, receiverName, body, kind.sub);
             return;
         }
     }
     // Away, or older messages are still on their way to him: this one queues behind them.
     if (!mayWait(s, receiverName)) return;
-    writes_.add("store a waiting message",
-                [receiverName, body](Store& st) { st.storeMessage(receiverName, body); });
+    writes_.add("store a waiting message", [receiverName, body, sub = kind.sub](Store& st) {
+        st.storeMessage(receiverName, body, sub);
+    });
     if (receiver && receiver->ready) receiver->moreWaiting = true;
     if (!receiver) {
         if (auto server = bus_.elsewhere(receiverName, now_))
@@ -82,19 +84,18 @@ bool ChatService::mayWait(Session& sender, const Bytes& receiver) {
     }
     NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a message from %s to %s: %s",
                   printable(sender.account).c_str(), printable(receiver).c_str(), why);
-    if (limitNotices_.take(sender.account, now_))
-        sendTo(sender, kind::kNoticeToast, code::kNone, joinFields({gbk::fromUtf8(toast)}));
+    toastRefusal(sender, toast);
     return false;
 }
 
 // A message pacing holds back is written to the store at once, and deleted once it leaves: a
 // crash loses no message the server took. Until it leaves, a refill passes over its row.
-void ChatService::keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body) {
+void ChatService::keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body, uint16_t sub) {
     auto row = std::make_shared<StoredRow>();
     held.row = row;
     writes_.add(
         "store a message held back",
-        [row, receiver, body](Store& st) { row->id = st.storeMessage(receiver, body); },
+        [row, receiver, body, sub](Store& st) { row->id = st.storeMessage(receiver, body, sub); },
         [this, row](bool written) {
             if (!written)
                 row->id = 0;
@@ -137,7 +138,7 @@ void ChatService::queueWaiting(Session& s) {
             s.lastWaitingId = m.id;
             continue;
         }
-        if (!sendTo(s, kind::kChat, code::kNone, m.body, kChatMessage, m.id)) {
+        if (!sendTo(s, {family::kTalk, m.sub}, code::kNone, m.body, kChatMessage, m.id)) {
             s.moreWaiting = true;  // the rest stays in the store for the next refill
             break;
         }

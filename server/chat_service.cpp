@@ -24,6 +24,9 @@ constexpr int64_t kKeptSessionSeconds = 150;
 // its ring takes (pacing stops once the ring could be full), the rest wait in the store for its
 // next login, and that login, from anywhere, replaces the stale session at once.
 constexpr Duration kStallPatience = std::chrono::minutes(30);
+// How long the stamps of an ended session are kept for the next session at its client's address.
+// The client keeps its last stamp until it exits; a day covers a logoff and a login again.
+constexpr Duration kStampMemory = std::chrono::hours(24);
 // Waiting messages come from the store in slices; the next slice is read when fewer than this
 // many frames of the last one are still held.
 constexpr size_t kRefillBelow = 16;
@@ -45,6 +48,8 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
       replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond),
       waitingRates_(config.waiting.perSenderPerMinute / 60.0, config.waiting.perSenderPerMinute),
+      groupRates_(config.input.groupLinesPerMinute / 60.0,
+                  std::max(1.0, config.input.groupLinesPerMinute / 3.0)),
       limitNotices_(1 / 60.0, 1) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
 }
@@ -72,6 +77,8 @@ const FrameTable<ChatService::Handler>& ChatService::handlers() {
         t.on(kind::kLogout, &ChatService::onLogout)
             .onFamily(family::kKeepAlive, &ChatService::onKeepAlive)
             .on(kind::kChat, &ChatService::onChat)
+            .on(kind::kMemberChat, &ChatService::onChat)
+            .on(kind::kGroupChat, &ChatService::onGroupLine)
             .on(kind::kAfterRosters, &ChatService::onAfterRosters)
             .on(kind::kProfile, &ChatService::onProfile)
             .on(kind::kFriendRoster, &ChatService::onRosters)
@@ -125,12 +132,15 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
     if (FrameKind{h.type, h.sub} == kind::kLogin) return login(from, f);
 
     auto it = sessions_.find(h.session);
-    if (it == sessions_.end() || !(it->second.endpoint == from)) {
-        NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) from %s: no session %u at that address",
+    Session* session = it != sessions_.end() && it->second.endpoint == from ? &it->second : nullptr;
+    if (!session) session = stampedAt(from, h.session);
+    if (!session) {
+        NQ_LOG_CAPPED(log_, Dropped, now_, Info,
+                      "dropped (%u,%u) from %s: no session %u at that address, nor a stamp of its session",
                       h.type, h.sub, from.toString().c_str(), h.session);
         return;
     }
-    Session& s = it->second;
+    Session& s = *session;
     s.lastHeard = now_;
     peerAt(from).pacer.clientHeard(now_);
 
@@ -145,6 +155,13 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
     if (const Handler* handler = handlers().find({h.type, h.sub})) return (this->**handler)(s, h, fields);
     NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) code %u from %s: not a kind this server serves",
                   h.type, h.sub, h.code, printable(s.account).c_str());
+}
+
+ChatService::Session* ChatService::stampedAt(const Endpoint& from, uint32_t stamp) {
+    auto p = peers_.find(from);
+    if (p == peers_.end() || p->second.session == 0) return nullptr;
+    auto it = sessions_.find(p->second.session);
+    return it != sessions_.end() && it->second.stamps.issued(stamp) ? &it->second : nullptr;
 }
 
 void ChatService::dropShort(Session& s, const FrameHeader& h) {
@@ -232,6 +249,7 @@ void ChatService::sweep(Time now) {
     if (now >= nextAgeCheck_) {
         nextAgeCheck_ = now + kAgeCheck;
         dropOldWaiting();
+        std::erase_if(retiredStamps_, [&](const auto& kv) { return now - kv.second.at > kStampMemory; });
     }
 }
 
@@ -247,6 +265,9 @@ void ChatService::onBusEvent(const BusEvent& e) {
             break;
         case BusKind::Waiting:
             if (e.target == config_.serverId) onWaitingElsewhere(e.account);
+            break;
+        case BusKind::GroupLine:
+            onGroupLineElsewhere(e);
             break;
     }
 }
@@ -285,6 +306,9 @@ void ChatService::restoreSessions(Time now) {
         }
         Session& s = openSession(k.number, *account, from);
         s.ready = k.ready;  // its row says so already
+        // Which stamps went out before the stop is not kept: the one its client holds, if any, is
+        // taken whatever it is.
+        s.stamps.wrapped = true;
         if (k.ready) makeReady(s);
         ++restored;
     }

@@ -1,14 +1,15 @@
 #pragma once
 // The chat server: sessions, rosters, presence, one-to-one messages, the friend and blacklist
-// operations and the members of groups. It knows nothing of sockets: datagrams come in through
-// onDatagram and leave through output(), and time is passed in, so that tests can drive it by hand.
+// operations, the members of groups and their group lines. It knows nothing of sockets: datagrams
+// come in through onDatagram and leave through output(), and time is passed in, so that tests can
+// drive it by hand.
 //
 // Where each part lives:
 //   chat_service.cpp   frames in (the table of handlers by frame kind), timers, stop and restart
 //   chat_sessions.cpp  login, logout, keep-alive, the end of a session, presence announcements
 //   chat_relay.cpp     one-to-one messages, live and waiting in the store
 //   chat_contacts.cpp  rosters, profiles, friends and the blacklist
-//   chat_groups.cpp    the members of a group
+//   chat_groups.cpp    the members of a group, group lines and their reply stamps
 //   chat_output.cpp    frames out, through each client's pacer
 //   chat_bus.h         what chat servers sharing a database tell each other, and load reports
 
@@ -47,6 +48,24 @@ struct ChatConfig {
     // friend roster: sixty ticks, half a minute.
     Duration readyFallback() const { return pacing.tick * 60; }
     Duration sweepInterval() const;
+};
+
+// The stamps a client gets in the Session field of the group lines sent to it, 1..32767 in turn.
+// The client keeps the last one it read (in a signed 16-bit, so nothing above 32767) and sends it
+// back in place of its session number: in its next group line, and in whatever frame it sends
+// first when it had no stamp yet at its last group line. Stamps go out in order, so those
+// issued so far are 1..last, or all of them once the count has wrapped.
+struct ReplyStamps {
+    static constexpr uint16_t kMax = 32767;
+    uint16_t last = 0;
+    bool wrapped = false;
+
+    uint16_t next() const { return last >= kMax ? 1 : last + 1; }
+    void issue() {
+        wrapped |= last >= kMax;
+        last = next();
+    }
+    bool issued(uint32_t stamp) const { return stamp >= 1 && stamp <= kMax && (wrapped || stamp <= last); }
 };
 
 class ChatService {
@@ -102,6 +121,7 @@ class ChatService {
         // Friends accepted whose profile request has not come yet, oldest first: that request
         // answers the acceptance (see onProfile).
         std::vector<Bytes> profilesAwaited;  // at most 16; a vector, as an empty deque holds 600 bytes
+        ReplyStamps stamps;
     };
     // More acceptances than this unanswered were lost on the way, or come from no client.
     static constexpr size_t kProfilesAwaitedMax = 16;
@@ -117,6 +137,8 @@ class ChatService {
     using Handler = void (ChatService::*)(Session& s, const FrameHeader& h, FieldReader& fields);
     static const FrameTable<Handler>& handlers();
     void handleFrame(const Endpoint& from, const Frame& frame);
+    // The session at that address, when stamp is one it was issued.
+    Session* stampedAt(const Endpoint& from, uint32_t stamp);
     void dropShort(Session& s, const FrameHeader& h);
 
     // chat_sessions.cpp
@@ -136,7 +158,7 @@ class ChatService {
     void onChat(Session& s, const FrameHeader& h, FieldReader& fields);
     void onAfterRosters(Session& s, const FrameHeader& h, FieldReader& fields);
     void makeReady(Session& s);
-    void keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body);
+    void keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body, uint16_t sub);
     void queueWaiting(Session& s);
     void onWaitingElsewhere(const Bytes& account);
     bool mayWait(Session& sender, const Bytes& receiver);
@@ -154,6 +176,14 @@ class ChatService {
 
     // chat_groups.cpp
     void onMemberRoster(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onGroupLine(Session& s, const FrameHeader& h, FieldReader& fields);
+    // A group line from another chat server, to the members whose sessions are here.
+    void onGroupLineElsewhere(const BusEvent& e);
+    void deliverGroupLine(const Bytes& sender, const std::vector<Contact>& members, const Bytes& body);
+    void retireStamps(const Session& s);
+    void takeRetiredStamps(Session& s);
+    // Refusals of a sender's lines have no reply in the protocol: a toast says why, once a minute.
+    void toastRefusal(Session& s, const char* utf8);
 
     // chat_output.cpp
     // False when the frame was not queued: the client holds all it may (see PacingConfig).
@@ -181,6 +211,7 @@ class ChatService {
     RateBuckets<Endpoint, EndpointHash> frameRates_;
     RateBuckets<uint32_t> replyRates_;  // by IPv4 address
     RateBuckets<Bytes> waitingRates_;   // by sending account
+    RateBuckets<Bytes> groupRates_;     // group lines, by sending account
     RateBuckets<Bytes> limitNotices_;   // one notice a minute to a sender whose messages are turned away
     bool refusedInDatagram_ = false;
     uint16_t refusalSeq_ = 0;
@@ -198,6 +229,13 @@ class ChatService {
     std::unordered_set<int64_t> rowsInMemory_;
     // Clients whose login waits for its row in the store; a repeat of it is not a second login.
     std::unordered_set<Endpoint, EndpointHash> loggingIn_;
+    // The stamps of sessions that ended, by their client's address: the client keeps its last
+    // stamp across logins, so the next session there accepts it too.
+    struct RetiredStamps {
+        ReplyStamps stamps;
+        Time at;
+    };
+    std::unordered_map<Endpoint, RetiredStamps, EndpointHash> retiredStamps_;
 
     Time nextSweep_{};
     Time nextNoticePoll_{};

@@ -140,6 +140,7 @@ ChatService::Session& ChatService::openSession(uint32_t number, const Account& a
     s.lastHeard = now_;
     s.readyDeadline = now_ + config_.readyFallback();
     for (const Contact& c : store_.blacklist(s.account)) s.blacklist.insert(c.account);
+    takeRetiredStamps(s);
     byAccount_[s.account] = number;
     Peer& peer = peerAt(from);
     peer.session = number;
@@ -164,6 +165,7 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
            s.endpoint.toString().c_str(), reason);
 
     keepUnsent(s);
+    retireStamps(s);
     writes_.add("end a stored session", [account = s.account, id = config_.serverId, number](Store& st) {
         st.setOffline(account, id, number);
     });

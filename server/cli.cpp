@@ -80,6 +80,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"held-frames", required_argument, nullptr, 0},
                            {"held-bytes", required_argument, nullptr, 0},
                            {"waiting-rate", required_argument, nullptr, 0},
+                           {"group-rate", required_argument, nullptr, 0},
                            {"waiting-max", required_argument, nullptr, 0},
                            {"waiting-days", required_argument, nullptr, 0},
                            {"log-lines", required_argument, nullptr, 0},
@@ -92,7 +93,14 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"intro", required_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
-constexpr int kFirstServeOption = 2, kLastServeOption = 29;  // address .. take-over
+int optionIndex(std::string_view name) {
+    int i = 0;
+    while (kOptions[i].name && kOptions[i].name != name) ++i;
+    return i;
+}
+// The serve command takes the options from address to take-over; found by name, so that an option
+// added in between cannot push take-over out of the range.
+const int kFirstServeOption = optionIndex("address"), kLastServeOption = optionIndex("take-over");
 
 struct Given {
     int index;  // into kOptions
@@ -209,6 +217,8 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
         } else if (g.is("held-bytes")) {
             // At least a slice of waiting messages of the longest kind.
             o.heldBytes = integer<size_t>(v, opt, 65536, size_t{1} << 30);
+        } else if (g.is("group-rate")) {
+            o.input.groupLinesPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("waiting-rate")) {
             o.waiting.perSenderPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("waiting-max")) {
@@ -413,6 +423,8 @@ Serving:
                             one a datagram (default 20)
   --held-frames N           frames held back for one client (default 256)
   --held-bytes BYTES        bytes held back for one client (default 131072)
+  --group-rate N            group lines a minute one user may send, bursts of a third as
+                            many (default 30)
   --waiting-rate N          messages a minute one user may leave waiting (default 60)
   --waiting-max N           messages waiting for one user (default 1000)
   --waiting-days N          waiting messages older than this are deleted (default 30)

@@ -57,7 +57,7 @@ struct PacingConfig {
 enum FrameFlag : uint8_t {
     kTrigger = 1,       // the client answers it at once, outside its send gate
     kStallsReader = 2,  // a modal box: reading stops until the user closes it
-    kChatMessage = 4,   // a relayed (2,1): goes back to the store if it never leaves
+    kChatMessage = 4,   // a relayed (2,1) or (2,3): goes back to the store if it never leaves
     kAnswer = 8,        // a keep-alive answer: ahead of everything held, one held at most
 };
 

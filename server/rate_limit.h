@@ -21,6 +21,10 @@ struct InputLimits {
     // Answers to an address that no session proves: login refusals, dispatcher answers. A forger
     // who sends in a victim's name gets at most this many a second sent there, one a datagram.
     double repliesPerSecond = 20;  // per IPv4 address; bursts of twice as many
+    // A group line costs every member online a frame of the two a tick his client reads at best,
+    // and a human types a line every few seconds: 30 a minute keep a flooder to a quarter of a
+    // busy member's reading. Bursts of a third as many.
+    int groupLinesPerMinute = 30;  // per account
 };
 
 struct WaitingLimits {

@@ -2,7 +2,7 @@
 
 namespace nq::server {
 
-const std::array<const char*, 6> kSchemaSteps = {
+const std::array<const char*, 7> kSchemaSteps = {
     R"sql(
     CREATE TABLE accounts (
         name TEXT PRIMARY KEY,
@@ -137,6 +137,13 @@ const std::array<const char*, 6> kSchemaSteps = {
         PRIMARY KEY (group_id, member)
     );
     CREATE INDEX group_members_by_member ON group_members(member);
+    )sql",
+    // A waiting message goes out as the kind it came as: one to one (sub 1) or to a group member
+    // (sub 3), which the client files apart. Group lines cross between chat servers on the bus
+    // with their frame body.
+    R"sql(
+    ALTER TABLE waiting_messages ADD COLUMN sub INTEGER NOT NULL DEFAULT 1;
+    ALTER TABLE bus ADD COLUMN body BLOB NOT NULL DEFAULT x'';
     )sql",
 };
 

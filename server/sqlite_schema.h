@@ -6,6 +6,6 @@
 
 namespace nq::server {
 
-extern const std::array<const char*, 6> kSchemaSteps;
+extern const std::array<const char*, 7> kSchemaSteps;
 
 }  // namespace nq::server

@@ -4,21 +4,22 @@
 
 namespace nq::server {
 
-int64_t SqliteStore::storeMessage(const Bytes& receiver, const Bytes& body) {
-    prepare("INSERT INTO waiting_messages (receiver, body, created_at) VALUES (?, ?, ?)")
+int64_t SqliteStore::storeMessage(const Bytes& receiver, const Bytes& body, uint16_t sub) {
+    prepare("INSERT INTO waiting_messages (receiver, body, created_at, sub) VALUES (?, ?, ?, ?)")
         .gbkText(1, receiver)
         .blob(2, body)
         .integer(3, static_cast<int64_t>(std::time(nullptr)))
+        .integer(4, sub)
         .run();
     return sqlite3_last_insert_rowid(db_);
 }
 
 std::vector<WaitingMessage> SqliteStore::waitingMessages(const Bytes& receiver, int64_t afterId, int limit) {
     std::vector<WaitingMessage> out;
-    auto& s =
-        prepare("SELECT id, body FROM waiting_messages WHERE receiver = ? AND id > ? ORDER BY id LIMIT ?");
+    auto& s = prepare(
+        "SELECT id, body, sub FROM waiting_messages WHERE receiver = ? AND id > ? ORDER BY id LIMIT ?");
     s.gbkText(1, receiver).integer(2, afterId).integer(3, limit);
-    while (s.step()) out.push_back({s.columnInt(0), s.columnBlob(1)});
+    while (s.step()) out.push_back({s.columnInt(0), s.columnBlob(1), static_cast<uint16_t>(s.columnInt(2))});
     return out;
 }
 
@@ -176,13 +177,16 @@ std::optional<std::string> SqliteStore::onlineElsewhere(const Bytes& account, co
 }
 
 void SqliteStore::publish(const BusEvent& e) {
-    prepare("INSERT INTO bus (origin, kind, account, code, target, created_at) VALUES (?, ?, ?, ?, ?, ?)")
+    prepare(
+        "INSERT INTO bus (origin, kind, account, code, target, created_at, body) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?)")
         .text(1, e.origin)
         .integer(2, static_cast<int>(e.kind))
         .gbkText(3, e.account)
         .integer(4, e.code)
         .text(5, e.target)
         .integer(6, static_cast<int64_t>(std::time(nullptr)))
+        .blob(7, e.body)
         .run();
 }
 
@@ -190,8 +194,8 @@ Store::BusRead SqliteStore::eventsAfter(int64_t id, const std::string& exceptOri
     BusRead read;
     read.lastId = std::max(id, lastEventId());
     auto& s = prepare(
-        "SELECT id, origin, kind, account, code, target FROM bus WHERE id > ? AND id <= ? AND origin != ? "
-        "ORDER BY id");
+        "SELECT id, origin, kind, account, code, target, body FROM bus "
+        "WHERE id > ? AND id <= ? AND origin != ? ORDER BY id");
     s.integer(1, id).integer(2, read.lastId).text(3, exceptOrigin);
     while (s.step()) {
         BusEvent e;
@@ -201,6 +205,7 @@ Store::BusRead SqliteStore::eventsAfter(int64_t id, const std::string& exceptOri
         e.account = s.columnGbk(3);
         e.code = static_cast<int>(s.columnInt(4));
         e.target = s.columnText(5);
+        e.body = s.columnBlob(6);
         read.events.push_back(std::move(e));
     }
     return read;

@@ -25,7 +25,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 6;
+    static constexpr int kSchemaVersion = 7;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -52,7 +52,7 @@ class SqliteStore : public Store {
     int64_t createGroup(const Group& group) override;
     bool addMember(int64_t groupId, const Bytes& member) override;
 
-    int64_t storeMessage(const Bytes& receiver, const Bytes& body) override;
+    int64_t storeMessage(const Bytes& receiver, const Bytes& body, uint16_t sub = kind::kChat.sub) override;
     std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId, int limit) override;
     void deleteMessages(std::span<const int64_t> ids) override;
     int countWaiting(const Bytes& receiver, int upTo) override;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "wire/frame_kinds.h"
 #include "wire/gbk.h"
 
 namespace nq::server {
@@ -61,7 +62,8 @@ struct Group {
 
 struct WaitingMessage {
     int64_t id = 0;
-    Bytes body;  // sender, receiver, text record: the body of the (2,1) frame as it will go out
+    Bytes body;                      // sender, receiver, text record: the frame's body as it will go out
+    uint16_t sub = kind::kChat.sub;  // of family 2: one to one, or to a group member
 };
 
 enum class NoticeKind { Box = 1, Toast = 2 };
@@ -90,9 +92,10 @@ struct KeptSession {
 
 // What one chat server tells the others that share its store.
 enum class BusKind {
-    Presence = 1,  // account came online (code 1) or went offline (code 2)
-    Kick = 2,      // account logged in at origin: its session elsewhere ends
-    Waiting = 3,   // messages for account wait in the store; target holds his session
+    Presence = 1,   // account came online (code 1) or went offline (code 2)
+    Kick = 2,       // account logged in at origin: its session elsewhere ends
+    Waiting = 3,    // messages for account wait in the store; target holds his session
+    GroupLine = 4,  // account said body, a (2,2) body, to his group's members online there
 };
 
 struct BusEvent {
@@ -102,6 +105,7 @@ struct BusEvent {
     Bytes account;
     int code = 0;
     std::string target;  // Waiting: the one server meant; others ignore it
+    Bytes body;          // GroupLine: the frame body as it goes out
 };
 
 // A refused change (a duplicate account, an unknown name): the message is for the user.
@@ -153,7 +157,8 @@ class Store {
     virtual bool addMember(int64_t groupId, const Bytes& member) = 0;  // false: a member already
 
     // Messages for a receiver who was away, oldest first.
-    virtual int64_t storeMessage(const Bytes& receiver, const Bytes& body) = 0;
+    virtual int64_t storeMessage(const Bytes& receiver, const Bytes& body,
+                                 uint16_t sub = kind::kChat.sub) = 0;
     virtual std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId,
                                                         int limit) = 0;
     virtual void deleteMessages(std::span<const int64_t> ids) = 0;

@@ -1,27 +1,71 @@
 #include "app/header_band.h"
 
+#include <QAction>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMenuBar>
+#include <QMenu>
+#include <QPainter>
+#include <QPainterPath>
 #include <QVBoxLayout>
 
 #include "app/app_icon.h"
+#include "app/main_menus.h"
+#include "widgets/lv_buttons_h.h"
 
 namespace nq::app {
 namespace {
 
 constexpr int kIconPx = 44;
+constexpr int kGlyphPx = 18;
+const QColor kVeil(255, 255, 255, 60);  // a white veil over the blue under the cursor
 
-// White text on the band; the highlight of an open menu is a veil of white over the blue.
 void whiteOnBand(QWidget* w, int alpha = 255) {
     QPalette pal = w->palette();
-    const QColor text(255, 255, 255, alpha);
-    for (auto role : {QPalette::WindowText, QPalette::ButtonText, QPalette::Text, QPalette::HighlightedText})
-        pal.setColor(role, text);
-    pal.setColor(QPalette::Window, Qt::transparent);
-    pal.setColor(QPalette::Button, Qt::transparent);
-    pal.setColor(QPalette::Highlight, QColor(255, 255, 255, 50));
+    pal.setColor(QPalette::WindowText, QColor(255, 255, 255, alpha));
     w->setPalette(pal);
+}
+
+void lookOnBand(lvButtons_H& b) {
+    b.setShape(lvButtons_H::RoundedRectangle);
+    b.setBackStyle(lvButtons_H::Transparent);
+    b.setForeColor(Qt::white);
+    b.setHoverFaceColor(kVeil);
+    b.setFaceColor(kVeil);
+    b.setLockHover(true);
+    b.setShowsFocus(false);
+    b.setCursor(Qt::PointingHandCursor);
+}
+
+// The glyphs of buttons 4 and 5, white line drawings: a head and shoulders with a plus, and
+// a cog wheel.
+QPixmap paintGlyph(bool cog, qreal dpr) {
+    QPixmap pm(QSize(kGlyphPx, kGlyphPx) * dpr);
+    pm.setDevicePixelRatio(dpr);
+    pm.fill(Qt::transparent);
+    QPainter p(&pm);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(Qt::white, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    if (cog) {
+        const QPointF c(9, 9);
+        for (int i = 0; i < 8; ++i) {
+            p.save();
+            p.translate(c);
+            p.rotate(i * 45.0);
+            p.drawLine(QPointF(0, -5.5), QPointF(0, -8));
+            p.restore();
+        }
+        p.drawEllipse(c, 5.5, 5.5);
+        p.drawEllipse(c, 2.2, 2.2);
+    } else {
+        p.drawEllipse(QPointF(7, 6), 3.2, 3.2);
+        QPainterPath shoulders;
+        shoulders.moveTo(1.5, 16.5);
+        shoulders.cubicTo(1.5, 11, 12.5, 11, 12.5, 16.5);
+        p.drawPath(shoulders);
+        p.drawLine(QPointF(14.5, 5), QPointF(14.5, 11));
+        p.drawLine(QPointF(11.5, 8), QPointF(17.5, 8));
+    }
+    return pm;
 }
 
 }  // namespace
@@ -32,11 +76,26 @@ HeaderBand::HeaderBand(QWidget* parent) : XPContainer(parent) {
     setBackLightColor(QColor(0x2f, 0x80, 0xed));
     setBackDarkColor(QColor(0x1a, 0x5f, 0xc8));
 
-    menuBar_ = new QMenuBar(this);
-    menuBar_->setObjectName("menuBar");
-    menuBar_->setNativeMenuBar(false);
-    menuBar_->setAutoFillBackground(false);
-    whiteOnBand(menuBar_);
+    auto* row = new QHBoxLayout;
+    row->setSpacing(2);
+    const char* captions[] = {"系统", "操作", "设置", "帮助"};
+    for (int i = 0; i < kBarButtons; ++i) {
+        auto* b = new lvButtons_H(i < 4 ? QString::fromUtf8(captions[i]) : QString(), this);
+        b->setObjectName(QString("lvButtons_H2(%1)").arg(i));
+        lookOnBand(*b);
+        if (i < 4) {
+            // Option mode: the button of the open menu stays chosen until the menu closes.
+            b->setMode(lvButtons_H::Option);
+        } else {
+            b->setImage(paintGlyph(i == kSettingsWindow, devicePixelRatioF()));
+            b->setImgSize(kGlyphPx);
+            b->setToolTip(i == kAddFriend ? "添加好友" : "系统设置");
+            b->setFixedSize(26, 24);
+        }
+        if (i == kAddFriend) row->addStretch();
+        row->addWidget(b);
+        bar_[static_cast<size_t>(i)] = b;
+    }
 
     auto* icon = new QLabel(this);
     icon->setPixmap(paintBrandMark(kIconPx));
@@ -70,8 +129,31 @@ HeaderBand::HeaderBand(QWidget* parent) : XPContainer(parent) {
     auto* col = new QVBoxLayout(this);
     col->setContentsMargins(6, 4, 6, 0);
     col->setSpacing(0);
-    col->addWidget(menuBar_);
+    col->addLayout(row);
     col->addLayout(brand);
+}
+
+void HeaderBand::attachMenus(const MainMenus& menus) {
+    QMenu* const opens[] = {menus.system, menus.operate, menus.settings, menus.help};
+    for (int i = 0; i < 4; ++i) {
+        lvButtons_H* b = bar_[static_cast<size_t>(i)];
+        QMenu* menu = opens[i];
+        connect(b, &lvButtons_H::Click, menu, [b, menu] {
+            b->setValue(true);
+            menu->popup(b->mapToGlobal(QPoint(0, b->height())));
+        });
+        connect(menu, &QMenu::aboutToHide, b, [b] { b->setValue(false); });
+    }
+    followAction(bar_[kAddFriend], menus.addFriend);
+    followAction(bar_[kSettingsWindow], menus.settingsWindow);
+}
+
+void HeaderBand::followAction(lvButtons_H* button, QAction* action) {
+    connect(button, &lvButtons_H::Click, action, [action] {
+        if (action->isEnabled()) action->trigger();
+    });
+    button->setEnabled(action->isEnabled());
+    connect(action, &QAction::changed, button, [button, action] { button->setEnabled(action->isEnabled()); });
 }
 
 void HeaderBand::setSubtitle(const QString& text) {

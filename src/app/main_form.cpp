@@ -9,10 +9,10 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPainter>
-#include <QWindow>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QWindow>
 
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
@@ -21,6 +21,7 @@
 #include "app/main_frame.h"
 #include "app/ready_signal.h"
 #include "contacts/contacts.h"
+#include "conversation/chat_manager.h"
 #include "desktop/qt_platform_services.h"
 #include "desktop/tray.h"
 #include "session/qt_transport.h"
@@ -98,6 +99,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
                                          parts.SocketChat, parts.timer_Peng);
     session_->traceFrames = options_.trace;
     contacts_ = std::make_unique<Contacts>(*session_);
+    chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
     connectContacts();
     connectControls();
     connectMenus();
@@ -112,7 +114,8 @@ void Mainform::build() {
 
     header_ = new HeaderBand(this);
     setMenuWidget(header_);
-    menus_ = buildMainMenus(header_->menuBar());
+    menus_ = buildMainMenus(this);
+    header_->attachMenus(menus_);
     contactMenus_ = buildContactMenus(this);
 
     // The contact frame is made when it is first needed: the login panel is all a start shows.

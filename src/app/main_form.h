@@ -20,8 +20,9 @@ class QStackedWidget;
 class QStatusBar;
 
 namespace nq {
+class ChatManager;
 class Contacts;
-}
+}  // namespace nq
 
 namespace nq::app {
 
@@ -68,8 +69,10 @@ class Mainform : public QMainWindow, public SessionView {
 
     Session& session() { return *session_; }
     Contacts& contacts() { return *contacts_; }
+    ChatManager& chats() { return *chats_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
+    HeaderBand& headerBand() const { return *header_; }
     LoginFrame& loginFrame() { return *loginFrame_; }
     MainFrame& mainFrame();  // made at its first use, with the contact area behind it
     ContactArea& contactArea();
@@ -152,6 +155,7 @@ class Mainform : public QMainWindow, public SessionView {
     MainformDesktop* desktop_ = nullptr;
     std::unique_ptr<Session> session_;
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
+    std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

@@ -2,14 +2,13 @@
 
 #include <QAction>
 #include <QMenu>
-#include <QMenuBar>
 
 namespace nq::app {
 
-MainMenus buildMainMenus(QMenuBar* bar) {
+MainMenus buildMainMenus(QWidget* parent) {
     MainMenus m;
-    auto menu = [bar](const char* caption) {
-        QMenu* mu = bar->addMenu(caption);
+    auto menu = [parent](const char* caption) {
+        auto* mu = new QMenu(caption, parent);
         mu->setObjectName(caption);
         return mu;
     };

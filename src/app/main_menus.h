@@ -11,7 +11,6 @@
 
 class QAction;
 class QMenu;
-class QMenuBar;
 class QWidget;
 
 namespace nq::app {
@@ -45,7 +44,8 @@ struct MainMenus {
     QAction* find(const QString& caption) const;
 };
 
-MainMenus buildMainMenus(QMenuBar* bar);
+// The menus of the top bar, parented to the main window; the band's buttons open them.
+MainMenus buildMainMenus(QWidget* parent);
 
 // The contact area's popups, items in menu order. Items whose feature comes with a later window
 // (profiles, the add wizard, the group windows) exist and do nothing until that window's code

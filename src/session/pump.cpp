@@ -102,7 +102,12 @@ void Session::tick() {
     if (wire.sendIdle >= 1 && wire.sendPending) transmitPending();
     if (wire.sendIdle >= 1) wire.sendIdle = 0;
 
+    tickEndedByScan_ = false;
     emit unreadScanDue();
+    if (tickEndedByScan_) {
+        timer_.setEnabled(true);
+        return;
+    }
     if (blinkTicks >= kBlinkCycleTicks) blinkTicks = 0;
 
     if (online) {

@@ -63,6 +63,7 @@ void Session::InitGlobals() {
     queueActive = false;
     reseed();
     localPort = static_cast<uint16_t>(kFirstLocalPort + rng_() % kLocalPortBand);
+    emit globalsReset();
 }
 
 Bytes Session::ownNameBody() const {

@@ -112,6 +112,9 @@ class Session : public QObject {
 
     // Start-up values: rings, counters and flags as at process start; a fresh local port.
     void InitGlobals();
+    // A subscriber of unreadScanDue ends the tick there: the steps behind the scan (the blink
+    // counter's wrap, keep-alive, time-outs) wait for the next tick, and the timer runs on.
+    void endTickAfterScan() { tickEndedByScan_ = true; }
 
     // ---- the pump ----
     void tick();
@@ -161,6 +164,8 @@ class Session : public QObject {
     void hotkeyRegistrationDue();
     // Every tick, after the traffic: blink while messages wait.
     void unreadScanDue();
+    // InitGlobals ran: state kept elsewhere that starts with the session starts again.
+    void globalsReset();
     // Exit while online, right after the quit frame: forget who was online.
     void saveQuitDue();
     // Exit, once the public room is left: the hotkey goes.
@@ -208,6 +213,7 @@ class Session : public QObject {
     Timer& timer_;
     std::mt19937 rng_;
     bool pumpStopped_ = false;  // a give-up in this tick leaves timer_Peng off
+    bool tickEndedByScan_ = false;
 };
 
 }  // namespace nq

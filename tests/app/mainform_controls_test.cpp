@@ -8,11 +8,13 @@
 #include <QMenu>
 #include <QTest>
 
+#include "app/header_band.h"
 #include "app/main_frame.h"
 #include "contacts/contacts.h"
 #include "form_rig.h"
 #include "widgets/contact_tree_view.h"
 #include "widgets/i_list.h"
+#include "widgets/lv_buttons_h.h"
 
 namespace nq::test {
 namespace {
@@ -99,6 +101,30 @@ TEST(MainformMenus, SessionItemsNeedBothALoginAndAnAttachedAction) {
         item->trigger();
         EXPECT_EQ(reached, 1) << item->objectName().toStdString();
     }
+}
+
+TEST(MainformMenus, TopBarOpensEachMenuUnderItsButtonAndTheSettingsButtonWaitsForItsItem) {
+    FormRig rig;
+    Mainform& f = rig.load();
+    const app::MainMenus& m = f.menus();
+    const app::HeaderBand& band = f.headerBand();
+    QMenu* const opens[] = {m.system, m.operate, m.settings, m.help};
+    for (int i = 0; i < 4; ++i) {
+        lvButtons_H* b = band.lvButtons_H2(i);
+        b->click();
+        EXPECT_TRUE(opens[i]->isVisible()) << i;
+        EXPECT_TRUE(b->value()) << "the button of the open menu stays chosen";
+        opens[i]->close();
+        EXPECT_FALSE(b->value()) << i;
+    }
+    rig.login();
+    lvButtons_H* settings = band.lvButtons_H2(app::HeaderBand::kSettingsWindow);
+    EXPECT_FALSE(settings->isEnabled()) << "nothing attached to 系统设置 yet";
+    int opened = 0;
+    f.attachMenuAction(m.settingsWindow, [&] { ++opened; });
+    EXPECT_TRUE(settings->isEnabled());
+    settings->click();
+    EXPECT_EQ(opened, 1);
 }
 
 TEST(MainformMenus, MinimiseAndShowAndTheTrayClicks) {

@@ -32,6 +32,7 @@ TEST_F(ChatTest, AFloodStaysWithinItsBoundsAndLeavesOthersTheirAnswers) {
         {"profile requests", kind::kProfile, true, {"erin", "alice"}},
         {"messages to bob", kind::kChat, true, {"erin", "bob", "hi"}},
         {"messages to dave, offline", kind::kChat, true, {"erin", "dave", "hi"}},
+        {"lines to their group", kind::kGroupChat, true, {"erin", g("周末棋友会"), "hi"}},
         {"frames of no session", kind::kKeepAlive, false, {"erin"}},
         {"bad logins", kind::kLogin, false, {"nobody", Bytes(32, 'f')}},  // last: the address waits
     };
@@ -67,6 +68,7 @@ TEST_F(ChatTest, AFloodStaysWithinItsBoundsAndLeavesOthersTheirAnswers) {
         EXPECT_LE(linesOf(std::string_view(logText()).substr(logFrom)), 2 * kLogTopics * 61 + 10);
         now_ += 2min;  // a fresh minute of log lines, every bucket full again
     }
+    EXPECT_LE(framesOf(bob, kind::kGroupChat).size(), 10u + 32u);  // erin's group rate: 10, then 1 each 2 s
 }
 
 // A name from the wire is logged with its control characters and backslashes escaped, by the

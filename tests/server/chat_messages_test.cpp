@@ -41,6 +41,51 @@ TEST_F(ChatTest, MessageIsRelayedWholeOrCutAtACharacterBorder) {
     // A lead byte with nothing behind it would swallow the NUL on the client.
     say(alice, kind::kChat, 0, {"bob", Bytes("ok\xB0", 3)});
     EXPECT_EQ(inbox(bob).back().fields()[2], "ok");
+    say(alice, kind::kMemberChat, 0, {"bob", text});  // relayed, or kept, as such: the client files it apart
+    EXPECT_EQ(inbox(bob).back().kind(), kind::kMemberChat);
+    say(alice, kind::kMemberChat, 0, {"dave", text});
+    enter(dave, "dave");
+    EXPECT_EQ(framesOf(dave, kind::kMemberChat).size(), 1u);
+}
+
+// The demo group: alice, bob, carol, erin. A line reaches the other members online, cut before a
+// character straddling the last byte, with a stamp of each one's own, which stands in for his
+// session number, in his next session there too; a stamp he was not given does not.
+TEST_F(ChatTest, GroupLinesReachTheOtherMembersOnlineAndTheirStampsStandInForTheSession) {
+    config_.input.framesPerSecond = 1e6;  // the flood at the end, at one instant
+    config_.input.groupLinesPerMinute = 6000;
+    for (const auto& [c, name] : {std::pair{alice, "alice"}, {bob, "bob"}, {carol, "carol"}, {dave, "dave"}})
+        enter(c, name);
+    const Bytes group = g("周末棋友会");
+    Bytes line = "xx";
+    while (line.size() < 1400) line += g("字");
+    say(alice, kind::kGroupChat, 0, {group, line});
+    frame(carol, kind::kGroupChat, 0, 1, joinFields({"carol", group, line}));  // with the stamp she read
+    say(dave, kind::kGroupChat, 0, {group, line});
+    enter(erin, "erin");  // away until now: nothing was kept for her
+    std::map<uint16_t, std::vector<std::pair<Bytes, uint32_t>>> heard;  // by port: body, stamp
+    for (const Endpoint& e : {alice, bob, carol, dave, erin})
+        for (const Got& m : framesOf(e, kind::kGroupChat))
+            heard[e.port].emplace_back(m.body, m.header.session);
+    const Bytes a = joinFields({"alice", group, line.substr(0, 980)}),
+                c = joinFields({"carol", group, line.substr(0, 980)});
+    EXPECT_EQ(heard, (decltype(heard){
+                         {alice.port, {{c, 1}}}, {bob.port, {{a, 1}, {c, 2}}}, {carol.port, {{a, 1}}}}));
+    EXPECT_EQ(framesOf(dave, kind::kNoticeToast).size(), 1u) << "told why nobody heard him";
+    auto keptAlive = [&](const Endpoint& from, uint32_t sessionField) {  // answered, with that in Session
+        const size_t had = inbox(from).size();
+        frame(from, kind::kKeepAlive, 0, sessionField, joinFields({from == bob ? "bob" : "alice"}));
+        return !framesOf(from, kind::kKeepAlive, had).empty();
+    };
+    const std::pair<Endpoint, uint32_t> accepted[] = {{alice, 1}, {bob, 2}, {bob, 1}},
+                                        refused[] = {{alice, 2}, {bob, 3}, {alice, 32768}};
+    for (bool again : {false, true}) {
+        if (again) login(alice, "alice");
+        for (const auto& [from, field] : accepted) EXPECT_TRUE(keptAlive(from, field)) << field << again;
+        for (const auto& [from, field] : refused) EXPECT_FALSE(keptAlive(from, field)) << field << again;
+    }
+    for (int i = 0; i < 100; ++i) say(carol, kind::kGroupChat, 0, {group, line});
+    EXPECT_EQ(chat().heldFor(bob).frames, 8u) << "past 8 held, his group lines make room for the rest";
 }
 
 // Waiting messages follow the rosters once the client asks for them with (2,6), or after sixty of
@@ -127,7 +172,7 @@ TEST_F(ChatTest, ACrashLosesNoMessageHeldBackAndNoOpenSession) {
     EXPECT_FALSE(chat().sessionOf("carol")) << "her session had ended";
     const size_t aliceHad = inbox(alice).size();
     say(dave, kind::kChat, 0, {"alice", g("宋体/10/0/1:00/还在吗")});
-    say(alice, kind::kKeepAlive);
+    frame(alice, kind::kKeepAlive, 0, 77, joinFields({"alice"}));  // any stamp: those issued are gone
     std::vector<FrameKind> got;
     for (size_t i = aliceHad; i < inbox(alice).size(); ++i) got.push_back(inbox(alice)[i].kind());
     EXPECT_EQ(got, (std::vector<FrameKind>{kind::kChat, kind::kKeepAlive}));

@@ -41,7 +41,7 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
         "/tmp/x.db --login-address-failures 7 --login-account-failures 30 --login-backoff 0.5 "
         "--login-backoff-max 60 --login-account-checks 12 --frame-rate 30 --datagram-frames 3 --reply-rate 7 "
         "--held-frames 100 --held-bytes 70000 --waiting-rate 9 --waiting-max 50 --waiting-days 2 --log-lines "
-        "5");
+        "5 --group-rate 4");
     const auto& o = std::get<ServeOptions>(line.command);
     EXPECT_EQ(line.db, "/tmp/x.db");
     EXPECT_EQ(std::tie(o.address, o.dispatcherPort, o.chatPort, o.publicHost, o.minVersion, o.updateTarget),
@@ -56,6 +56,7 @@ TEST(CommandLine, DefaultsAndEveryServeOption) {
                  o.heldBytes, o.waiting.perSenderPerMinute, o.waiting.perReceiver, o.logLinesPerMinute),
         std::tuple(30.0, 3, 7.0, 100u, 70000u, 9, 50, 5));
     EXPECT_EQ(o.waiting.maxAge, Duration(48h));
+    EXPECT_EQ(o.input.groupLinesPerMinute, 4);
     ASSERT_EQ(o.chatServers.size(), 2u);
     EXPECT_EQ(std::tie(o.chatServers[1].host, o.chatServers[1].port), std::tuple("chat.example", 8001));
     const CommandLine add = parse("user add bob pw --db a.db --head w10 --level 4 --coins 7");

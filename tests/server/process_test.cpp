@@ -83,6 +83,8 @@ TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     EXPECT_EQ(bob.waitFor(kind::kChat).fields[0], "alice");
     bob.send(kind::kChat, {"alice", g("收到")});
     EXPECT_EQ(alice.waitFor(kind::kChat).fields[0], "bob");
+    alice.send(kind::kGroupChat, {g("周末棋友会"), g("宋体/10/0/1:00/开局")});  // to carol here, bob there
+    for (Client* member : {&carol, &bob}) EXPECT_EQ(member->waitFor(kind::kGroupChat).fields[0], "alice");
     // alice logs in on B: her session on A is expelled, and bob hears nothing of it.
     ASSERT_EQ(again.login(chatB.chat(), "alice").header.code, code::kLoginAccepted);
     EXPECT_EQ(alice.waitFor(kind::kLogin).header.code, code::kLoggedInElsewhere);

@@ -77,11 +77,13 @@ TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
     sqlite3_exec(
         db,
         "INSERT INTO accounts (name, digest, nick, head, created_at) VALUES ('alice', 'x', 'a', 'm1', 0), "
-        "('bob', 'x', 'b', 'm2', 0); INSERT INTO friends VALUES ('alice', 'bob'); PRAGMA user_version=5",
+        "('bob', 'x', 'b', 'm2', 0); INSERT INTO friends VALUES ('alice', 'bob'); PRAGMA user_version=5; "
+        "INSERT INTO waiting_messages (receiver, body, created_at) VALUES ('bob', 'hi', 0)",
         nullptr, nullptr, nullptr);
     sqlite3_close(db);
     SqliteStore upgraded(path);
-    EXPECT_EQ(upgraded.schemaVersion(), 6);
+    EXPECT_EQ(upgraded.schemaVersion(), 7);
+    EXPECT_EQ(upgraded.waitingMessages("bob", 0, 1).at(0).sub, kind::kChat.sub);
     EXPECT_EQ(upgraded.friends("alice")[0].nick, "b");
     const int64_t chess = upgraded.createGroup({0, "chess", "alice", ""});
     EXPECT_TRUE(upgraded.addMember(chess, "bob"));

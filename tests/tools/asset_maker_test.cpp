@@ -29,8 +29,8 @@ TEST(AssetMaker, CommittedAssetsAreExactlyItsOutput) {
                           " is not the tool's output; refresh: "
                           "build/tools/asset_maker/nq_asset_maker assets, look, commit");
     }
-    // Every picture and sound under assets/ comes from the tool.
-    const QStringList media{"*.png", "*.gif", "*.wav", "*.bmp", "*.jpg", "*.ico"};
+    // Every picture, sound and keyword file under assets/ comes from the tool.
+    const QStringList media{"*.png", "*.gif", "*.wav", "*.bmp", "*.jpg", "*.ico", "*.kwd"};
     for (QDirIterator it(assets.path(), media, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
         const QString rel = assets.relativeFilePath(it.next());
         EXPECT_TRUE(made.contains(rel)) << qPrintable("assets/" + rel + " is not made by the tool");

@@ -6,6 +6,8 @@
 #include <QSaveFile>
 
 #include "asset_maker/banners.h"
+#include "asset_maker/face_set.h"
+#include "asset_maker/gif_writer.h"
 #include "asset_maker/heads.h"
 #include "asset_maker/pictures.h"
 #include "asset_maker/sounds.h"
@@ -64,6 +66,12 @@ const std::vector<Asset>& catalogue() {
         for (int i = 1; i <= kPeople; ++i)
             all.push_back({"image/" + std::to_string(i - 1) + ".jpg",
                            [i] { return jpeg(largeHead(i, kLargeHeadPx)); }});
+        // The chat faces are numbered from 1 in the order of their table, as keywords.kwd names them.
+        const std::vector<FaceDef>& faces = faceSet();
+        for (size_t i = 0; i < faces.size(); ++i)
+            all.push_back({"face/" + std::to_string(i + 1) + ".gif",
+                           [&face = faces[i]] { return encodeGif(faceFrames(face), nullptr); }});
+        all.push_back({"keywords.kwd", keywordFile});
         return all;
     }();
     return kAll;
