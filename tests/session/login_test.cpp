@@ -87,8 +87,8 @@ TEST(Login, EmptyBoxesAndUndigestiblePasswordsStopTheClick) {
     Session& s = *h.session;
     s.comLoginClick();
     ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].text, "请输入用户名！");
-    EXPECT_EQ(h.services.boxes[0].icon, BoxIcon::Critical);
+    EXPECT_EQ(std::tuple(h.services.boxes[0].text, h.services.boxes[0].icon),
+              std::tuple("请输入用户名！", BoxIcon::Critical));
     h.view.name = "alice";
     s.comLoginClick();
     EXPECT_EQ(h.services.boxes.back().text, "请输入密码！");
@@ -176,10 +176,8 @@ TEST(Login, HallCommandLineLogsInWithoutAClick) {
     SessionHarness h;
     Session& s = *h.session;
     s.restoreLoginPanel("  erin$0123abcd$2$ ");
-    EXPECT_TRUE(s.hallStart);
-    EXPECT_EQ(s.hallCommand, 2);
-    EXPECT_EQ(h.view.name, "erin");
-    EXPECT_EQ(h.view.password, Session::kPasswordPlaceholder);
+    EXPECT_EQ(std::tuple(s.hallStart, s.hallCommand, h.view.name, h.view.password),
+              std::tuple(true, 2, "erin", Session::kPasswordPlaceholder));
     EXPECT_TRUE(!h.view.loginEnabled && h.view.cancelEnabled && h.timer.enabled());
     h.tick();
     EXPECT_EQ(h.sentOn(h.update).body, joinFields({"erin", "0123abcd"}));
@@ -193,9 +191,8 @@ TEST(Login, HallCommandLineLogsInWithoutAClick) {
     EXPECT_TRUE(bare.session->hallStart);
     bare.tick();
     const SentDatagram d = bare.update.take();
-    EXPECT_EQ(d.host, Session::kDefaultServer);
-    EXPECT_EQ(frameOf(d).header.code, 256);
-    EXPECT_EQ(frameOf(d).body, Bytes(2, '\0'));
+    EXPECT_EQ(std::tuple(d.host, frameOf(d).header.code, frameOf(d).body),
+              std::tuple(Session::kDefaultServer, 256, Bytes(2, '\0')));
 }
 
 TEST(Login, UpdateOrderStartsTheUpdaterAndUnloads) {
@@ -232,14 +229,11 @@ TEST(Login, LogoutSendsTheQuitFrameAtOnceWithTheSessionNumber) {
     s.wire.replyStamp = 5;
     s.logout();
     const auto quit = h.sentOn(h.chat);
-    EXPECT_EQ(kindOf(quit), kind::kLogout);
-    EXPECT_EQ(quit.header.session, kSession);
-    EXPECT_EQ(quit.body, joinFields({"alice"}));
-    EXPECT_FALSE(s.online);
-    EXPECT_EQ(h.chat.localPort(), 0);
-    EXPECT_EQ(h.view.frame, "loginFrame");
-    EXPECT_EQ(h.view.status[2], "状态：未验证");
-    EXPECT_EQ(h.view.otherFormUnloads, 1);
+    EXPECT_EQ(std::tuple(kindOf(quit), quit.header.session, quit.body),
+              std::tuple(kind::kLogout, kSession, joinFields({"alice"})));
+    EXPECT_TRUE(!s.online && h.chat.localPort() == 0);
+    EXPECT_EQ(std::tuple(h.view.frame, h.view.status[2], h.view.otherFormUnloads),
+              std::tuple("loginFrame", "状态：未验证", 1));
     EXPECT_FALSE(s.exitAllowed) << "after a logout the close button still hides";
     s.unload();
     EXPECT_TRUE(h.chat.sent.empty()) << "exit while logged out sends nothing";
@@ -289,8 +283,7 @@ TEST(Session, EveryEventReachesEverySubscriberAtItsPoint) {
                        "hotkey off2", "hotkey off1", "hotkey off2", "record closed1", "record closed2"}));
     EXPECT_EQ(scans, 2 * 8) << "every tick of the two logins, for each subscriber";
     const auto leave = h.sentOn(h.chat);
-    EXPECT_EQ(kindOf(leave), kind::kRoom);
-    EXPECT_EQ(leave.header.code, code::kRoomLeave);
+    EXPECT_EQ(std::tuple(kindOf(leave), leave.header.code), std::tuple(kind::kRoom, code::kRoomLeave));
 }
 
 }  // namespace

@@ -47,8 +47,8 @@ TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
         for (; h.services.boxes.empty() && ticks < 200; ++ticks) h.tick();
         EXPECT_EQ(ticks, boxAtTick);
         ASSERT_EQ(h.services.boxes.size(), 1u);
-        EXPECT_EQ(h.services.boxes[0].text, text);
-        EXPECT_EQ(h.services.boxes[0].title, "聊天工具提示");
+        EXPECT_EQ(std::tuple(h.services.boxes[0].text, h.services.boxes[0].title),
+                  std::tuple(text, "聊天工具提示"));
         EXPECT_EQ(h.timer.enabled(), timerStaysOn);
         EXPECT_FALSE(s.waitDispatcher || s.waitReply || s.reverifying);
     }
@@ -96,9 +96,8 @@ TEST(Pump, KeepAliveEvery21TicksThenResendsAfter16Unanswered) {
         h.tick();
         while (!h.chat.sent.empty()) {
             const auto f = h.sentOn(h.chat);
-            EXPECT_EQ(f.header.type, family::kKeepAlive);
-            EXPECT_EQ(f.header.session, kSession);
-            EXPECT_EQ(f.body, joinFields({"alice"}));
+            EXPECT_EQ(std::tuple(f.header.type, f.header.session, f.body),
+                      std::tuple(family::kKeepAlive, kSession, joinFields({"alice"})));
             sentAt.push_back(t);
         }
         if (!s.online) lostAt = t;
@@ -116,16 +115,15 @@ TEST(Pump, KeepAliveEvery21TicksThenResendsAfter16Unanswered) {
         h.tick();
         while (!h.chat.sent.empty()) {
             const auto f = h.sentOn(h.chat);
-            EXPECT_EQ(f.header.type, kind::kLogin.type);
-            EXPECT_EQ(f.header.session, 0u);
+            EXPECT_EQ(std::tuple(f.header.type, f.header.session), std::tuple(kind::kLogin.type, 0u));
             resentAt.push_back(t);
         }
     }
     EXPECT_EQ(resentAt, (std::vector<int>{3, 41, 81}));
     ASSERT_EQ(h.services.toasts.size(), 1u) << "only the first resend shows the toast";
-    EXPECT_EQ(h.services.toasts[0].text, "与服务器断开连接，正在重新发送验证请求。");
-    EXPECT_EQ(h.services.toasts[0].milliseconds, 6000);
-    EXPECT_EQ(h.services.toasts[0].sound, h.home() + "/sound/SysMsg.wav");
+    const auto& toast = h.services.toasts[0];
+    EXPECT_EQ(std::tuple(toast.text, toast.milliseconds, toast.sound),
+              std::tuple("与服务器断开连接，正在重新发送验证请求。", 6000, h.home() + "/sound/SysMsg.wav"));
     EXPECT_EQ(h.view.frame, "loginFrame");
 }
 
@@ -201,8 +199,7 @@ TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrainsAndOneGatedRequestATic
     EXPECT_FALSE(h.session->queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "g"})));
     h.tick();
     const auto sent = h.sentOn(h.chat);
-    EXPECT_EQ(sent.header.seq, 6);
-    EXPECT_EQ(kindOf(sent), kind::kProfile);
+    EXPECT_EQ(std::tuple(sent.header.seq, kindOf(sent)), std::tuple(uint16_t(6), kind::kProfile));
     EXPECT_TRUE(h.chat.sent.empty());
     EXPECT_TRUE(h.session->queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "g"})));
 }
@@ -218,16 +215,16 @@ TEST(Dispatch, NoticesDirectLinksFramesWithoutALeafAndAPoisonedFrame) {
                joinFields({gbk::fromUtf8("服务器维护")}));
     h.tick();
     ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].title, "系统消息");
-    EXPECT_EQ(h.services.boxes[0].text, "服务器维护");
+    EXPECT_EQ(std::tuple(h.services.boxes[0].title, h.services.boxes[0].text),
+              std::tuple("系统消息", "服务器维护"));
     EXPECT_EQ(timerDuringBox, std::vector<bool>{false});
     EXPECT_TRUE(h.timer.enabled()) << "the tick turns it back on after the box";
 
     h.fromChat({.seq = 3, .type = 8, .sub = 2, .session = kSession}, joinFields({"hello", "unseen"}));
     h.tick();
     ASSERT_EQ(h.services.toasts.size(), 1u);
-    EXPECT_EQ(h.services.toasts[0].text, "hello");
-    EXPECT_EQ(h.services.toasts[0].milliseconds, 6000);
+    EXPECT_EQ(std::tuple(h.services.toasts[0].text, h.services.toasts[0].milliseconds),
+              std::tuple("hello", 6000));
 
     h.fromChat({.seq = 5, .type = family::kDirectLink, .sub = 3, .code = code::kPeerAbsent}, "");
     h.tick();

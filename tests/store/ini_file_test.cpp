@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -253,33 +252,6 @@ TEST_F(IniFileTest, WriteFailingHalfWayKeepsTheOriginalAndIsToldAgainAfterASucce
     EXPECT_EQ(entriesIn(dir.path()), 1) << "the temporary copy is removed";
     ASSERT_TRUE(ini.WriteIniKey("S", "k1", "changed"));
     EXPECT_NE(failingWrite(), "") << "after a success, a new failure is news";
-}
-
-TEST_F(IniFileTest, KilledWriterLeavesEitherTheOldOrTheNewFile) {
-    // Some 100 KB, so that a kill often lands while the new copy is being written.
-    std::string body = "[Big]\r\n";
-    for (int i = 0; i < 3000; ++i)
-        body += "key" + std::to_string(i) + "=value number " + std::to_string(i) + "\r\n";
-    external(body + "[S]\r\nx=start\r\n");
-    std::mt19937 rng(7);
-    for (int round = 0; round < 12; ++round) {
-        const pid_t pid = ::fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0) {
-            CIniFile f(ini.INIFileName());
-            for (unsigned i = 0;; ++i)
-                f.WriteIniKey("S", "x", std::string(i % 40 + 1, static_cast<char>('a' + i % 26)));
-        }
-        ::usleep(1000 + rng() % 20000);
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-        const std::string now = onDisk();
-        ASSERT_EQ(now.compare(0, body.size(), body), 0) << "round " << round;
-        const std::string tail = now.substr(body.size());
-        ASSERT_TRUE(tail.starts_with("[S]\r\nx=") && tail.ends_with("\r\n")) << tail;
-        const std::string value = tail.substr(7, tail.size() - 9);
-        EXPECT_TRUE(value == "start" || value.find_first_not_of(value[0]) == std::string::npos) << value;
-    }
 }
 
 TEST_F(IniFileTest, OnlyTemporariesOfGoneProcessesAreSwept) {
