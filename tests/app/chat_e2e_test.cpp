@@ -15,7 +15,7 @@
 #include "app/login_frame.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
-#include "e2e_support.h"
+#include "support/demo_server.h"
 #include "form_rig.h"
 #include "session/qt_transport.h"
 #include "widgets/rich_text.h"

@@ -20,15 +20,10 @@ CommandLine parse(QStringList args) {
 
 TEST(CommandLine, OptionsAnywhereAndTheRestIsTheHallLine) {
     const CommandLine a = parse({"--home", "/tmp/h", "alice$d1g$2$", "--trace", "x"});
-    EXPECT_EQ(a.home, "/tmp/h");
-    EXPECT_TRUE(a.trace);
-    EXPECT_EQ(a.tickMs, 500);
-    EXPECT_EQ(a.hallLine, "alice$d1g$2$ x");
+    EXPECT_EQ(std::tuple(a.home, a.trace, a.tickMs, a.hallLine),
+              std::tuple("/tmp/h", true, 500, "alice$d1g$2$ x"));
     const CommandLine b = parse({"--home=/x", "--tick-ms", "60000"});  // the top is allowed
-    EXPECT_EQ(b.home, "/x");
-    EXPECT_EQ(b.tickMs, 60000);
-    EXPECT_EQ(b.error, "");
-    EXPECT_EQ(b.hallLine, "");
+    EXPECT_EQ(std::tuple(b.home, b.tickMs, b.error, b.hallLine), std::tuple("/x", 60000, "", ""));
     // Bytes that are not UTF-8 (a GBK name) come through unchanged.
     char raw[] = "\xB0\xAE$d$2$";
     char* argv[] = {const_cast<char*>("nqchat"), raw};

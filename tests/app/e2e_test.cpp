@@ -1,19 +1,30 @@
-// The real programs together: nqserver on a loopback address of its own with the demo accounts,
-// nqchat offscreen with a remembered password and automatic login, time compressed to a 50 ms
-// tick. The client is ended the way a user ends it (SIGTERM reaches the 退出 path), and the
-// server's frame trace must show the whole life of the session in order.
+// The real programs together: nqserver on a loopback address of its own with the demo accounts
+// and group; alice's whole client in this process (the window offscreen, real sockets and tick,
+// recording services, so that her lists can be read); bob a real nqchat process that logs in by
+// itself with a remembered password. Time runs at a 50 ms tick. bob is ended the way a user ends
+// him (SIGTERM reaches the 退出 path), and the server's frame trace must show his whole session.
 
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 
-#include "e2e_support.h"
+#include "app/login_frame.h"
+#include "contacts/contacts.h"
+#include "form_rig.h"
+#include "session/qt_transport.h"
+#include "support/demo_server.h"
+#include "widgets/lv_buttons_h.h"
 #include "wire/frame_kinds.h"
 
 namespace nq {
 namespace {
+
+using test::DemoServer;
+using test::waitUntil;
+using test::writeCrlf;
 
 constexpr int kTickMs = 50;
 // md5hex(md5hex("123456")), what User.ini keeps for a remembered password.
@@ -21,8 +32,8 @@ constexpr const char* kDigest = "14e1b600b1fd579f47433b88e8d85291";
 
 // The first trace line from `from` on where a frame of the kind arrived at the server's channel
 // ("dispatcher" or "chat") and `rest` follows the kind's name; -1 when there is none.
-int arrival(const QStringList& lines, const char* channel, FrameKind kind, const QString& rest,
-            int from = 0) {
+int arrival(const QByteArray& trace, const char* channel, FrameKind kind, const QString& rest, int from = 0) {
+    const QStringList lines = QString::fromUtf8(trace).split('\n');
     const QRegularExpression re(QString(R"( trace in %1 .*\(%2,%3\) .* %4%5)")
                                     .arg(channel)
                                     .arg(kind.type)
@@ -33,57 +44,112 @@ int arrival(const QStringList& lines, const char* channel, FrameKind kind, const
     return -1;
 }
 
-TEST(EndToEnd, AutoLoginKeepAliveAndExitAgainstTheRealServer) {
-    const QString bin = test::binDir();
-    test::TempDir tmp;
-    test::DemoServer demo(tmp, kTickMs);
-    ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
-    const QString& ip = demo.ip;
-    QByteArray& trace = demo.trace;
+bool toasted(const test::RecordingServices& s, const std::string& text) {
+    for (const auto& t : s.toasts)
+        if (t.text == text) return true;
+    return false;
+}
 
-    const QString home = QString::fromStdString(tmp.file("home"));
-    ASSERT_TRUE(QDir().mkpath(home));
-    test::writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
-    test::writeCrlf(home + "/User.ini", {"[Setting]", "UserName=alice", "isrempwd=1", "OutoRun=1",
-                                         QString("Password=") + kDigest});
-    QProcess client;
+TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpands) {
+    test::TempDir tmp;
+    DemoServer demo(tmp, kTickMs);
+    ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
+    const QByteArray& log = demo.trace;
+
+    const QString aliceHome = QString::fromStdString(tmp.file("alice"));
+    const QString bobHome = QString::fromStdString(tmp.file("bob"));
+    for (const QString& home : {aliceHome, bobHome}) {
+        ASSERT_TRUE(QDir().mkpath(home));
+        writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + demo.ip});
+    }
+    writeCrlf(bobHome + "/User.ini",
+              {"[Setting]", "UserName=bob", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
+
+    test::RecordingServices services;
+    test::RecordingDesktop desktop;
+    QtUdpSocket update, chat;
+    std::unique_ptr<app::Mainform> form;
+    QtTimer timer(kTickMs, [&] { form->session().tick(); });
+    form = std::make_unique<app::Mainform>(app::MainformOptions{aliceHome.toStdString(), kTickMs},
+                                           app::MainformParts{services, update, chat, timer, desktop});
+    form->load("");
+    form->show();
+    form->loginFrame().txtName->setText("alice");
+    form->loginFrame().txtPassword->setText("123456");
+    form->loginFrame().com_login->click();
+
+    Contacts& c = form->contacts();
+    ItemList& friends = c.MyList(Contacts::kFriends);
+    const Bytes bob = gbk::fromUtf8("鲍勃");
+    const auto bobAt = [&] { return friends.find(bob); };
+    ASSERT_TRUE(waitUntil([&] { return friends.count() == 3 && bobAt() > 0; }))
+        << "alice's friend roster never came\n"
+        << log.toStdString();
+    ASSERT_GT(friends.Item(bobAt()).icon, Contacts::kOfflineShift) << "bob is offline at first";
+
+    QProcess bobClient;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
-    client.setProcessEnvironment(env);
-    client.start(bin + "/src/app/nqchat", {"--home", home, "--tick-ms", QString::number(kTickMs)});
+    bobClient.setProcessEnvironment(env);
+    bobClient.start(demo.bin + "/src/app/nqchat", {"--home", bobHome, "--tick-ms", QString::number(kTickMs)});
+    EXPECT_TRUE(waitUntil([&] { return bobAt() == 1 && friends.Item(1).icon <= Contacts::kOfflineShift; }))
+        << "bob did not rise to the top in colour";
 
-    // Two keep-alives come 42 ticks after login: about two seconds at this tick.
-    const auto lines = [&] { return QString::fromUtf8(trace).split('\n'); };
-    const auto keepAlives = [&](const QStringList& l) {
-        return arrival(l, "chat", kind::kKeepAlive, "", arrival(l, "chat", kind::kKeepAlive, "") + 1);
+    // His client quits once it has kept alive twice (42 ticks after the login), as a user's would.
+    const QString ofBob = R"( \| bob$)";
+    const auto keepAlive = [&](int from) { return arrival(log, "chat", kind::kKeepAlive, ofBob, from); };
+    ASSERT_TRUE(waitUntil([&] { return keepAlive(keepAlive(0) + 1) >= 0; }))
+        << "no two keep-alives of bob arrived\n"
+        << log.toStdString() << bobClient.readAllStandardError().toStdString();
+    bobClient.terminate();
+    ASSERT_TRUE(bobClient.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
+    EXPECT_EQ(std::pair(bobClient.exitStatus(), bobClient.exitCode()), std::pair(QProcess::NormalExit, 0));
+    EXPECT_TRUE(waitUntil([&] { return bobAt() == friends.count() && friends.Item(bobAt()).icon > 20; }))
+        << "bob did not sink grey to the end";
+    // His session in the trace, in order: the login at the dispatcher (version 1.0 as code 256)
+    // and again at the chat server, the roster request, two keep-alives, one quit frame.
+    const int login = arrival(log, "dispatcher", kind::kLogin, QString(R"( \| bob \| )") + kDigest);
+    const int chatLogin = arrival(log, "chat", kind::kLogin, QString(R"( \| bob \| )") + kDigest, login + 1);
+    const int roster = arrival(log, "chat", kind::kFriendRoster, ofBob, chatLogin + 1);
+    const int keepAlive2 = keepAlive(keepAlive(roster + 1) + 1);
+    const int logout = arrival(log, "chat", kind::kLogout, ofBob, keepAlive2 + 1);
+    EXPECT_TRUE(QString::fromUtf8(log).split('\n').value(login).contains("code=256")) << log.toStdString();
+    EXPECT_TRUE(login >= 0 && chatLogin > login && roster > chatLogin && keepAlive2 > roster &&
+                logout > keepAlive2)
+        << login << " " << chatLogin << " " << roster << " " << keepAlive2 << " " << logout;
+    EXPECT_EQ(arrival(log, "chat", kind::kLogout, ofBob, logout + 1), -1) << "one quit frame only";
+
+    NodeTree& tree = c.MyTree();
+    const Bytes chess = gbk::fromUtf8("周末棋友会");
+    ASSERT_GT(tree.find(chess), 0) << "the demo group is not in the tree";
+    c.treeExpanded(tree.find(chess), true);
+    const auto member = [&](const char* name) {
+        for (int child : tree.children(tree.find(chess)))
+            if (tree.text(child) == name) return child;
+        return 0;
     };
-    ASSERT_TRUE(test::waitUntil([&] { return keepAlives(lines()) >= 0; }, 20000))
-        << "no two keep-alives arrived.\nserver:\n"
-        << trace.toStdString() << "\nclient:\n"
-        << client.readAllStandardError().toStdString();
+    EXPECT_TRUE(waitUntil([&] { return member("erin") && member("bob") && member("carol"); }))
+        << "the group did not expand into its members";
 
-    client.terminate();
-    ASSERT_TRUE(client.waitForFinished(10000)) << "nqchat did not end on SIGTERM";
-    EXPECT_EQ(client.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(client.exitCode(), 0);
-    ASSERT_TRUE(test::waitUntil([&] { return trace.contains("logged out"); }, 5000)) << trace.toStdString();
+    // erin is a member but nobody's friend: alice adds her from the tree. She stands first under
+    // her account until a profile reply brings her nick. Then alice deletes dave, a roster friend.
+    QFile userFile(aliceHome + "/alice/NQUser.nq");
+    c.memberToFriend(member("erin"));
+    EXPECT_TRUE(waitUntil([&] { return toasted(services, "添加好友 erin 成功！"); })) << "no add toast";
+    EXPECT_EQ(friends.find("erin"), 1);
+    EXPECT_TRUE(userFile.open(QIODevice::ReadOnly) && userFile.readAll().contains("[Friends]\r\n1=erin\r\n"));
 
-    const QStringList in = lines();
-    const QString alice = QString(R"( \| alice \| )") + kDigest;
-    const int login = arrival(in, "dispatcher", kind::kLogin, alice);
-    const int chatLogin = arrival(in, "chat", kind::kLogin, alice, login + 1);
-    const int roster = arrival(in, "chat", kind::kFriendRoster, R"( \| alice$)", chatLogin + 1);
-    const int keepAlive1 = arrival(in, "chat", kind::kKeepAlive, R"( \| alice$)", roster + 1);
-    const int keepAlive2 = arrival(in, "chat", kind::kKeepAlive, R"( \| alice$)", keepAlive1 + 1);
-    const int logout = arrival(in, "chat", kind::kLogout, R"( \| alice$)", keepAlive2 + 1);
-    EXPECT_GE(login, 0) << "dispatcher login";
-    EXPECT_TRUE(in.value(login).contains("code=256")) << "version 1.0 = code 256";
-    EXPECT_GT(chatLogin, login) << "login repeated to the chat server";
-    EXPECT_GT(roster, chatLogin) << "roster request";
-    EXPECT_GT(keepAlive1, roster) << "first keep-alive";
-    EXPECT_GT(keepAlive2, keepAlive1) << "second keep-alive";
-    EXPECT_GT(logout, keepAlive2) << "quit frame at exit";
-    EXPECT_EQ(arrival(in, "chat", kind::kLogout, "", logout + 1), -1) << "one quit frame only";
+    // A user's next click comes after the frames the add sent have left: the menu action, like
+    // most senders, writes into the one send ring without waiting for it.
+    ASSERT_TRUE(waitUntil([&] { return form->session().wire.sendQueueFree; }));
+    const Bytes dave = gbk::fromUtf8("戴夫");
+    friends.setSelected(friends.find(dave));
+    c.deleteFriend();
+    EXPECT_TRUE(waitUntil([&] { return toasted(services, "删除好友 戴夫 成功！"); })) << "no delete toast";
+    EXPECT_EQ(friends.find(dave), 0);
+    EXPECT_EQ(friends.count(), 3);
+
+    form.reset();
 }
 
 }  // namespace

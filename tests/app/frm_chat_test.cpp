@@ -11,8 +11,8 @@
 #include "app/chat_windows.h"
 #include "app/contact_area.h"
 #include "app/frm_chat.h"
-#include "e2e_support.h"
 #include "form_rig.h"
+#include "support/event_loop.h"
 #include "widgets/lv_buttons_h.h"
 #include "widgets/rich_text.h"
 

@@ -21,9 +21,8 @@ TEST(MainformClose, BeforeLoginUnloadsOnceWritesThePositionAndSendsNothing) {
     other.show();
 
     EXPECT_TRUE(f.close());
-    EXPECT_EQ(rig.unloadCount, 1);
-    EXPECT_EQ(rig.position(), "4500,675,");
-    EXPECT_EQ(rig.desktop.calls.back(), "trayRemove");
+    EXPECT_EQ(std::tuple(rig.unloadCount, rig.position(), rig.desktop.calls.back()),
+              std::tuple(1, "4500,675,", "trayRemove"));
     EXPECT_FALSE(other.isVisible()) << "the unload closes every other window";
     EXPECT_TRUE(rig.update.sent.empty());
     f.show();
@@ -38,25 +37,17 @@ TEST(MainformClose, AfterLoginHidesToTheTrayUntilExitSendsTheQuitFrame) {
     rig.login();
 
     EXPECT_FALSE(f.close());
-    EXPECT_FALSE(f.isVisible());
-    EXPECT_TRUE(f.windowState() & Qt::WindowMinimized);
-    EXPECT_EQ(rig.unloadCount, 0);
-    EXPECT_TRUE(f.session().online);
-    EXPECT_EQ(rig.position(), "");
+    EXPECT_TRUE(!f.isVisible() && (f.windowState() & Qt::WindowMinimized) && f.session().online);
+    EXPECT_EQ(std::tuple(rig.unloadCount, rig.position()), std::tuple(0, ""));
     EXPECT_TRUE(rig.chat.sent.empty()) << "hiding sends no quit";
     f.menus().show->trigger();
-    EXPECT_TRUE(f.isVisible());
-    EXPECT_FALSE(f.windowState() & Qt::WindowMinimized);
+    EXPECT_TRUE(f.isVisible() && !(f.windowState() & Qt::WindowMinimized));
 
     f.menus().exit->trigger();
-    EXPECT_EQ(rig.unloadCount, 1);
-    EXPECT_FALSE(f.isVisible());
     const OwnedFrame quit = rig.sentOn(rig.chat);
-    EXPECT_EQ(kindOf(quit), kind::kLogout);
-    EXPECT_EQ(quit.body, joinFields({"alice"}));
-    EXPECT_FALSE(f.session().online);
-    EXPECT_NE(rig.position(), "");
-    EXPECT_EQ(rig.desktop.calls.back(), "trayRemove");
+    EXPECT_EQ(std::tuple(kindOf(quit), quit.body, rig.unloadCount, rig.desktop.calls.back()),
+              std::tuple(kind::kLogout, joinFields({"alice"}), 1, "trayRemove"));
+    EXPECT_TRUE(!f.isVisible() && !f.session().online && rig.position() != "");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QEvent>
+#include <QLabel>
 
 #include "desktop/frm_msn_style.h"
 #include "desktop/qt_platform_services.h"
@@ -91,7 +92,8 @@ TEST(MainformLoad, TheHallLineReachesTheSessionAndStartsTheLogin) {
     EXPECT_EQ(rig.sentOn(rig.update).body, joinFields({"bob", "fedcba9876543210fedcba9876543210"}));
 }
 
-TEST(MainformLoad, TheRealPartsHandToastsTheStoredTransparencyAsTheWindowReadsIt) {
+// The desktop's own services: toasts rise with the alpha the window reads and call it back.
+TEST(MainformLoad, TheRealPartsHandToastsTheStoredTransparencyAndTheWindowAsTheirCaller) {
     TempDir home;
     (void)CIniFile(home.file(std::string(keys::kUserFileName)))
         .WriteIniKey(keys::kSettingSection, keys::kTransparency, "1,205,");
@@ -104,6 +106,9 @@ TEST(MainformLoad, TheRealPartsHandToastsTheStoredTransparencyAsTheWindowReadsIt
         if (auto* t = qobject_cast<frmMsnStyle*>(w)) toast = t;
     ASSERT_NE(toast, nullptr);
     EXPECT_NEAR(toast->windowOpacity(), 205.0 / 255, 1e-6);
+    EXPECT_EQ(toast->lblAlert->text(), QStringLiteral("好友 小溪 已上线"));
+    while (toast->phase() == frmMsnStyle::Phase::SlidingIn) toast->step();
+    EXPECT_EQ(toast->caller(), &form);
     form.exitProgram();
 }
 

@@ -2,14 +2,12 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QLabel>
 #include <QMessageBox>
 #include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
 
-#include "desktop/frm_msn_style.h"
 #include "desktop/qt_platform_services.h"
 #include "support/temp_dir.h"
 
@@ -78,23 +76,6 @@ TEST(QtServicesDeathTest, ExitEndsAtOnceWithTheCodeAndFlushedOutput) {
             services.exitProcess(3);
         },
         ::testing::ExitedWithCode(3), "last words");
-}
-
-TEST(QtServices, ToastsOpenOnItsBoardWithTheMainWindowAsTheirCaller) {
-    QtPlatformServices services;
-    QWidget mainWindow;
-    services.setMainWindow(&mainWindow);
-    services.showToast("好友 小溪 已上线", 3000, "");
-
-    frmMsnStyle* toast = nullptr;
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (auto* t = qobject_cast<frmMsnStyle*>(w)) toast = t;
-    ASSERT_NE(toast, nullptr);
-    EXPECT_EQ(toast->lblAlert->text(), QStringLiteral("好友 小溪 已上线"));
-    EXPECT_EQ(services.toasts().lastSlot(), 1);
-    while (toast->phase() == frmMsnStyle::Phase::SlidingIn) toast->step();
-    EXPECT_EQ(toast->caller(), &mainWindow);
-    delete toast;
 }
 
 }  // namespace

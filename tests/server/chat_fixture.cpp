@@ -15,6 +15,12 @@ std::vector<Bytes> gs(std::initializer_list<std::string_view> utf8) {
     return out;
 }
 
+std::vector<uint16_t> codesOf(const std::vector<Got>& frames) {
+    std::vector<uint16_t> out;
+    for (const Got& f : frames) out.push_back(f.header.code);
+    return out;
+}
+
 std::vector<Bytes> Got::fields() const {
     std::vector<Bytes> out;
     FieldReader r(body);

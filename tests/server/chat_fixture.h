@@ -32,6 +32,7 @@ struct Got {
     FrameKind kind() const { return {header.type, header.sub}; }
     std::vector<Bytes> fields() const;
 };
+std::vector<uint16_t> codesOf(const std::vector<Got>& frames);
 
 class ChatTest : public ::testing::Test {
   protected:

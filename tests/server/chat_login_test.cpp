@@ -1,7 +1,34 @@
 // Sessions on the chat server and the dispatcher before it: login, repeat logins, keep-alive,
-// the end of a session, and frames that must not work.
+// the end of a session, and frames that must not work. And what keeps a session or a password
+// from being guessed: session numbers from the kernel, password checks held back after failures,
+// and seals that cost a guess dearly.
+
+#include <sys/random.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <deque>
 
 #include "chat_fixture.h"
+#include "server/credentials.h"
+#include "wire/digest.h"
+
+namespace {
+// Words that the next four-byte getrandom calls return; empty, the kernel answers.
+std::deque<uint32_t> scriptedRandom;
+}  // namespace
+
+// Stands in for the C library's getrandom in this test program, so that a test can see what the
+// server draws from the kernel. Everything else still gets the kernel's bytes.
+extern "C" ssize_t getrandom(void* buffer, size_t length, unsigned int flags) {
+    if (length == sizeof(uint32_t) && !scriptedRandom.empty()) {
+        std::memcpy(buffer, &scriptedRandom.front(), length);
+        scriptedRandom.pop_front();
+        return static_cast<ssize_t>(length);
+    }
+    return syscall(SYS_getrandom, buffer, length, flags);
+}
 
 namespace nq::server {
 namespace {
@@ -83,8 +110,9 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
     enter(bob, "bob");
     for (const Case& k : cases) {
         SCOPED_TRACE(k.what);
-        for (int n : {1, 6}) frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({"alice"}));
-        for (int n : {1, 6}) frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({"dave"}));
+        for (int n : {1, 6})
+            for (const char* who : {"alice", "dave"})
+                frame(client(n), kind::kLogout, 0, session(client(n)), joinFields({who}));
         const uint32_t old = login(alice, "alice").header.session;
         advance(k.quiet, 1s);
         say(bob, kind::kKeepAlive);
@@ -92,21 +120,15 @@ TEST_F(ChatTest, ARepeatLoginExpelsReplacesOrEndsTheFirst) {
 
         const auto answer = tryLogin(client(k.from), k.name, k.password);
         EXPECT_EQ(answer ? answer->header.code : kNone, k.answer);
-        if (answer) {
-            EXPECT_NE(answer->header.session, old);
-        }
-        auto kicks = framesOf(alice, kind::kLogin, aliceHad);
+        EXPECT_TRUE(!answer || answer->header.session != old) << "a new session number";
+        auto kicks = codesOf(framesOf(alice, kind::kLogin, aliceHad));
         if (k.from == 1 && answer) kicks.pop_back();  // the answer to the second login itself
-        ASSERT_EQ(kicks.size(), k.firstKicked ? 1u : 0u);
-        if (k.firstKicked) {
-            EXPECT_EQ(kicks[0].header.code, code::kLoggedInElsewhere);
-        }
+        EXPECT_EQ(kicks,
+                  k.firstKicked ? std::vector<uint16_t>{code::kLoggedInElsewhere} : std::vector<uint16_t>{});
         const size_t before = inbox(alice).size();
         frame(alice, kind::kKeepAlive, 0, old, joinFields({"alice"}));
         EXPECT_EQ(inbox(alice).size() - before, k.firstLives ? 1u : 0u);
-        std::vector<uint16_t> heard;
-        for (const Got& p : framesOf(bob, kind::kPresence, bobHad)) heard.push_back(p.header.code);
-        EXPECT_EQ(heard, k.bobHears);
+        EXPECT_EQ(codesOf(framesOf(bob, kind::kPresence, bobHad)), k.bobHears);
     }
 }
 
@@ -144,6 +166,150 @@ TEST_F(ChatTest, FramesFromAnotherAddressOrAStaleSessionAreNotActedOn) {
     say(alice, kind::kLogout);
     frame(alice, kind::kKeepAlive, 0, a, joinFields({"alice"}));
     EXPECT_EQ(inbox(alice).size(), aliceHad);
+}
+
+// Each login's session number is what the kernel gave, less the top bit; zero and a number in
+// use are drawn again.
+TEST_F(ChatTest, SessionNumbersComeFromTheKernel) {
+    const struct {
+        const char* name;
+        std::vector<uint32_t> drawn;
+        uint32_t session;
+    } cases[] = {
+        {"alice", {0x12345678}, 0x12345678},
+        {"bob", {0x80000000, 0x80000007}, 7},  // zero once the top bit is gone
+        {"carol", {0x12345678, 9}, 9},         // alice's
+        {"dave", {0xFFFFFFFF}, 0x7FFFFFFF},
+    };
+    for (int i = 0; const auto& c : cases) {
+        scriptedRandom.assign(c.drawn.begin(), c.drawn.end());
+        EXPECT_EQ(login(client(++i), c.name).header.session, c.session) << c.name;
+        EXPECT_TRUE(scriptedRandom.empty()) << c.name;
+    }
+    scriptedRandom.clear();
+}
+
+Endpoint at(uint32_t lowByte, uint16_t port) {
+    return {0x0A000000 | lowByte, port};
+}
+
+// Failed logins from one address, then at one account from many: a login that must wait is not
+// checked (the right password gets no answer either) until its wait has passed, and silence
+// is all it gets. The account's owner, at an address she logged in from before, does not wait.
+// And an account's password is checked only so often a minute, successes included.
+TEST_F(ChatTest, FailedLoginsMakeTheAddressOrTheAccountWait) {
+    config_.login.addressFailures = 3;
+    config_.login.accountFailures = 4;
+    config_.login.backoff = 1s;
+    config_.login.backoffMax = 4s;
+    config_.login.accountChecksPerMinute = 8;
+    constexpr int kSilence = -1;
+    const Endpoint guesser = at(1, 7101), home = at(2, 7102), fresh = at(9, 7109), toDispatcher = at(3, 7103),
+                   elsewhere = at(4, 7104), guesserAgain = at(1, 7105);
+    struct Step {
+        Duration after;
+        bool dispatcher;
+        Endpoint from;
+        const char* name;
+        const char* password;
+        int answer;
+    };
+    const Step steps[] = {
+        {0s, false, home, "carol", "123456", code::kLoginAccepted},  // where carol logs in
+        {0s, false, guesser, "erin", "1", code::kWrongPassword},
+        {0s, false, guesser, "nobody", "2", code::kWrongPassword},
+        {0s, false, guesser, "erin", "3", code::kWrongPassword},  // the third: one second's wait
+        {0s, false, guesser, "erin", "123456", kSilence},
+        {900ms, false, guesser, "erin", "123456", kSilence},
+        {100ms, false, guesser, "erin", "4", code::kWrongPassword},  // the fourth: two seconds
+        {1900ms, false, guesser, "erin", "123456", kSilence},
+        {100ms, false, guesser, "erin", "123456", code::kLoginAccepted},
+        // A login that succeeds from the guesser's address buys it nothing: its fifth failure,
+        // from any port, means four seconds.
+        {0s, false, guesserAgain, "bob", "9", code::kWrongPassword},
+        {3900ms, false, guesserAgain, "bob", "123456", kSilence},
+        // carol from four addresses, once each: now her account waits a second...
+        {0s, false, at(11, 7111), "carol", "5", code::kWrongPassword},
+        {0s, false, at(12, 7112), "carol", "6", code::kWrongPassword},
+        {0s, false, at(13, 7113), "carol", "7", code::kWrongPassword},
+        {0s, false, at(14, 7114), "carol", "8", code::kWrongPassword},
+        {0s, false, fresh, "carol", "123456", kSilence},
+        // ...but not for her, and her login wipes out the failures.
+        {0s, false, home, "carol", "123456", code::kLoginAccepted},
+        {0s, false, fresh, "carol", "123456", code::kLoginAccepted},
+        // The dispatcher, which checks passwords too, holds back alike.
+        {0s, true, toDispatcher, "bob", "1", code::kWrongPassword},
+        {0s, true, toDispatcher, "bob", "2", code::kWrongPassword},
+        {0s, true, toDispatcher, "bob", "3", code::kWrongPassword},
+        {0s, true, toDispatcher, "bob", "123456", kSilence},
+        {1s, true, toDispatcher, "bob", "123456", code::kGoToChatServer},
+        // Eight checks of bob a minute, whatever their outcome.
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+        {0s, true, elsewhere, "bob", "123456", kSilence},
+        {60s, true, elsewhere, "bob", "123456", code::kGoToChatServer},
+    };
+    for (int i = 0; const Step& s : steps) {
+        now_ += s.after;
+        const auto answer =
+            s.dispatcher ? tryDispatcher(s.from, s.name, s.password) : tryLogin(s.from, s.name, s.password);
+        EXPECT_EQ(answer ? answer->header.code : kSilence, s.answer) << "step " << i << " " << s.name;
+        ++i;
+    }
+}
+
+// The waits after the allowed failures double up to the longest, and are forgotten after twice
+// the longest without a failure. Addresses are followed up to a bound; the one longest unheard
+// of goes first.
+TEST(LoginThrottle, WaitsDoubleUpToTheLongestAndAreForgotten) {
+    LoginLimits limits;
+    limits.addressFailures = 2;
+    limits.backoff = 1s;
+    limits.backoffMax = 4s;
+    LoginThrottle throttle(limits);
+    Time now = Time{} + 1h;
+    const struct {
+        Duration after;
+        Duration wait;
+    } failures[] = {{0s, 0s}, {0s, 1s}, {1s, 2s}, {2s, 4s}, {4s, 4s}, {12s, 0s}, {0s, 1s}};
+    for (int i = 0; const auto& f : failures) {
+        now += f.after;
+        EXPECT_TRUE(throttle.addressMayTry(1, now)) << i;
+        EXPECT_EQ(throttle.failed(1, nullptr, now).address, f.wait) << i;
+        EXPECT_EQ(throttle.addressMayTry(1, now + f.wait - 1ms), f.wait == 0s) << i;
+        ++i;
+    }
+    for (uint32_t a = 2; a < 2 + LoginThrottle::kMaxAddresses; ++a) throttle.failed(a, nullptr, now);
+    EXPECT_TRUE(throttle.addressMayTry(1, now));
+    // The longest waits the command line allows, doubled forty times, stay a day.
+    limits.backoff = limits.backoffMax = 24h;
+    LoginThrottle daily(limits);
+    for (int i = 1; i <= 40; ++i)
+        EXPECT_EQ(daily.failed(1, nullptr, now).address, i < limits.addressFailures ? Duration{} : 24h) << i;
+}
+
+// Seals of earlier databases still log in, and the first login that proves the digest reseals
+// it; a refused one does not. What the admin commands write is sealed at today's cost.
+TEST_F(ChatTest, AnOldSealIsResealedAtTheNextLogin) {
+    const std::string digest = *passwordDigest("123456");
+    const std::string old = "s1$0123456789abcdef$" + Md5Hex("0123456789abcdef" + digest);
+    store().setDigest("alice", old);
+    EXPECT_TRUE(sealIsCurrent(store().account("bob")->digest));
+
+    EXPECT_EQ(login(alice, "alice", "654321").header.code, code::kWrongPassword);
+    EXPECT_EQ(store().account("alice")->digest, old);
+    EXPECT_EQ(login(alice, "alice").header.code, code::kLoginAccepted);
+    const std::string resealed = store().account("alice")->digest;
+    EXPECT_TRUE(sealIsCurrent(resealed));
+    EXPECT_TRUE(digestMatches(resealed, digest));
+    EXPECT_EQ(login(client(2), "alice").header.code, code::kLoginAccepted);
+    EXPECT_EQ(store().account("alice")->digest, resealed);
+    // A reseal that finds the seal changed meanwhile leaves it; a seal for nobody is refused.
+    EXPECT_FALSE(store().resealDigest("alice", old, sealDigest(digest)));
+    EXPECT_EQ(store().account("alice")->digest, resealed);
+    EXPECT_THROW(store().setDigest("nobody", old), StoreError);
 }
 
 }  // namespace

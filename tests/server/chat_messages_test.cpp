@@ -1,4 +1,4 @@
-// One-to-one messages: relay, waiting messages, a graceful restart, pacing of a backlog.
+// One-to-one messages: relay, waiting messages, a graceful restart and a crash, pacing of a backlog.
 
 #include "chat_fixture.h"
 #include "server/records.h"
@@ -150,20 +150,39 @@ TEST_F(ChatTest, AGracefulRestartKeepsSessionsAndWhatTheyWereOwed) {
 }
 
 // Held back by pacing at a crash: each was stored before it was held, so all come, once each.
-TEST_F(ChatTest, ACrashLosesNoMessageHeldBack) {
+// The server back within 100 s takes up the sessions open at the crash, with their numbers and
+// their readiness, unnoticed by friends; not one that had ended, and none after longer than a
+// client waits before it gives its session up.
+TEST_F(ChatTest, ACrashLosesNoMessageHeldBackAndNoOpenSession) {
     config_.pacing.ringBudget = 4096;
     config_.serverId = "127.0.0.1:8000";  // its load reports tell when it was last alive
     config_.input.framesPerSecond = 1e6;  // all at one instant
-    enter(alice, "alice");
+    const uint32_t aliceSession = enter(alice, "alice");
     enter(dave, "dave");
+    enter(carol, "carol");
+    say(carol, kind::kLogout);
     for (int i = 0; i < 40; ++i) say(alice, kind::kChat, 0, {"dave", big(i)});  // past 32 held: stored only
     advance(9s);  // a refill from the store while some are still held; a load report too
     ASSERT_LT(framesOf(dave, kind::kChat).size(), 40u);
     EXPECT_EQ(framesOf(dave, kind::kChat).size() + chat().heldFor(dave).frames, 40u) << "one held twice";
     crash();
+    now_ += 100s;
     start();
+    EXPECT_EQ(chat().sessionOf("alice"), aliceSession);
+    EXPECT_FALSE(chat().sessionOf("carol")) << "her session had ended";
+    const size_t aliceHad = inbox(alice).size();
+    say(dave, kind::kChat, 0, {"alice", g("宋体/10/0/1:00/还在吗")});
+    frame(alice, kind::kKeepAlive, 0, 77, joinFields({"alice"}));  // any stamp: those issued are gone
+    std::vector<FrameKind> got;
+    for (size_t i = aliceHad; i < inbox(alice).size(); ++i) got.push_back(inbox(alice)[i].kind());
+    EXPECT_EQ(got, (std::vector<FrameKind>{kind::kChat, kind::kKeepAlive}));
     advance(30s, 100ms);
     EXPECT_EQ(numbers(framesOf(dave, kind::kChat)), upTo(40));
+
+    crash();
+    now_ += 151s;
+    start();
+    EXPECT_EQ(chat().sessionCount(), 0u);
 }
 
 // A client that reads its ring as the real one does: a tick takes two frames when a datagram

@@ -1,6 +1,6 @@
-// What needs the real process: a graceful restart, several processes on one database, malformed
-// datagrams on real sockets, and the admin command beside a running server. The protocol itself
-// is tested in-process (chat_*_test).
+// What needs the real process: a restart and a crash with the sockets held, sockets from systemd,
+// several processes on one database, malformed datagrams on real sockets, and the admin command
+// beside a running server. The protocol itself is tested in-process (chat_*_test).
 
 #include <algorithm>
 #include <thread>
@@ -11,28 +11,48 @@
 namespace nq::test {
 namespace {
 
-TEST(Nqserver, SessionsAndWaitingMessagesSurviveAGracefulRestart) {
-    const std::string address = claimLoopbackAddress();
-    ServerProcess s(address);
-    Client alice(address), bob(address);
-    alice.enter(s.chat(), "alice");
-    bob.enter(s.chat(), "bob");
-    alice.waitFor(kind::kPresence);
-    alice.send(kind::kChat, {"dave", g("宋体/10/255/12:00:00/等你")});
-    alice.send(kind::kKeepAlive);
-    alice.waitFor(kind::kKeepAlive);  // the server has read the message
+// The server replaced by a new one that takes the sockets over (--take-over), or killed under
+// nqhold, which keeps them open and starts it again: what the clients send meanwhile waits for the
+// next server, which takes the sessions up from the store. A client that sends meanwhile must
+// never be told the port is closed, which would leave it offline for good.
+TEST(Nqserver, SessionsAndWaitingMessagesSurviveARestartAndACrash) {
+    for (const Launch launch : {Launch::Direct, Launch::Held}) {
+        SCOPED_TRACE(launch == Launch::Held ? "crash under nqhold" : "graceful restart");
+        const std::string address = claimLoopbackAddress();
+        ServerProcess s(address, {}, {}, 8000, launch);
+        Client alice(address), bob(address);
+        alice.enter(s.chat(), "alice");
+        bob.enter(s.chat(), "bob");
+        alice.waitFor(kind::kPresence);
+        alice.send(kind::kChat, {"dave", g("宋体/10/255/12:00:00/等你")});
+        for (Client* c : {&alice, &bob}) c->send(kind::kKeepAlive);
+        for (Client* c : {&alice, &bob}) c->waitFor(kind::kKeepAlive);  // the message and (2,6) are stored
+        const auto meanwhile = [&] {
+            alice.send(kind::kKeepAlive);
+            alice.send(kind::kChat, {"bob", g("宋体/10/0/1:00/你还在吗")});
+        };
+        launch == Launch::Held ? s.crash(meanwhile) : s.restart(meanwhile);
+        // Same sessions, same addresses: keep-alives are answered, messages flow, nobody came or went.
+        alice.waitFor(kind::kKeepAlive);
+        EXPECT_EQ(bob.waitFor(kind::kChat).fields[2], g("宋体/10/0/1:00/你还在吗"));
+        bob.send(kind::kChat, {"alice", g("宋体/10/0/1:01/在")});
+        EXPECT_EQ(alice.waitFor(kind::kChat).fields[2], g("宋体/10/0/1:01/在"));
+        bob.expectSilence(100ms, kind::kPresence);
+        EXPECT_EQ(alice.refusals() + bob.refusals(), 0);
+        Client dave(address);
+        dave.enter(s.chat(), "dave");
+        EXPECT_EQ(dave.waitFor(kind::kChat).fields[2], g("宋体/10/255/12:00:00/等你"));
+    }
+}
 
-    // The new server takes the sockets over: what alice sends while it starts waits for it.
-    s.restart([&] { alice.send(kind::kKeepAlive); });
-    // Same sessions, same addresses: keep-alives are answered, messages flow, nobody came or went.
-    alice.waitFor(kind::kKeepAlive);
-    alice.send(kind::kChat, {"bob", g("重启了吗")});
-    EXPECT_EQ(bob.waitFor(kind::kChat).fields[2], g("重启了吗"));
-    bob.expectSilence(100ms, kind::kPresence);
-    EXPECT_EQ(alice.refusals(), 0) << "the port was closed: the client would have gone offline for good";
-    Client dave(address);
-    dave.enter(s.chat(), "dave");
-    EXPECT_EQ(dave.waitFor(kind::kChat).fields[2], g("宋体/10/255/12:00:00/等你"));
+TEST(NqserverActivated, InheritedSocketsGoToTheRolesByTheirPorts) {
+    const std::string address = claimLoopbackAddress();
+    ServerProcess s(address, {}, {}, 8000, Launch::Activated);
+    Client alice(address);
+    // Sent before nqserver runs: it waits in the socket, and is answered by the dispatcher.
+    EXPECT_EQ(alice.askDispatcher(s.dispatcher(), "alice"), address + ":8000");
+    alice.enter(s.chat(), "alice");
+    EXPECT_EQ(alice.refusals(), 0);
 }
 
 // A dispatcher and two chat servers, three processes on one database. How the dispatcher

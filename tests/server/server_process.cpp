@@ -11,9 +11,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -24,11 +22,6 @@ extern char** environ;
 
 namespace nq::test {
 namespace {
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 std::string built(const char* program) {
     return std::string(std::getenv("NQ_BIN_DIR")) + "/server/" + program;

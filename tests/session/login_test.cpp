@@ -17,8 +17,7 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     EXPECT_TRUE(h.timer.enabled());
     EXPECT_TRUE(!h.view.loginEnabled && h.view.cancelEnabled && !h.view.inputsEnabled);
     EXPECT_EQ(h.view.info, "正在等待服务器验证，请稍侯。。。");
-    EXPECT_EQ(h.view.status[1], "用户:alice");
-    EXPECT_EQ(h.view.status[2], "状态：等待验证");
+    EXPECT_EQ(h.view.status, (std::map<int, std::string>{{1, "用户:alice"}, {2, "状态：等待验证"}}));
     EXPECT_TRUE(h.update.sent.empty()) << "the click only queues; the tick transmits";
 
     h.tick();
@@ -32,21 +31,18 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     EXPECT_TRUE(!s.waitDispatcher && s.waitLogin && s.waitReply);
     h.tick();
     const SentDatagram toChat = h.chat.take();
-    EXPECT_EQ(toChat.host, SessionHarness::kChatHost);
-    EXPECT_EQ(toChat.port, 8000);
+    EXPECT_EQ(toChat.host + ":" + std::to_string(toChat.port),
+              std::string(SessionHarness::kChatHost) + ":8000");
     const auto second = frameOf(toChat);
-    EXPECT_EQ(second.header.code, 0);
-    EXPECT_EQ(second.header.session, 0u);
-    EXPECT_EQ(second.body, first.body);
+    EXPECT_EQ(std::tuple(second.header.code, second.header.session, second.body),
+              std::tuple(0, 0u, first.body));
 
     h.fromChat({.seq = 9, .type = 1, .sub = 1, .session = kSession, .code = code::kLoginAccepted},
                joinFields({gbk::fromUtf8("爱丽丝"), "m3"}));
     h.tick();
     EXPECT_TRUE(s.online && !s.waitReply && !s.exitAllowed);
-    EXPECT_EQ(s.wire.sessionId, kSession);
-    EXPECT_EQ(s.myNick, gbk::fromUtf8("爱丽丝"));
-    EXPECT_EQ(s.myHead, "4");
-    EXPECT_EQ(s.myName, "alice");
+    EXPECT_EQ(std::tuple(s.wire.sessionId, s.myNick, s.myHead, s.myName),
+              std::tuple(kSession, gbk::fromUtf8("爱丽丝"), "4", "alice"));
     EXPECT_TRUE(h.view.sessionMenus && h.view.inputsEnabled);
     EXPECT_EQ(h.view.status[2], "状态：登录成功");
     EXPECT_EQ(h.readIni("User.ini", "UserName"), "alice");
@@ -55,9 +51,9 @@ TEST(Login, ThroughDispatcherAndChatServerByteForByte) {
     h.tick();
     const auto roster = h.sentOn(h.chat);
     EXPECT_EQ(kindOf(roster), kind::kFriendRoster);
-    EXPECT_EQ(roster.header.session, kSession);
-    EXPECT_EQ(roster.header.seq, 10) << "numbering follows the server's 9";
-    EXPECT_EQ(roster.body, joinFields({"alice"}));
+    EXPECT_EQ(std::tuple(roster.header.session, roster.header.seq, roster.body),
+              std::tuple(kSession, 10, joinFields({"alice"})))
+        << "numbering follows the server's 9";
     EXPECT_EQ(h.view.frame, "loginFrame") << "the login panel stays up until the roster arrives";
 }
 
@@ -91,8 +87,8 @@ TEST(Login, EmptyBoxesAndUndigestiblePasswordsStopTheClick) {
     Session& s = *h.session;
     s.comLoginClick();
     ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].text, "请输入用户名！");
-    EXPECT_EQ(h.services.boxes[0].icon, BoxIcon::Critical);
+    EXPECT_EQ(std::tuple(h.services.boxes[0].text, h.services.boxes[0].icon),
+              std::tuple("请输入用户名！", BoxIcon::Critical));
     h.view.name = "alice";
     s.comLoginClick();
     EXPECT_EQ(h.services.boxes.back().text, "请输入密码！");
@@ -180,10 +176,8 @@ TEST(Login, HallCommandLineLogsInWithoutAClick) {
     SessionHarness h;
     Session& s = *h.session;
     s.restoreLoginPanel("  erin$0123abcd$2$ ");
-    EXPECT_TRUE(s.hallStart);
-    EXPECT_EQ(s.hallCommand, 2);
-    EXPECT_EQ(h.view.name, "erin");
-    EXPECT_EQ(h.view.password, Session::kPasswordPlaceholder);
+    EXPECT_EQ(std::tuple(s.hallStart, s.hallCommand, h.view.name, h.view.password),
+              std::tuple(true, 2, "erin", Session::kPasswordPlaceholder));
     EXPECT_TRUE(!h.view.loginEnabled && h.view.cancelEnabled && h.timer.enabled());
     h.tick();
     EXPECT_EQ(h.sentOn(h.update).body, joinFields({"erin", "0123abcd"}));
@@ -197,9 +191,8 @@ TEST(Login, HallCommandLineLogsInWithoutAClick) {
     EXPECT_TRUE(bare.session->hallStart);
     bare.tick();
     const SentDatagram d = bare.update.take();
-    EXPECT_EQ(d.host, Session::kDefaultServer);
-    EXPECT_EQ(frameOf(d).header.code, 256);
-    EXPECT_EQ(frameOf(d).body, Bytes(2, '\0'));
+    EXPECT_EQ(std::tuple(d.host, frameOf(d).header.code, frameOf(d).body),
+              std::tuple(Session::kDefaultServer, 256, Bytes(2, '\0')));
 }
 
 TEST(Login, UpdateOrderStartsTheUpdaterAndUnloads) {
@@ -236,14 +229,11 @@ TEST(Login, LogoutSendsTheQuitFrameAtOnceWithTheSessionNumber) {
     s.wire.replyStamp = 5;
     s.logout();
     const auto quit = h.sentOn(h.chat);
-    EXPECT_EQ(kindOf(quit), kind::kLogout);
-    EXPECT_EQ(quit.header.session, kSession);
-    EXPECT_EQ(quit.body, joinFields({"alice"}));
-    EXPECT_FALSE(s.online);
-    EXPECT_EQ(h.chat.localPort(), 0);
-    EXPECT_EQ(h.view.frame, "loginFrame");
-    EXPECT_EQ(h.view.status[2], "状态：未验证");
-    EXPECT_EQ(h.view.otherFormUnloads, 1);
+    EXPECT_EQ(std::tuple(kindOf(quit), quit.header.session, quit.body),
+              std::tuple(kind::kLogout, kSession, joinFields({"alice"})));
+    EXPECT_TRUE(!s.online && h.chat.localPort() == 0);
+    EXPECT_EQ(std::tuple(h.view.frame, h.view.status[2], h.view.otherFormUnloads),
+              std::tuple("loginFrame", "状态：未验证", 1));
     EXPECT_FALSE(s.exitAllowed) << "after a logout the close button still hides";
     s.unload();
     EXPECT_TRUE(h.chat.sent.empty()) << "exit while logged out sends nothing";
@@ -293,8 +283,7 @@ TEST(Session, EveryEventReachesEverySubscriberAtItsPoint) {
                        "hotkey off2", "hotkey off1", "hotkey off2", "record closed1", "record closed2"}));
     EXPECT_EQ(scans, 2 * 8) << "every tick of the two logins, for each subscriber";
     const auto leave = h.sentOn(h.chat);
-    EXPECT_EQ(kindOf(leave), kind::kRoom);
-    EXPECT_EQ(leave.header.code, code::kRoomLeave);
+    EXPECT_EQ(std::tuple(kindOf(leave), leave.header.code), std::tuple(kind::kRoom, code::kRoomLeave));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/session_harness.h"
+#include "wire/digest.h"
 
 namespace nq::test {
 namespace {
@@ -8,19 +9,12 @@ namespace {
 constexpr uint32_t kSession = SessionHarness::kSessionNumber;
 constexpr FrameKind kUnlisted{11, 1};  // a kind no leaf is registered for
 
-// How far the session got before the wait begins, when the box must show, and whether the
-// give-up stops the timer.
 enum class Stage { Clicked, Redirected, RedirectUnbound, LoggedIn, LoggedInWaitLoginDown, SessionLost };
-struct TimeOut {
-    const char* name;
-    Stage stage;
-    int boxAtTick;
-    const char* text;
-    bool timerStaysOn;
-};
 
 TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
-    const TimeOut rows[] = {
+    // The wait, how far the session got before it begins, the tick the box shows on, its text,
+    // and whether the timer stays on after the give-up.
+    const std::tuple<const char*, Stage, int, const char*, bool> rows[] = {
         {"dispatcher silent: 70 s", Stage::Clicked, 140, "连接服务器超时,请重试！", false},
         {"chat server silent: 50 s", Stage::Redirected, 100, "连接服务器超时,请重试！", true},
         {"a chat socket that cannot bind: the dispatcher wait runs on", Stage::RedirectUnbound, 139,
@@ -30,32 +24,32 @@ TEST(Pump, EachWaitGivesUpWithItsBoxOnItsTick) {
         {"16 keep-alives unanswered, then 40 s of resends", Stage::SessionLost, 82, "连接服务器超时！",
          false},
     };
-    for (const TimeOut& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, stage, boxAtTick, text, timerStaysOn] : rows) {
+        SCOPED_TRACE(name);
         SessionHarness h;
         Session& s = *h.session;
-        if (row.stage <= Stage::RedirectUnbound) {
+        if (stage <= Stage::RedirectUnbound) {
             h.click();
-            if (row.stage != Stage::Clicked) {
+            if (stage != Stage::Clicked) {
                 h.tick();
-                if (row.stage == Stage::RedirectUnbound) h.chat.refusedPorts = {uint16_t(s.localPort + 321)};
+                if (stage == Stage::RedirectUnbound) h.chat.refusedPorts = {uint16_t(s.localPort + 321)};
                 h.redirect();
             }
         } else {
             h.login();
             s.waitTicks = 0;
-            s.waitReply = row.stage != Stage::SessionLost;
-            s.waitLogin = row.stage == Stage::LoggedIn;
-            s.pengMissed = row.stage == Stage::SessionLost ? 16 : 0;
+            s.waitReply = stage != Stage::SessionLost;
+            s.waitLogin = stage == Stage::LoggedIn;
+            s.pengMissed = stage == Stage::SessionLost ? 16 : 0;
             s.pengTicks = 20;
         }
         int ticks = 0;
         for (; h.services.boxes.empty() && ticks < 200; ++ticks) h.tick();
-        EXPECT_EQ(ticks, row.boxAtTick);
+        EXPECT_EQ(ticks, boxAtTick);
         ASSERT_EQ(h.services.boxes.size(), 1u);
-        EXPECT_EQ(h.services.boxes[0].text, row.text);
-        EXPECT_EQ(h.services.boxes[0].title, "聊天工具提示");
-        EXPECT_EQ(h.timer.enabled(), row.timerStaysOn);
+        EXPECT_EQ(std::tuple(h.services.boxes[0].text, h.services.boxes[0].title),
+                  std::tuple(text, "聊天工具提示"));
+        EXPECT_EQ(h.timer.enabled(), timerStaysOn);
         EXPECT_FALSE(s.waitDispatcher || s.waitReply || s.reverifying);
     }
 }
@@ -66,13 +60,18 @@ TEST(Pump, DispatcherRetriesGoToServer1And2FromTheNextPortUpEvenAfterACancel) {
     h.writeIni("Sys.ini", "Server1", "backup.test");
     h.click();
     const uint16_t port = h.session->localPort;
-    std::vector<std::pair<int, SentDatagram>> sent;
+    // The tick, the host and port it went to, the port it left from, its code and its body.
+    using Sent = std::tuple<int, std::string, uint16_t, uint16_t, uint16_t, Bytes>;
+    std::vector<Sent> sent;
     int32_t queuedBefore = 0;
     for (int t = 1; t <= 140; ++t) {
         // A retry whose bind fails still queues its frame (into nowhere) and shows the wait again.
         h.update.refusedPorts = {static_cast<uint16_t>(t == 80 ? port + 1 : 0)};
         h.tick();
-        while (!h.update.sent.empty()) sent.emplace_back(t, h.update.take());
+        for (; !h.update.sent.empty(); h.update.sent.pop_front()) {
+            const SentDatagram& d = h.update.sent.front();
+            sent.emplace_back(t, d.host, d.port, d.localPort, frameOf(d).header.code, frameOf(d).body);
+        }
         if (t == 1 || t == 79) h.session->comCancleClick();
         if (t == 79) queuedBefore = h.session->wire.sendWrite;
         if (t == 80) {
@@ -80,18 +79,10 @@ TEST(Pump, DispatcherRetriesGoToServer1And2FromTheNextPortUpEvenAfterACancel) {
             EXPECT_NE(h.session->wire.sendWrite, queuedBefore) << "and queues its frame";
         }
     }
-    ASSERT_EQ(sent.size(), 2u);
-    const int expectAt[] = {1, 21};
-    const char* expectHost[] = {SessionHarness::kDispatcherHost, "backup.test"};
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(sent[i].first, expectAt[i]);
-        EXPECT_EQ(sent[i].second.host, expectHost[i]);
-        EXPECT_EQ(sent[i].second.port, 4000);
-        EXPECT_EQ(sent[i].second.localPort, i == 0 ? port : port + 1);
-        const auto f = frameOf(sent[i].second);
-        EXPECT_EQ(f.header.code, 256) << "version 1.0";
-        EXPECT_EQ(f.body, frameOf(sent[0].second).body);
-    }
+    const Bytes body = joinFields({"alice", *passwordDigest("secret")});
+    EXPECT_EQ(sent, (std::vector<Sent>{{1, SessionHarness::kDispatcherHost, 4000, port, 256, body},
+                                       {21, "backup.test", 4000, uint16_t(port + 1), 256, body}}))
+        << "version 1.0 is code 256";
     EXPECT_TRUE(h.view.loginEnabled && h.view.inputsEnabled);
 }
 
@@ -105,9 +96,8 @@ TEST(Pump, KeepAliveEvery21TicksThenResendsAfter16Unanswered) {
         h.tick();
         while (!h.chat.sent.empty()) {
             const auto f = h.sentOn(h.chat);
-            EXPECT_EQ(f.header.type, family::kKeepAlive);
-            EXPECT_EQ(f.header.session, kSession);
-            EXPECT_EQ(f.body, joinFields({"alice"}));
+            EXPECT_EQ(std::tuple(f.header.type, f.header.session, f.body),
+                      std::tuple(family::kKeepAlive, kSession, joinFields({"alice"})));
             sentAt.push_back(t);
         }
         if (!s.online) lostAt = t;
@@ -125,16 +115,15 @@ TEST(Pump, KeepAliveEvery21TicksThenResendsAfter16Unanswered) {
         h.tick();
         while (!h.chat.sent.empty()) {
             const auto f = h.sentOn(h.chat);
-            EXPECT_EQ(f.header.type, kind::kLogin.type);
-            EXPECT_EQ(f.header.session, 0u);
+            EXPECT_EQ(std::tuple(f.header.type, f.header.session), std::tuple(kind::kLogin.type, 0u));
             resentAt.push_back(t);
         }
     }
     EXPECT_EQ(resentAt, (std::vector<int>{3, 41, 81}));
     ASSERT_EQ(h.services.toasts.size(), 1u) << "only the first resend shows the toast";
-    EXPECT_EQ(h.services.toasts[0].text, "与服务器断开连接，正在重新发送验证请求。");
-    EXPECT_EQ(h.services.toasts[0].milliseconds, 6000);
-    EXPECT_EQ(h.services.toasts[0].sound, h.home() + "/sound/SysMsg.wav");
+    const auto& toast = h.services.toasts[0];
+    EXPECT_EQ(std::tuple(toast.text, toast.milliseconds, toast.sound),
+              std::tuple("与服务器断开连接，正在重新发送验证请求。", 6000, h.home() + "/sound/SysMsg.wav"));
     EXPECT_EQ(h.view.frame, "loginFrame");
 }
 
@@ -210,8 +199,7 @@ TEST(Pump, TwoFramesInATickThenOneATickWhileABacklogDrainsAndOneGatedRequestATic
     EXPECT_FALSE(h.session->queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "g"})));
     h.tick();
     const auto sent = h.sentOn(h.chat);
-    EXPECT_EQ(sent.header.seq, 6);
-    EXPECT_EQ(kindOf(sent), kind::kProfile);
+    EXPECT_EQ(std::tuple(sent.header.seq, kindOf(sent)), std::tuple(uint16_t(6), kind::kProfile));
     EXPECT_TRUE(h.chat.sent.empty());
     EXPECT_TRUE(h.session->queueFrameGated(kind::kMemberRoster, code::kNone, joinFields({"alice", "g"})));
     h.tick();
@@ -246,16 +234,16 @@ TEST(Dispatch, NoticesDirectLinksFramesWithoutALeafAndAPoisonedFrame) {
                joinFields({gbk::fromUtf8("服务器维护")}));
     h.tick();
     ASSERT_EQ(h.services.boxes.size(), 1u);
-    EXPECT_EQ(h.services.boxes[0].title, "系统消息");
-    EXPECT_EQ(h.services.boxes[0].text, "服务器维护");
+    EXPECT_EQ(std::tuple(h.services.boxes[0].title, h.services.boxes[0].text),
+              std::tuple("系统消息", "服务器维护"));
     EXPECT_EQ(timerDuringBox, std::vector<bool>{false});
     EXPECT_TRUE(h.timer.enabled()) << "the tick turns it back on after the box";
 
     h.fromChat({.seq = 3, .type = 8, .sub = 2, .session = kSession}, joinFields({"hello", "unseen"}));
     h.tick();
     ASSERT_EQ(h.services.toasts.size(), 1u);
-    EXPECT_EQ(h.services.toasts[0].text, "hello");
-    EXPECT_EQ(h.services.toasts[0].milliseconds, 6000);
+    EXPECT_EQ(std::tuple(h.services.toasts[0].text, h.services.toasts[0].milliseconds),
+              std::tuple("hello", 6000));
 
     h.fromChat({.seq = 5, .type = family::kDirectLink, .sub = 3, .code = code::kPeerAbsent}, "");
     h.tick();

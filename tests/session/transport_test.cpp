@@ -2,30 +2,17 @@
 
 #include <arpa/inet.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QThreadPool>
 #include <atomic>
 #include <future>
 #include <vector>
 
 #include "session/qt_transport.h"
+#include "support/event_loop.h"
 #include "support/loopback.h"
 
 namespace nq {
 namespace {
-
-// Runs the event loop until pred holds; false when timeoutMs passed first.
-template <class Pred>
-bool waitFor(Pred pred, int timeoutMs = 3000) {
-    QElapsedTimer t;
-    t.start();
-    while (!pred()) {
-        if (t.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return true;
-}
 
 // Each socket binds an ephemeral port; the traffic goes to this process's own loopback address.
 const std::string& here() {
@@ -45,7 +32,7 @@ struct Listener {
     }
 };
 
-TEST(UdpSocket, TellsATakenPortApartAndCarriesDatagramsBothWaysWithTheirBytesIntact) {
+TEST(UdpSocket, TellsATakenPortApartAndCarriesDatagramsBothWaysToAddressesAndHostNames) {
     Listener a, b;
     ASSERT_NE(a.socket.localPort(), 0);
     QtUdpSocket taken;
@@ -57,9 +44,15 @@ TEST(UdpSocket, TellsATakenPortApartAndCarriesDatagramsBothWaysWithTheirBytesInt
     a.socket.send(binary);
     a.socket.send("second");
     b.socket.send("back");
-    ASSERT_TRUE(waitFor([&] { return b.heard.size() == 2 && a.heard.size() == 1; }));
+    ASSERT_TRUE(test::waitUntil([&] { return b.heard.size() == 2 && a.heard.size() == 1; }));
     EXPECT_EQ(b.heard, (std::vector<Bytes>{binary, "second"}));
     EXPECT_EQ(a.heard, std::vector<Bytes>{"back"});
+    // A host name resolves in the background; what is sent meanwhile waits for it.
+    a.socket.setRemote("localhost", b.socket.localPort());
+    a.socket.send("one");
+    a.socket.send("two");
+    ASSERT_TRUE(test::waitUntil([&] { return b.heard.size() == 4; }));
+    EXPECT_EQ(b.heard, (std::vector<Bytes>{binary, "second", "one", "two"}));
     a.socket.close();
     EXPECT_EQ(a.socket.localPort(), 0);
 }
@@ -74,24 +67,15 @@ TEST(UdpSocket, ASendToAClosedPortIsReportedAsAResetAndTheSocketGoesOn) {
     }
     a.socket.setRemote(here(), closedPort);
     a.socket.send("anyone?");
-    ASSERT_TRUE(waitFor([&] { return !a.errors.empty(); }));
+    ASSERT_TRUE(test::waitUntil([&] { return !a.errors.empty(); }));
     EXPECT_EQ(a.errors, std::vector<SocketError>{SocketError::ConnectionReset});
 
     // The error queue is drained: the socket neither repeats the error nor stops hearing.
     b.socket.setRemote(here(), a.socket.localPort());
     b.socket.send("still here");
-    ASSERT_TRUE(waitFor([&] { return !a.heard.empty(); }));
+    ASSERT_TRUE(test::waitUntil([&] { return !a.heard.empty(); }));
     EXPECT_EQ(a.heard[0], "still here");
     EXPECT_EQ(a.errors.size(), 1u);
-}
-
-TEST(UdpSocket, HostNamesResolveInTheBackgroundAndHoldWhatWasSentMeanwhile) {
-    Listener a, b;
-    a.socket.setRemote("localhost", b.socket.localPort());
-    a.socket.send("one");
-    a.socket.send("two");
-    ASSERT_TRUE(waitFor([&] { return b.heard.size() == 2; }));
-    EXPECT_EQ(b.heard, (std::vector<Bytes>{"one", "two"}));
 }
 
 TEST(UdpSocket, ALookupThatHangsHoldsNeitherTheSocketNorTheExitAndFailuresSendNothing) {
@@ -112,28 +96,28 @@ TEST(UdpSocket, ALookupThatHangsHoldsNeitherTheSocketNorTheExitAndFailuresSendNo
         ASSERT_EQ(doomed.bind(0), SocketError::None);
         doomed.setRemote("hangs.test", b.socket.localPort());
         doomed.send("never");
-        ASSERT_TRUE(waitFor([&] { return entered == 1; }));
+        ASSERT_TRUE(test::waitUntil([&] { return entered == 1; }));
     }
     Listener a;
     a.socket.setResolver(hanging);
     a.socket.setRemote("hangs.test", b.socket.localPort());
     a.socket.send("stale");
-    ASSERT_TRUE(waitFor([&] { return entered == 2; }));
+    ASSERT_TRUE(test::waitUntil([&] { return entered == 2; }));
     // The application object waits for Qt's global pool when it ends; lookups stay off it.
     EXPECT_EQ(QThreadPool::globalInstance()->activeThreadCount(), 0);
     // Changing the remote drops both the lookup and what waited on it.
     a.socket.setRemote(here(), b.socket.localPort());
     a.socket.send("fresh");
-    ASSERT_TRUE(waitFor([&] { return !b.heard.empty(); }));
+    ASSERT_TRUE(test::waitUntil([&] { return !b.heard.empty(); }));
     release.set_value();
-    ASSERT_TRUE(waitFor([&] { return answered == 2; }));
+    ASSERT_TRUE(test::waitUntil([&] { return answered == 2; }));
     // An empty or unresolvable host swallows datagrams without an error.
     a.socket.setRemote("", b.socket.localPort());
     a.socket.send("into nowhere");
     a.socket.setResolver([](const std::string&) { return std::optional<in_addr>(); });
     a.socket.setRemote("no-such-host.invalid", b.socket.localPort());
     a.socket.send("into nowhere");
-    waitFor([] { return false; }, 50);  // room for late answers to be delivered, were they to be
+    test::waitUntil([] { return false; }, 50);  // room for late answers to be delivered, were they to be
     EXPECT_EQ(b.heard, std::vector<Bytes>{"fresh"});
     EXPECT_TRUE(a.errors.empty());
 }

@@ -3,13 +3,11 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <optional>
@@ -18,6 +16,7 @@
 
 #include "store/ini_batch.h"
 #include "store/ini_file.h"
+#include "store/store_keys.h"
 #include "support/temp_dir.h"
 #include "wire/gbk.h"
 
@@ -26,15 +25,6 @@ namespace {
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
-
-std::string readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
 
 // Lines as the Windows client wrote them, each closed by CR LF.
 std::string crlf(std::initializer_list<std::string> lines) {
@@ -50,8 +40,8 @@ int entriesIn(const std::string& dir) {
 class IniFileTest : public ::testing::Test {
   protected:
     // Bytes put on disk by another program, behind the back of the cache.
-    void external(const std::string& bytes) { writeBytes(ini.INIFileName(), bytes); }
-    std::string onDisk() const { return readBytes(ini.INIFileName()); }
+    void external(const std::string& bytes) { test::writeFile(ini.INIFileName(), bytes); }
+    std::string onDisk() const { return test::readFile(ini.INIFileName()); }
 
     test::TempDir dir{"nq-ini"};
     CIniFile ini{dir.file("NQUser.nq")};
@@ -204,19 +194,19 @@ TEST_F(IniFileTest, NamesThatCannotReadBackAreRefused) {
 
 TEST_F(IniFileTest, WritesThroughALinkLandInItsTarget) {
     const std::string real = dir.file("elsewhere.nq");
-    writeBytes(real, crlf({"[S]", "k=1"}));
+    test::writeFile(real, crlf({"[S]", "k=1"}));
     fs::create_symlink(real, ini.INIFileName());
     ASSERT_TRUE(ini.WriteIniKey("S", "k", "2"));
     EXPECT_TRUE(fs::is_symlink(ini.INIFileName()));
-    EXPECT_EQ(readBytes(real), crlf({"[S]", "k=2"}));
+    EXPECT_EQ(test::readFile(real), crlf({"[S]", "k=2"}));
 }
 
 // ---- Failures: told once on stderr, nothing half-done left behind.
 
 TEST_F(IniFileTest, UnusablePlacesFailAndSaySoOnce) {
-    writeBytes(dir.file("plain"), "x");
+    test::writeFile(dir.file("plain"), "x");
     fs::create_directory(dir.file("folder"));
-    std::ofstream(dir.file("huge")).close();
+    test::writeFile(dir.file("huge"), "");
     ASSERT_EQ(::truncate(dir.file("huge").c_str(), CIniFile::kMaxFileBytes + 1), 0);  // sparse
     const std::string places[] = {dir.file("missing/NQUser.nq"), dir.file("plain/NQUser.nq"),
                                   dir.file("folder"), dir.file("huge")};
@@ -264,33 +254,6 @@ TEST_F(IniFileTest, WriteFailingHalfWayKeepsTheOriginalAndIsToldAgainAfterASucce
     EXPECT_NE(failingWrite(), "") << "after a success, a new failure is news";
 }
 
-TEST_F(IniFileTest, KilledWriterLeavesEitherTheOldOrTheNewFile) {
-    // Some 100 KB, so that a kill often lands while the new copy is being written.
-    std::string body = "[Big]\r\n";
-    for (int i = 0; i < 3000; ++i)
-        body += "key" + std::to_string(i) + "=value number " + std::to_string(i) + "\r\n";
-    external(body + "[S]\r\nx=start\r\n");
-    std::mt19937 rng(7);
-    for (int round = 0; round < 12; ++round) {
-        const pid_t pid = ::fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0) {
-            CIniFile f(ini.INIFileName());
-            for (unsigned i = 0;; ++i)
-                f.WriteIniKey("S", "x", std::string(i % 40 + 1, static_cast<char>('a' + i % 26)));
-        }
-        ::usleep(1000 + rng() % 20000);
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-        const std::string now = onDisk();
-        ASSERT_EQ(now.compare(0, body.size(), body), 0) << "round " << round;
-        const std::string tail = now.substr(body.size());
-        ASSERT_TRUE(tail.starts_with("[S]\r\nx=") && tail.ends_with("\r\n")) << tail;
-        const std::string value = tail.substr(7, tail.size() - 9);
-        EXPECT_TRUE(value == "start" || value.find_first_not_of(value[0]) == std::string::npos) << value;
-    }
-}
-
 TEST_F(IniFileTest, OnlyTemporariesOfGoneProcessesAreSwept) {
     const std::string gone = ".NQUser.nq.tmp2147483000-4";  // far above any pid_max
     const std::string kept[] = {
@@ -300,8 +263,8 @@ TEST_F(IniFileTest, OnlyTemporariesOfGoneProcessesAreSwept) {
         ".NQUser.nq.tmpabc-1",        // not the writers' pattern
         "NQUser.nq.tmp2147483000-4",  // not hidden: somebody's own file
     };
-    writeBytes(dir.file(gone), "partial");
-    for (const std::string& name : kept) writeBytes(dir.file(name), "x");
+    test::writeFile(dir.file(gone), "partial");
+    for (const std::string& name : kept) test::writeFile(dir.file(name), "x");
     EXPECT_TRUE(ini.WriteIniKey("S", "k", "v"));
     EXPECT_FALSE(fs::exists(dir.file(gone)));
     for (const std::string& name : kept) EXPECT_TRUE(fs::exists(dir.file(name))) << name;
@@ -343,7 +306,7 @@ TEST_F(IniFileTest, ChangesOnDiskAreSeenAndUnchangedFilesParsedOnce) {
                  {"again within that tick", "66", 10 * kMs, false}};
     for (const auto& c : cases) {
         const std::string target = c.renamed ? dir.file("new") : path;
-        writeBytes(target, crlf({"[S]", "k=" + c.value}));
+        test::writeFile(target, crlf({"[S]", "k=" + c.value}));
         setMtime(target, c.before);
         if (c.renamed) fs::rename(target, path);
         EXPECT_EQ(ini.GetIniKey("S", "k"), c.value) << c.what;
@@ -394,7 +357,7 @@ TEST(IniPath, MakePathJoinsWithExactlyOneSlashAndFileExistsOnlyForNonFolders) {
         EXPECT_EQ(CIniFile::MakePath(c.drv, c.dir), c.expected) << c.drv << " + " << c.dir;
 
     test::TempDir dir;
-    writeBytes(dir.file("f"), "");
+    test::writeFile(dir.file("f"), "");
     fs::create_symlink(dir.file("nowhere"), dir.file("dangling"));
     fs::create_symlink(dir.file("f"), dir.file("link"));
     for (const auto& [path, exists] :
@@ -407,20 +370,14 @@ TEST(IniPath, MakePathJoinsWithExactlyOneSlashAndFileExistsOnlyForNonFolders) {
         EXPECT_EQ(fileExists(path), exists) << path;
 }
 
-}  // namespace
-}  // namespace nq
-
-namespace nq {
-namespace {
-
 // A batch leaves the file as the same writes made one by one would, and its reads see its own
 // writes; nothing reaches the disk before the commit. The writes mix new and existing keys and
 // sections, spellings that differ in case, blank lines, a duplicate section and values to trim.
 TEST(IniBatch, EndsWhereTheSameWritesOneByOneEnd) {
     test::TempDir dir{"nq-batch"};
     const std::string start = crlf({"; kept", "[A]", "k1=1", "", "[b]", "x=y", "[A]", "dup=1", "[C]"});
-    writeBytes(dir.file("one"), start);
-    writeBytes(dir.file("batch"), start);
+    test::writeFile(dir.file("one"), start);
+    test::writeFile(dir.file("batch"), start);
     CIniFile one(dir.file("one"));
     IniBatch batch(dir.file("batch"));
     std::mt19937 rng(7);
@@ -435,9 +392,26 @@ TEST(IniBatch, EndsWhereTheSameWritesOneByOneEnd) {
         const char* rk = keys[rng() % 8];
         ASSERT_EQ(batch.GetIniKey(rs, rk), one.GetIniKey(rs, rk)) << "after write " << i;
     }
-    EXPECT_EQ(readBytes(dir.file("batch")), start);
+    EXPECT_EQ(test::readFile(dir.file("batch")), start);
     EXPECT_TRUE(batch.commit());
-    EXPECT_EQ(readBytes(dir.file("batch")), readBytes(dir.file("one")));
+    EXPECT_EQ(test::readFile(dir.file("batch")), test::readFile(dir.file("one")));
+}
+
+// The keys of one profile section share it: two that met under the file's case-blind matching
+// would overwrite each other.
+TEST(StoreKeys, NumberedKeysPutTheIndexFirstAndKeysOfOneProfileSectionNeverShareALine) {
+    EXPECT_EQ(store::numberedKey(12, store::user::kVlgIdSuffix), "12VlgID");
+    EXPECT_EQ(store::numberedKey(-1), "-1");
+    test::TempDir dir;
+    CIniFile file(dir.file("UserInfo.dat"));
+    auto roundTrip = [&](std::string_view section, auto keys) {
+        for (size_t i = 0; i < keys.size(); ++i)
+            ASSERT_TRUE(file.WriteIniKey(section, keys[i], std::to_string(i)));
+        for (size_t i = 0; i < keys.size(); ++i)
+            EXPECT_EQ(file.GetIniKey(section, keys[i]), std::to_string(i));
+    };
+    roundTrip("alice", store::info::kPersonKeys);
+    roundTrip("g1", store::info::kGroupKeys);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 // A fresh folder under the system's temporary folder, removed with everything in it at the end
-// of the scope. Qt-free so that the server's and the store's tests use the same one.
+// of the scope, and whole files read and written. Qt-free so that the server's and the store's
+// tests use the same one.
 
 #include <filesystem>
 #include <string>
@@ -20,5 +21,9 @@ class TempDir {
   private:
     std::string path_;
 };
+
+// A whole file's bytes ("" when it cannot be read), and a file made to hold exactly `bytes`.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& bytes);
 
 }  // namespace nq::test

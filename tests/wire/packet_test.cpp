@@ -117,12 +117,11 @@ TEST(ParsePacket, ReadsHeaderAndBodyWhereverTheFrameLies) {
         placeAt(w, c.at,
                 encodeFrame({.seq = 12, .type = 1, .sub = 4, .session = 0xFEDCBA98, .code = 2}, c.body));
         ParsePacket(w);
-        EXPECT_EQ(w.msgBody, c.body) << c.what;
-        EXPECT_EQ(w.Buf_head, c.headAfter < 0 ? w.Buf_rear : c.headAfter) << c.what;
-        EXPECT_EQ(w.head.Len, 22 + static_cast<int>(c.body.size())) << c.what;
+        EXPECT_EQ(std::tuple(w.msgBody, w.Buf_head, w.head.Len, w.head.Session, w.recvPending),
+                  std::tuple(c.body, c.headAfter < 0 ? w.Buf_rear : c.headAfter,
+                             22 + static_cast<int>(c.body.size()), 4275878552.0, false))
+            << c.what;
         EXPECT_TRUE(w.head.Seq == 12 && w.head.Type == 1 && w.head.Sub == 4 && w.head.Code == 2) << c.what;
-        EXPECT_EQ(w.head.Session, 4275878552.0) << c.what;
-        EXPECT_FALSE(w.recvPending) << c.what;
     }
 }
 
@@ -140,11 +139,8 @@ TEST(ParsePacket, RefusedLengthsAndOverflowingFieldsKeepThePreviousRecord) {
     // 1022 bytes poison the ring: both indices to 0, the rest of the record and the body stay.
     placeAt(w, 3000, encodeFrame({.seq = 2, .type = 3}, Bytes(1000, 'y')));
     ParsePacket(w);
-    EXPECT_EQ(w.Buf_head, 0);
-    EXPECT_EQ(w.Buf_rear, 0);
-    EXPECT_EQ(w.head.Len, 1022);
-    EXPECT_EQ(w.head.Type, 9.0f);
-    EXPECT_EQ(w.msgBody, "cd");
+    EXPECT_EQ(std::tuple(w.Buf_head, w.Buf_rear, w.head.Len, w.head.Type, w.msgBody),
+              std::tuple(0, 0, 1022, 9.0f, "cd"));
 }
 
 // The copying fast paths against the byte-at-a-time model, where they split runs.
@@ -192,9 +188,8 @@ TEST(PlainCodec, RoundTripAndRejection) {
     const Bytes f = encodeFrame({.seq = 7, .type = 2, .sub = 1, .session = 99, .code = 3}, body);
     auto d = decodeFrame(f);
     ASSERT_TRUE(d);
-    EXPECT_TRUE(d->header.seq == 7 && d->header.type == 2 && d->header.sub == 1);
-    EXPECT_TRUE(d->header.session == 99 && d->header.code == 3);
-    EXPECT_EQ(d->body, body);
+    EXPECT_TRUE(d->header.seq == 7 && d->header.type == 2 && d->header.sub == 1 && d->header.session == 99 &&
+                d->header.code == 3 && d->body == body);
     EXPECT_FALSE(decodeFrame(f.substr(0, 21)));
     EXPECT_FALSE(decodeFrame(f.substr(0, f.size() - 1))) << "Len promises more than arrived";
     Bytes shortLen = f;
