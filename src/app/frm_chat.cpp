@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QPainter>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -355,6 +356,8 @@ void frmChat::Form_Load() {
 }
 
 void frmChat::InitAndSetControls() {
+    // Filling the lists is no change of the user's: the box keeps its look meanwhile.
+    const QSignalBlocker quietFonts(FontSel), quietSizes(size);
     if (size->findText("10") < 0) size->addItem("10");
     size->setCurrentText("10");
     if (FontSel->findText("宋体") < 0) FontSel->addItem("宋体");
@@ -366,6 +369,7 @@ void frmChat::InitAndSetControls() {
 }
 
 void frmChat::InitFontList() {
+    const QSignalBlocker quietFonts(FontSel), quietSizes(size);
     FontSel->clear();
     FontSel->addItems(QFontDatabase::families());
     if (FontSel->findText("宋体") < 0) FontSel->insertItem(0, "宋体");

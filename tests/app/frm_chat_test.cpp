@@ -122,6 +122,9 @@ TEST(FrmChat, TheToolbarSizesNarrowsWidensAndClears) {
     w.tool(app::frmChat::kSize).click();
     auto* size = w.findChild<QComboBox*>("size");
     ASSERT_TRUE(size && size->isVisible());
+    // Filling the lists at that first click is no choice of the user's.
+    const LineLook& look = r.form->chatWindows().boxLook();
+    EXPECT_EQ(std::tuple(look.font, look.size), std::tuple(gbk::fromUtf8("宋体"), 10.0f));
     size->setCurrentText("16");
     QTest::keyClicks(&w.sendBox(), "big");
     w.comSendClick();
