@@ -3,6 +3,9 @@
 
 #include <QApplication>
 #include <QFont>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -36,6 +39,16 @@ bool displayAvailable(int argc, char** argv) {
 // The IM's Chinese captions need a CJK font; WenQuanYi Micro Hei is the one we install. The
 // family is named, not looked up: listing the font database first costs the start about 5 ms,
 // and an absent family falls back through fontconfig all the same.
+// Qt's own dialogs (the colour dialog, the buttons of a message box) speak the program's
+// language, not the desktop's: everything else in it is Chinese. Without Debian's
+// qt6-translations-l10n they stay English.
+void installQtTranslation() {
+    static QTranslator qtbase;
+    if (qtbase.load(QLocale(QLocale::Chinese, QLocale::China), "qtbase", "_",
+                    QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(&qtbase);
+}
+
 void chooseFont() {
     QFont f("WenQuanYi Micro Hei");
     f.setPointSize(10);
@@ -78,6 +91,7 @@ int main(int argc, char** argv) {
     // when the main window unloads, never because no window happens to be visible.
     QApplication::setQuitOnLastWindowClosed(false);
     chooseFont();
+    installQtTranslation();
 
     nq::app::MainformOptions formOptions;
     formOptions.programFolder = std::filesystem::absolute(folder).lexically_normal().string();
