@@ -14,7 +14,8 @@
 #include "widgets/rich_text.h"
 
 namespace nq::app {
-const std::array<const char*, 5> ChatWindows::kLinkPatterns = {"http://", "www.", "https://", "\\\\", "ftp:\\\\"};
+const std::array<const char*, 5> ChatWindows::kLinkPatterns = {"http://", "www.", "https://", "\\\\",
+                                                               "ftp:\\\\"};
 
 ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat, QObject* parent)
     : QObject(parent), session_(session), contacts_(contacts), chat_(chat), faces_(session.programFolder()) {
@@ -68,7 +69,8 @@ void ChatWindows::open(const ChatRequest& request) {
     frmChat* w = create(mode, request.name);
     if (mode == ChatMode::OTM) {
         const NodeTree& tree = contacts_.MyTree();
-        for (int child : tree.children(request.node)) w->members().AddItem(tree.text(child), {}, tree.image(child));
+        for (int child : tree.children(request.node))
+            w->members().AddItem(tree.text(child), {}, tree.image(child));
         w->showGroupPanel(true);
     }
     w->show();

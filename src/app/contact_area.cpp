@@ -141,6 +141,13 @@ QMenu* ContactArea::treeMenu(int node) {
     return menus_.member;
 }
 
+QMenu* ContactArea::memberMenu(const Bytes& member) {
+    if (!session_.online || member.empty()) return nullptr;
+    memberText_ = member;
+    memberNode_ = contacts_.MyTree().find(member);
+    return menus_.member;
+}
+
 // Presence moves renumber nodes while a popup is open; the member is then found by name.
 int ContactArea::rightClickedMember() const {
     const NodeTree& t = contacts_.MyTree();

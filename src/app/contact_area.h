@@ -54,6 +54,9 @@ class ContactArea : public QObject {
     [[nodiscard]] QMenu* listMenu(int list, QPoint at, Qt::MouseButton button) const;
     // The popup for a right click on a tree node (0: none under the mouse), or null.
     [[nodiscard]] QMenu* treeMenu(int node);
+    // 山庄子项 for a member right-clicked in a conversation window's member list: its items then
+    // act on that member (his node in the tree, when he has one).
+    [[nodiscard]] QMenu* memberMenu(const Bytes& member);
 
     void listDoubleClicked(int list);
     void treeDoubleClicked(int node);

@@ -302,8 +302,11 @@ void frmChat::buildSidePanels(QWidget* parent) {
     connect(IList1, &IList::DblClick, this, &frmChat::memberDoubleClicked);
     connect(IList1, &IList::mouseUp, this, [this](Qt::MouseButton button, Qt::KeyboardModifiers, QPoint at) {
         if (button == Qt::RightButton && members_.count() > 0 &&
-            at.y() < IList1->ItemHeight() * members_.count())
+            at.y() < IList1->ItemHeight() * members_.count()) {
+            // The press has selected the row: the menu is about the member under the pointer.
+            memberClicked();
             windows_.showMemberMenu(memberName_);
+        }
     });
     auto* vf = new QVBoxLayout(vlgFrame);
     vf->setContentsMargins(8, 8, 8, 8);

@@ -102,7 +102,8 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     contacts_ = std::make_unique<Contacts>(*session_);
     chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
     chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chats_);
-    connect(chats_.get(), &ChatManager::trayIconRefresh, this, [this](int state) { desktop_->traySetState(state); });
+    connect(chats_.get(), &ChatManager::trayIconRefresh, this,
+            [this](int state) { desktop_->traySetState(state); });
     chatWindows_->setMainWindow(this, [this](bool fixZeroTop) {
         setWindowState(windowState() & ~Qt::WindowMinimized);
         if (fixZeroTop && y() == 0) move(x(), 1);
@@ -112,6 +113,9 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
         activateWindow();
     });
     attachChatOpener([this](const ChatRequest& request) { chatWindows_->open(request); });
+    chatWindows_->setMemberMenu([this](const Bytes& member) {
+        if (QMenu* menu = contactArea().memberMenu(member)) menu->popup(QCursor::pos());
+    });
     attachTrayLeftClick([this] { chats_->OpenNextPending(); });
     connectContacts();
     connectControls();

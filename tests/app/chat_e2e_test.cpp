@@ -149,7 +149,9 @@ TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberO
         })) << member->account.toStdString()
             << "\n"
             << demo.trace.toStdString();
-        if (w) EXPECT_EQ(paneOf(w).faces, QList<int>{2}) << member->account.toStdString();
+        if (w) {
+            EXPECT_EQ(paneOf(w).faces, QList<int>{2}) << member->account.toStdString();
+        }
     }
 }
 

@@ -11,8 +11,11 @@
 #include "app/chat_windows.h"
 #include "app/contact_area.h"
 #include "app/frm_chat.h"
+#include "app/main_menus.h"
+#include "contacts/contacts.h"
 #include "form_rig.h"
 #include "support/event_loop.h"
+#include "widgets/i_list.h"
 #include "widgets/lv_buttons_h.h"
 #include "widgets/rich_text.h"
 
@@ -74,7 +77,9 @@ TEST(FrmChat, WhichLinesGoOutAndWhatRefusesTheOthers) {
         EXPECT_EQ(r.boxTexts(), row.boxes);
         EXPECT_EQ(w.sendBox().Text().isEmpty(), row.sent || row.text.isEmpty());
         EXPECT_EQ(w.revPane().Text().contains(row.paneHas), true) << w.revPane().Text().toStdString();
-        if (!*row.paneHas) EXPECT_EQ(w.revPane().Text(), "");
+        if (!*row.paneHas) {
+            EXPECT_EQ(w.revPane().Text(), "");
+        }
         r.tick();
         if (row.sent) {
             const OwnedFrame f = r.sentOn(r.chat);
@@ -142,6 +147,27 @@ TEST(FrmChat, TheToolbarSizesNarrowsWidensAndClears) {
 
     w.tool(app::frmChat::kClear).click();
     EXPECT_EQ(pane.Text(), "");
+}
+
+// A group's window lists its members; a right click on one offers 山庄子项 about him.
+TEST(FrmChat, AMembersMenuActsOnTheMemberRightClicked) {
+    ChatRig r;
+    Contacts& c = r.form->contacts();
+    c.AddVil(c.MyTree(), "G", 1);
+    for (const char* m : {"alice", "m1", "m2"}) c.AddVilmem(c.MyTree(), "G", m, 3);
+    r.form->contactArea().treeDoubleClicked(c.MyTree().find("G"));
+    app::frmChat* w = r.form->chatWindows().find(gbk::fromUtf8("在G聊天中"));
+    ASSERT_TRUE(w);
+    auto* list = w->findChild<IList*>("IList1");
+    ASSERT_TRUE(list && w->members().count() == 3);
+    r.tick();
+    EXPECT_EQ(kindOf(r.sentOn(r.chat)), kind::kGroupRecord);  // the group's card, asked at opening
+    QTest::mouseClick(list, Qt::RightButton, {}, QPoint(20, list->ItemHeight() * 2 + 3));
+    app::ContactMenus::item(r.form->contactMenus().member, "加为好友")->trigger();
+    r.tick();
+    const OwnedFrame f = r.sentOn(r.chat);
+    EXPECT_EQ(std::tuple(kindOf(f), Bytes(f.body)),
+              std::tuple(kind::kAddFriend, joinFields({"alice", "m2"})));
 }
 
 // Ten windows open cost no timer events: only the one a line is queued for wakes, takes the line
