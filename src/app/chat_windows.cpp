@@ -115,10 +115,10 @@ void ChatWindows::restore(const Bytes& caption) {
     w->activateWindow();
 }
 
-void ChatWindows::openChatWindow(const NewChatWindow& spec) {
-    frmChat* w = create(spec.mode, spec.lbFrd);
-    if (spec.groupPanel) {
-        for (const GroupMember& m : spec.members) w->members().AddItem(m.name, {}, m.icon);
+void ChatWindows::openChatWindow(const NewChatWindow& window) {
+    frmChat* w = create(window.mode, window.lbFrd);
+    if (window.groupPanel) {
+        for (const GroupMember& m : window.members) w->members().AddItem(m.name, {}, m.icon);
         w->showGroupPanel(true);
     }
     w->show();

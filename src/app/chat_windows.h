@@ -86,7 +86,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     [[nodiscard]] std::vector<OpenChat> openChats() const override;
     void flash(const Bytes& caption) override;
     void restore(const Bytes& caption) override;
-    void openChatWindow(const NewChatWindow& spec) override;
+    void openChatWindow(const NewChatWindow& window) override;
     void showMainWindow(bool fixZeroTop) override;
     void showJoinRequests() override;
     void openJoinRequestWindow(const Bytes& caption) override;
