@@ -178,6 +178,33 @@ void groupList(Store& store, std::ostream& out) {
     out << all.size() << (all.size() == 1 ? " group\n" : " groups\n");
 }
 
+void groupDissolve(Store& store, const GroupDissolve& d, std::ostream& out) {
+    const auto group = store.group(gbkOf(d.name, "group name"));
+    if (!group) throw UsageError("no group " + d.name);
+    const std::vector<Bytes> members = store.dissolveGroup(group->id);
+    // Running chat servers read the notices table once a second; this one names the group and
+    // who was in it, since the group itself is gone.
+    Bytes text = group->name;
+    for (const Bytes& m : members) text += '\n' + m;
+    store.queueNotice(NoticeKind::GroupGone, text);
+    out << "dissolved group " << group->id << " " << d.name << "; " << members.size()
+        << (members.size() == 1 ? " member was" : " members were") << " in it\n";
+}
+
+void groupRole(Store& store, const GroupRole& r, std::ostream& out) {
+    const auto group = store.group(gbkOf(r.name, "group name"));
+    if (!group) throw UsageError("no group " + r.name);
+    Bytes account;
+    if (!r.account.empty()) {
+        account = existing(store, r.account).name;
+        const auto members = store.groupMembers(group->id);
+        if (std::none_of(members.begin(), members.end(), [&](const Contact& c) { return c.account == account; }))
+            throw UsageError(r.account + " is no member of " + r.name);
+    }
+    store.setRole(group->id, r.role, account);
+    out << r.role << " of " << r.name << ": " << (r.account.empty() ? "nobody" : r.account) << "\n";
+}
+
 struct DemoProfile {
     const char* signature;
     int sex;
@@ -264,6 +291,13 @@ void runAdmin(Store& store, const Command& command, std::ostream& out) {
                 groupAdd(store, c, out);
             } else if constexpr (std::is_same_v<T, GroupList>) {
                 groupList(store, out);
+            } else if constexpr (std::is_same_v<T, GroupDissolve>) {
+                groupDissolve(store, c, out);
+            } else if constexpr (std::is_same_v<T, GroupRole>) {
+                groupRole(store, c, out);
+            } else if constexpr (std::is_same_v<T, UserCoins>) {
+                store.setCoins(existing(store, c.name).name, c.coins);
+                out << "coins of " << c.name << ": " << c.coins << "\n";
             } else if constexpr (std::is_same_v<T, Demo>) {
                 demo(store, out);
             } else {

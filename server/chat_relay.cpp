@@ -127,6 +127,7 @@ void ChatService::makeReady(Session& s) {
     s.ready = true;
     s.moreWaiting = true;
     queueWaiting(s);
+    deliverJoinTraffic(s);
 }
 
 void ChatService::queueWaiting(Session& s) {

@@ -50,6 +50,7 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       waitingRates_(config.waiting.perSenderPerMinute / 60.0, config.waiting.perSenderPerMinute),
       groupRates_(config.input.groupLinesPerMinute / 60.0,
                   std::max(1.0, config.input.groupLinesPerMinute / 3.0)),
+      joinRates_(config.input.joinRequestsPerHour / 3600.0, config.input.joinRequestsPerHour),
       limitNotices_(1 / 60.0, 1) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
 }
@@ -86,7 +87,20 @@ const FrameTable<ChatService::Handler>& ChatService::handlers() {
             .on(kind::kAddFriend, &ChatService::onAddFriend)
             .on(kind::kDeleteFriend, &ChatService::onDeleteFriend)
             .on(kind::kAddToBlacklist, &ChatService::onAddToBlacklist)
-            .on(kind::kRemoveFromBlacklist, &ChatService::onRemoveFromBlacklist);
+            .on(kind::kRemoveFromBlacklist, &ChatService::onRemoveFromBlacklist)
+            .on(kind::kFindPerson, &ChatService::onFindPerson)
+            .on(kind::kFindForBlacklist, &ChatService::onFindPerson)
+            .on(kind::kOnlinePage, &ChatService::onOnlinePage)
+            .on(kind::kGroupPage, &ChatService::onGroupPage)
+            .on(kind::kGroupSearch, &ChatService::onGroupSearch)
+            .on(kind::kGroupRecord, &ChatService::onGroupCard)
+            .on(kind::kSaveProfile, &ChatService::onSaveProfile)
+            .on(kind::kMayCreateGroup, &ChatService::onMayCreateGroup)
+            .on(kind::kCreateGroup, &ChatService::onCreateGroup)
+            .on(kind::kJoinRequest, &ChatService::onJoinRequest)
+            .on(kind::kJoinAnswer, &ChatService::onJoinAnswer)
+            .on(kind::kJoinGroup, &ChatService::onJoinConfirm)
+            .on(kind::kLeaveGroup, &ChatService::onLeaveGroup);
         return t;
     }();
     return table;
@@ -171,6 +185,7 @@ void ChatService::dropShort(Session& s, const FrameHeader& h) {
 
 void ChatService::broadcastNotice(NoticeKind kind, const Bytes& text, Time now) {
     now_ = now;
+    if (kind == NoticeKind::GroupGone) return groupGone(text);
     const Bytes body = joinFields({cutGbk(text, kMaxBody - 1)});
     const bool box = kind == NoticeKind::Box;
     for (auto& [number, s] : sessions_)

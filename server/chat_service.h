@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -122,6 +123,15 @@ class ChatService {
         // answers the acceptance (see onProfile).
         std::vector<Bytes> profilesAwaited;  // at most 16; a vector, as an empty deque holds 600 bytes
         ReplyStamps stamps;
+        // Where the last page of each listing ended, so that the next one goes on from there.
+        struct {
+            int64_t nextRow = 0;
+            Bytes afterAccount;
+        } onlinePage;
+        struct {
+            int64_t nextRow = 0;
+            int64_t afterId = 0;
+        } groupPage;
     };
     // More acceptances than this unanswered were lost on the way, or come from no client.
     static constexpr size_t kProfilesAwaitedMax = 16;
@@ -185,6 +195,29 @@ class ChatService {
     // Refusals of a sender's lines have no reply in the protocol: a toast says why, once a minute.
     void toastRefusal(Session& s, const char* utf8);
 
+    // chat_people.cpp
+    void onFindPerson(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onOnlinePage(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onGroupPage(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onGroupSearch(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onGroupCard(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onSaveProfile(Session& s, const FrameHeader& h, FieldReader& fields);
+    static Bytes groupRows(std::span<const Group> groups, size_t& taken);
+
+    // chat_group_life.cpp
+    void onMayCreateGroup(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onCreateGroup(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onJoinRequest(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onJoinAnswer(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onJoinConfirm(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onLeaveGroup(Session& s, const FrameHeader& h, FieldReader& fields);
+    void refuseJoin(Session& s, const Bytes& group, int64_t id, const char* why);
+    void showJoinRequest(Session& creator, JoinRequest r);
+    void tellJoinAnswer(Session& requester, JoinRequest r);
+    void deliverJoinTraffic(Session& s);
+    void tellMembers(const std::vector<Contact>& members, FrameKind kind, const Bytes& body);
+    void groupGone(const Bytes& notice);
+
     // chat_output.cpp
     // False when the frame was not queued: the client holds all it may (see PacingConfig).
     bool send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
@@ -212,6 +245,7 @@ class ChatService {
     RateBuckets<uint32_t> replyRates_;  // by IPv4 address
     RateBuckets<Bytes> waitingRates_;   // by sending account
     RateBuckets<Bytes> groupRates_;     // group lines, by sending account
+    RateBuckets<Bytes> joinRates_;      // join requests, by requesting account
     RateBuckets<Bytes> limitNotices_;   // one notice a minute to a sender whose messages are turned away
     bool refusedInDatagram_ = false;
     uint16_t refusalSeq_ = 0;

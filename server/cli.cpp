@@ -84,6 +84,8 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"waiting-max", required_argument, nullptr, 0},
                            {"waiting-days", required_argument, nullptr, 0},
                            {"log-lines", required_argument, nullptr, 0},
+                           {"group-coins", required_argument, nullptr, 0},
+                           {"join-rate", required_argument, nullptr, 0},
                            {"take-over", no_argument, nullptr, 0},
                            {"nick", required_argument, nullptr, 0},
                            {"head", required_argument, nullptr, 0},
@@ -225,6 +227,10 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.waiting.perReceiver = integer<int>(v, opt, 1, 100000000);
         } else if (g.is("waiting-days")) {
             o.waiting.maxAge = std::chrono::hours(24) * integer<int>(v, opt, 1, 36500);
+        } else if (g.is("group-coins")) {
+            o.input.groupCoinsThousands = integer<int>(v, opt, 0, 1000000);
+        } else if (g.is("join-rate")) {
+            o.input.joinRequestsPerHour = integer<int>(v, opt, 1, 100000);
         } else if (g.is("log-lines")) {
             o.logLinesPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("take-over")) {
@@ -335,9 +341,17 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
             only(options, "user list", {});
             w.end();
             line.command = UserList{};
+        } else if (sub == "coins") {
+            only(options, "user coins", {});
+            UserCoins c;
+            c.name = w.take("NAME");
+            const std::string coins = w.take("COINS");
+            w.end();
+            c.coins = integer<int64_t>(coins, "COINS", 0, 1'000'000'000'000);
+            line.command = c;
         } else {
-            throw UsageError(sub.empty() ? "user wants add, passwd or list"
-                                         : "user wants add, passwd or list, not \"" + sub + "\"");
+            throw UsageError(sub.empty() ? "user wants add, passwd, list or coins"
+                                         : "user wants add, passwd, list or coins, not \"" + sub + "\"");
         }
     } else if (command == "friend") {
         only(options, "friend", {});
@@ -371,9 +385,25 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
             only(options, "group list", {});
             w.end();
             line.command = GroupList{};
+        } else if (sub == "dissolve") {
+            only(options, "group dissolve", {});
+            GroupDissolve d{w.take("NAME")};
+            w.end();
+            line.command = d;
+        } else if (sub == "role") {
+            only(options, "group role", {});
+            GroupRole r;
+            r.name = w.take("NAME");
+            r.role = w.take("ROLE");
+            const std::vector<std::string> rest = w.rest();
+            if (rest.size() > 1) throw UsageError("unexpected \"" + rest[1] + "\" after group role");
+            if (!rest.empty()) r.account = rest[0];
+            if (r.role != "host" && r.role != "hostess" && r.role != "deputy" && r.role != "butler")
+                throw UsageError("a role is host, hostess, deputy or butler, not \"" + r.role + "\"");
+            line.command = r;
         } else {
-            throw UsageError(sub.empty() ? "group wants add or list"
-                                         : "group wants add or list, not \"" + sub + "\"");
+            throw UsageError(sub.empty() ? "group wants add, list, dissolve or role"
+                                         : "group wants add, list, dissolve or role, not \"" + sub + "\"");
         }
     } else if (command == "demo") {
         only(options, "demo", {});
@@ -428,6 +458,8 @@ Serving:
   --waiting-rate N          messages a minute one user may leave waiting (default 60)
   --waiting-max N           messages waiting for one user (default 1000)
   --waiting-days N          waiting messages older than this are deleted (default 30)
+  --group-coins N           coins a user needs to create a group, in thousands (default 10)
+  --join-rate N             join requests an hour one user may send (default 12)
   --log-lines N             lines a minute about dropped frames, refusals and failures,
                             each (default 60)
   --take-over               replace the nqserver running on these address and ports: it
@@ -439,6 +471,7 @@ Commands:
   user add NAME PASSWORD [--nick NICK] [--head m0..m9|w1..w10] [--level N] [--coins N]
   user passwd NAME PASSWORD
   user list
+  user coins NAME COINS     set the coins of a user
   friend NAME1 NAME2        make two users friends of each other
   notice --box|--toast TEXT send a system notice to everyone online (reaches running
                             servers through the database within a second)
@@ -446,6 +479,9 @@ Commands:
                             create a group with its creator and members (200 at most; each
                             member's groups must fit one roster frame)
   group list                groups with number, creator and number of members
+  group dissolve NAME       remove a group; its members online hear it at once
+  group role NAME host|hostess|deputy|butler [ACCOUNT]
+                            name a member to a role of the group's card, or clear it
   demo                      create the demo accounts alice, bob, carol, dave and erin
                             (password 123456), their friendships and the group 周末棋友会
                             of alice, bob, carol and erin

@@ -72,11 +72,23 @@ struct GroupAdd {
     std::string intro;
 };
 struct GroupList {};
+struct GroupDissolve {
+    std::string name;
+};
+struct GroupRole {
+    std::string name;
+    std::string role;     // host, hostess, deputy or butler
+    std::string account;  // empty: nobody
+};
+struct UserCoins {
+    std::string name;
+    int64_t coins = 0;
+};
 struct Demo {};
 struct ShowHelp {};
 
 using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
-                             GroupList, Demo, ShowHelp>;
+                             GroupList, GroupDissolve, GroupRole, UserCoins, Demo, ShowHelp>;
 
 struct CommandLine {
     std::string db = "nqserver.db";

@@ -40,6 +40,17 @@ Bytes groupRoster(std::span<const Group> groups);
 // pairs member account, head code; as many frames as the members take, none for nobody.
 std::vector<Bytes> memberRosters(std::string_view group, std::span<const Contact> members);
 
+// What a user may keep in each free text of his profile, in GBK bytes: together with the fields
+// he cannot choose (account, nick and head at most 24 bytes each, numbers) they fill 584 of the
+// 999 bytes of a profile record, so his record always goes out whole.
+struct ProfileLimits {
+    size_t signature = 100;
+    // country, province, city, e-mail, address, postal code, home telephone, mobile, real name,
+    // school, work unit, zodiac animal, blood type, star sign
+    size_t text[14] = {20, 20, 30, 60, 100, 12, 24, 24, 24, 60, 60, 4, 8, 8};
+};
+inline constexpr ProfileLimits kProfileLimits;
+
 // (3,1) code 1: the 25 fields of a person. Field 1 is exactly the account; the free texts are
 // shortened, longest first, when the whole would not fit one frame.
 Bytes profileRecord(const Account& a);

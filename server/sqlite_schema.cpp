@@ -2,7 +2,7 @@
 
 namespace nq::server {
 
-const std::array<const char*, 7> kSchemaSteps = {
+const std::array<const char*, 8> kSchemaSteps = {
     R"sql(
     CREATE TABLE accounts (
         name TEXT PRIMARY KEY,
@@ -144,6 +144,21 @@ const std::array<const char*, 7> kSchemaSteps = {
     R"sql(
     ALTER TABLE waiting_messages ADD COLUMN sub INTEGER NOT NULL DEFAULT 1;
     ALTER TABLE bus ADD COLUMN body BLOB NOT NULL DEFAULT x'';
+    )sql",
+    // Users create and join groups: a join request waits here for the creator and his answer for
+    // the requester. The online listing pages by account and the group search by name.
+    R"sql(
+    CREATE TABLE join_requests (
+        group_id INTEGER NOT NULL REFERENCES chat_groups(id) ON DELETE CASCADE,
+        requester TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
+        text TEXT NOT NULL,
+        state INTEGER NOT NULL,
+        created_at INTEGER NOT NULL,
+        PRIMARY KEY (group_id, requester)
+    );
+    CREATE INDEX join_requests_by_requester ON join_requests(requester);
+    CREATE INDEX chat_groups_by_creator ON chat_groups(creator);
+    UPDATE chat_groups SET host = creator WHERE host = '';
     )sql",
 };
 

@@ -6,6 +6,6 @@
 
 namespace nq::server {
 
-extern const std::array<const char*, 7> kSchemaSteps;
+extern const std::array<const char*, 8> kSchemaSteps;
 
 }  // namespace nq::server

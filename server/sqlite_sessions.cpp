@@ -1,5 +1,7 @@
 #include "server/sqlite_statement.h"
 
+#include <algorithm>
+
 // Waiting messages, notices, server loads, sessions and the bus between chat servers.
 
 namespace nq::server {
@@ -61,7 +63,7 @@ std::vector<Notice> SqliteStore::noticesAfter(int64_t id) {
     s.integer(1, id);
     while (s.step())
         out.push_back(
-            {s.columnInt(0), s.columnInt(1) == 1 ? NoticeKind::Box : NoticeKind::Toast, s.columnGbk(2)});
+            {s.columnInt(0), static_cast<NoticeKind>(std::clamp<int64_t>(s.columnInt(1), 1, 3)), s.columnGbk(2)});
     return out;
 }
 

@@ -389,7 +389,8 @@ int64_t SqliteStore::createGroup(const Group& g) {
     return transaction([&] {
         const auto now = static_cast<int64_t>(std::time(nullptr));
         try {
-            prepare("INSERT INTO chat_groups (name, creator, intro, created_at) VALUES (?, ?, ?, ?)")
+            // The creator is the group's host until the admin names another.
+            prepare("INSERT INTO chat_groups (name, creator, intro, created_at, host) VALUES (?1, ?2, ?3, ?4, ?2)")
                 .gbkText(1, g.name)
                 .gbkText(2, g.creator)
                 .gbkText(3, g.intro)

@@ -25,7 +25,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 7;
+    static constexpr int kSchemaVersion = 8;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -34,6 +34,10 @@ class SqliteStore : public Store {
     void setDigest(const Bytes& name, const std::string& digest) override;
     bool resealDigest(const Bytes& name, const std::string& from, const std::string& to) override;
     std::vector<Account> accounts() override;
+    void saveProfile(const Account& account) override;
+    void setCoins(const Bytes& name, int64_t coins) override;
+    std::vector<Contact> onlinePage(const Bytes& after, int64_t skip, int limit, const std::string& self,
+                                    int64_t freshSince) override;
 
     std::vector<Contact> friends(const Bytes& owner) override;
     std::vector<Bytes> ownersListing(const Bytes& friendName) override;
@@ -51,6 +55,19 @@ class SqliteStore : public Store {
     std::vector<Bytes> coMembers(const Bytes& account) override;
     int64_t createGroup(const Group& group) override;
     bool addMember(int64_t groupId, const Bytes& member) override;
+    bool removeMember(int64_t groupId, const Bytes& member) override;
+    int memberCount(int64_t groupId) override;
+    std::optional<Group> groupById(int64_t id) override;
+    std::optional<GroupCard> groupCard(const Bytes& name) override;
+    void setRole(int64_t groupId, const std::string& role, const Bytes& account) override;
+    std::vector<Group> groupsPage(int64_t afterId, int64_t skip, int limit) override;
+    std::vector<Group> groupsNamed(const Bytes& text, int limit) override;
+    std::vector<Bytes> dissolveGroup(int64_t groupId) override;
+    void putJoinRequest(const JoinRequest& request) override;
+    void dropJoinRequest(int64_t groupId, const Bytes& requester) override;
+    std::optional<JoinRequest> joinRequest(int64_t groupId, const Bytes& requester) override;
+    std::vector<JoinRequest> joinRequestsTo(const Bytes& creator) override;
+    std::vector<JoinRequest> joinRequestsBy(const Bytes& requester) override;
 
     int64_t storeMessage(const Bytes& receiver, const Bytes& body, uint16_t sub = kind::kChat.sub) override;
     std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId, int limit) override;
@@ -110,6 +127,7 @@ class SqliteStore : public Store {
     bool putOnList(const Bytes& owner, const Bytes& other, const char* takeOff, const char* putOn);
     std::optional<Account> accountWhere(const char* sql, const Bytes& key);
     std::vector<Group> groupsWhere(const char* sql, const Bytes* key);
+    std::vector<JoinRequest> joinRequestsWhere(const char* sql, const Bytes& key);
 
     sqlite3* db_ = nullptr;
     std::string path_;

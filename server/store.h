@@ -60,13 +60,45 @@ struct Group {
     Bytes intro;
 };
 
+// The group's card: what (3,2) shows. The four roles name accounts, or nobody.
+struct GroupCard {
+    Group group;
+    Bytes host;
+    Bytes hostess;
+    Bytes deputy;
+    Bytes butler;
+    int kind = 0;
+    int available = 1;
+};
+
+// A request to join a group, from the asking to the creator's answer and the requester's
+// confirmation. Kept in the store so that neither side needs to be online when the other acts.
+enum class JoinState {
+    Asked = 0,     // not yet shown to the creator
+    Shown = 1,     // sent to the creator; his answer is awaited
+    Agreed = 2,    // the creator agreed; the requester has not been told
+    Told = 3,      // the requester was told; his confirmation is awaited
+    Refused = 4,   // the creator refused; the requester has not been told
+};
+
+struct JoinRequest {
+    int64_t groupId = 0;
+    Bytes group;    // filled by reads
+    Bytes creator;  // filled by reads
+    Bytes requester;
+    Bytes text;    // the verification text, or the refusal's reason once refused
+    JoinState state = JoinState::Asked;
+};
+
 struct WaitingMessage {
     int64_t id = 0;
     Bytes body;                      // sender, receiver, text record: the frame's body as it will go out
     uint16_t sub = kind::kChat.sub;  // of family 2: one to one, or to a group member
 };
 
-enum class NoticeKind { Box = 1, Toast = 2 };
+// GroupGone: the admin dissolved a group; the text is its name and then its members' accounts,
+// each on a line of its own.
+enum class NoticeKind { Box = 1, Toast = 2, GroupGone = 3 };
 
 struct Notice {
     int64_t id = 0;
@@ -134,6 +166,13 @@ class Store {
     // never undoes a password changed meanwhile. False when it did not.
     virtual bool resealDigest(const Bytes& name, const std::string& from, const std::string& to) = 0;
     virtual std::vector<Account> accounts() = 0;  // ordered by name
+    // The fields a user edits himself: everything but name, digest, level and coins.
+    virtual void saveProfile(const Account& account) = 0;
+    virtual void setCoins(const Bytes& name, int64_t coins) = 0;  // StoreError if unknown
+    // People online on this server or on one that reported since freshSince (Unix seconds), by
+    // account: those after `after` (all when empty), skipping `skip` of them, `limit` at most.
+    virtual std::vector<Contact> onlinePage(const Bytes& after, int64_t skip, int limit,
+                                            const std::string& self, int64_t freshSince) = 0;
 
     // Friend lists are one-way: owner lists friend. Blacklists are kept apart from them.
     virtual std::vector<Contact> friends(const Bytes& owner) = 0;
@@ -155,6 +194,26 @@ class Store {
     virtual std::vector<Bytes> coMembers(const Bytes& account) = 0;
     virtual int64_t createGroup(const Group& group) = 0;  // its number; StoreError when the name is taken
     virtual bool addMember(int64_t groupId, const Bytes& member) = 0;  // false: a member already
+    virtual bool removeMember(int64_t groupId, const Bytes& member) = 0;
+    virtual int memberCount(int64_t groupId) = 0;
+    virtual std::optional<Group> groupById(int64_t id) = 0;
+    virtual std::optional<GroupCard> groupCard(const Bytes& name) = 0;
+    // role is one of "host", "hostess", "deputy", "butler"; an empty account clears it.
+    virtual void setRole(int64_t groupId, const std::string& role, const Bytes& account) = 0;
+    // Groups by number after afterId, skipping `skip`, `limit` at most.
+    virtual std::vector<Group> groupsPage(int64_t afterId, int64_t skip, int limit) = 0;
+    // Groups whose name holds text (all for an empty text), by number, `limit` at most.
+    virtual std::vector<Group> groupsNamed(const Bytes& text, int limit) = 0;
+    // The group, its members, its roles and its join requests go; its members are returned.
+    virtual std::vector<Bytes> dissolveGroup(int64_t groupId) = 0;
+
+    // Join requests: one per group and requester, the newest replacing an older one.
+    virtual void putJoinRequest(const JoinRequest& request) = 0;
+    virtual void dropJoinRequest(int64_t groupId, const Bytes& requester) = 0;
+    virtual std::optional<JoinRequest> joinRequest(int64_t groupId, const Bytes& requester) = 0;
+    // Those addressed to creator's groups, or made by requester, in the order they were made.
+    virtual std::vector<JoinRequest> joinRequestsTo(const Bytes& creator) = 0;
+    virtual std::vector<JoinRequest> joinRequestsBy(const Bytes& requester) = 0;
 
     // Messages for a receiver who was away, oldest first.
     virtual int64_t storeMessage(const Bytes& receiver, const Bytes& body,
