@@ -82,7 +82,7 @@ TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
         nullptr, nullptr, nullptr);
     sqlite3_close(db);
     SqliteStore upgraded(path);
-    EXPECT_EQ(upgraded.schemaVersion(), 7);
+    EXPECT_EQ(upgraded.schemaVersion(), SqliteStore::kSchemaVersion);
     EXPECT_EQ(upgraded.waitingMessages("bob", 0, 1).at(0).sub, kind::kChat.sub);
     EXPECT_EQ(upgraded.friends("alice")[0].nick, "b");
     const int64_t chess = upgraded.createGroup({0, "chess", "alice", ""});
@@ -90,6 +90,9 @@ TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
     EXPECT_FALSE(upgraded.addMember(chess, "bob"));
     upgraded.addMember(upgraded.createGroup({0, "go", "bob", ""}), "alice");
     EXPECT_EQ(upgraded.coMembers("bob"), std::vector<Bytes>{"alice"});  // in both his groups, once
+    upgraded.putJoinRequest({chess, {}, {}, "bob", "hi"});
+    EXPECT_EQ(upgraded.joinRequestsTo("alice").at(0).group, "chess");
+    EXPECT_EQ(upgraded.groupCard("chess")->host, "alice");  // the creator is host
 }
 
 // A batch keeps what it can: a write that fails is undone alone, and a disk that fills takes the
