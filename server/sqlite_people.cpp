@@ -50,11 +50,14 @@ void SqliteStore::setCoins(const Bytes& name, int64_t coins) {
 std::vector<Contact> SqliteStore::onlinePage(const Bytes& after, int64_t skip, int limit, const std::string& self,
                                              int64_t freshSince) {
     std::vector<Contact> out;
-    // Rows of servers that stopped reporting are what a crash left; their people are gone.
+    // Rows of servers that stopped reporting are what a crash left; their people are gone. Walking
+    // the covering index in account order stops after the page, and the rows skipped cost no read
+    // of the table; the index by server would sort every row online instead.
     auto& s = prepare(
-        "SELECT a.name, a.nick, a.head FROM online o JOIN accounts a ON a.name = o.account "
-        "WHERE o.account > ?1 AND o.number != 0 AND (o.server = ?2 OR o.server IN "
-        "(SELECT server FROM chat_servers WHERE heartbeat >= ?3)) ORDER BY o.account LIMIT ?4 OFFSET ?5");
+        "SELECT a.name, a.nick, a.head FROM (SELECT o.account FROM online o INDEXED BY online_page "
+        "WHERE o.account > ?1 AND o.number != 0 AND (o.server = ?2 OR EXISTS (SELECT 1 FROM chat_servers c "
+        "WHERE c.server = o.server AND c.heartbeat >= ?3)) ORDER BY o.account LIMIT ?4 OFFSET ?5) p "
+        "JOIN accounts a ON a.name = p.account ORDER BY p.account");
     s.gbkText(1, after).text(2, self).integer(3, freshSince).integer(4, limit).integer(5, skip);
     while (s.step()) out.push_back({s.columnGbk(0), s.columnGbk(1), s.columnGbk(2)});
     return out;

@@ -158,6 +158,7 @@ const std::array<const char*, 8> kSchemaSteps = {
     );
     CREATE INDEX join_requests_by_requester ON join_requests(requester);
     CREATE INDEX chat_groups_by_creator ON chat_groups(creator);
+    CREATE INDEX online_page ON online(account, number, server);
     UPDATE chat_groups SET host = creator WHERE host = '';
     )sql",
 };
