@@ -18,6 +18,10 @@ ProfileWindows::~ProfileWindows() {
     delete window_.data();
 }
 
+frmInfo* ProfileWindows::window() const {
+    return window_;
+}
+
 frmInfo& ProfileWindows::ensureWindow() {
     if (!window_) {
         window_ = new frmInfo(*cache_, programFolder_);

@@ -36,7 +36,7 @@ class ProfileWindows : public QObject {
     // when the caption is empty and nothing is asked.
     void showFromMenu(const Bytes& caption, int mode);
 
-    [[nodiscard]] frmInfo* window() const { return window_; }
+    [[nodiscard]] frmInfo* window() const;
 
   private:
     frmInfo& ensureWindow();
