@@ -23,10 +23,10 @@ constexpr int kBoxWidthPx = 200;
 
 const QStringList kSexes = {"男", "女"};
 const QStringList kStates = {"中华人民共和国", "国外"};
-const QStringList kProvinces = {"北京", "上海", "天津", "重庆", "河北", "山西", "内蒙古", "辽宁", "吉林",
-                                "黑龙江", "江苏", "浙江", "安徽", "福建", "江西", "山东", "河南", "湖北",
-                                "湖南", "广东", "广西", "海南", "贵州", "四川", "云南", "西藏", "陕西",
-                                "甘肃", "青海", "宁夏", "新疆", "香港", "澳门", "台湾"};
+const QStringList kProvinces = {"北京",   "上海", "天津", "重庆", "河北", "山西", "内蒙古", "辽宁", "吉林",
+                                "黑龙江", "江苏", "浙江", "安徽", "福建", "江西", "山东",   "河南", "湖北",
+                                "湖南",   "广东", "广西", "海南", "贵州", "四川", "云南",   "西藏", "陕西",
+                                "甘肃",   "青海", "宁夏", "新疆", "香港", "澳门", "台湾"};
 // 牧羊座 and 魔羯座 are spelled so in the list users have always picked from.
 const QStringList kStarSigns = {"水瓶座", "双鱼座", "牧羊座", "金牛座", "双子座", "巨蟹座",
                                 "狮子座", "处女座", "天秤座", "天蝎座", "射手座", "魔羯座"};
@@ -266,8 +266,8 @@ void frmInfo::fill(const ProfileShown& p) {
                          txt_mobil, txt_email})
         lock(b, ro, ro);
     for (QComboBox* b : {Cb_sex, cbState, txtProvince, cbXingzuo, cbShengxiao, cbBtype}) lock(b, ro, ro);
-    imgHead->setPixmap(QPixmap(QString::fromStdString(programFolder_ + "/image/" + std::to_string(p.head - 1) +
-                                                      ".jpg")));
+    imgHead->setPixmap(
+        QPixmap(QString::fromStdString(programFolder_ + "/image/" + std::to_string(p.head - 1) + ".jpg")));
     if (p.fromReply) comUpdate->setEnabled(true);
 }
 

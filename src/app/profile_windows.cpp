@@ -6,7 +6,8 @@
 
 namespace nq::app {
 
-ProfileWindows::ProfileWindows(Session& session, Contacts& contacts, std::string programFolder, QObject* parent)
+ProfileWindows::ProfileWindows(Session& session, Contacts& contacts, std::string programFolder,
+                               QObject* parent)
     : QObject(parent),
       session_(session),
       programFolder_(std::move(programFolder)),

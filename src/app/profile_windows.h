@@ -24,7 +24,8 @@ class frmInfo;
 class ProfileWindows : public QObject {
     Q_OBJECT
   public:
-    ProfileWindows(Session& session, Contacts& contacts, std::string programFolder, QObject* parent = nullptr);
+    ProfileWindows(Session& session, Contacts& contacts, std::string programFolder,
+                   QObject* parent = nullptr);
     ~ProfileWindows() override;
 
     ProfileCache& cache() { return *cache_; }

@@ -21,7 +21,8 @@ namespace {
 // A cached view reads the home telephone under this key, which nothing ever writes: such a
 // view always shows that box empty, and installations in use rely on nothing else.
 constexpr std::string_view kCachedPhoneKey = "UphoneUcellPhone";
-constexpr std::string_view kHomeCountry = "\xD6\xD0\xBB\xAA\xC8\xCB\xC3\xF1\xB9\xB2\xBA\xCD\xB9\xFA";  // 中华人民共和国
+constexpr std::string_view kHomeCountry =
+    "\xD6\xD0\xBB\xAA\xC8\xCB\xC3\xF1\xB9\xB2\xBA\xCD\xB9\xFA";  // 中华人民共和国
 
 constexpr int kRecordFields = 25;
 
@@ -143,7 +144,8 @@ void ProfileCache::onProfileRecord() {
     const int head = headOnlineIndex(f[kHeadField]);
     f[kHeadField] = std::to_string(head);
     f[kCoinsField] = doubleText(f[kCoinsField]);
-    for (int i : {kAgeField, kSexField, kSettingField}) f[static_cast<size_t>(i)] = int16Text(f[static_cast<size_t>(i)]);
+    for (int i : {kAgeField, kSexField, kSettingField})
+        f[static_cast<size_t>(i)] = int16Text(f[static_cast<size_t>(i)]);
 
     // A friend online under his account is one the user has just added: his row learns the
     // nick and the head, and the contact file both directions of the mapping.
@@ -191,13 +193,28 @@ Bytes ProfileCache::cutTo(std::string_view text, int maxBytes) {
 
 Bytes ProfileCache::saveBody(const Bytes& own, const Bytes& headCode, const OwnProfileEdits& e) {
     using L = Limits;
-    return joinFields({own, cutTo(e.dearName, L::kNick), headCode, cutTo(e.signature, L::kSignature),
-                       cutTo(e.age, L::kAge), e.male ? "1" : "0", cutTo(e.area, L::kArea),
-                       cutTo(e.province, L::kProvince), cutTo(e.city, L::kCity), cutTo(e.email, L::kEmail),
-                       cutTo(e.address, L::kAddress), cutTo(e.postCode, L::kPostCode), cutTo(e.call, L::kPhone),
-                       cutTo(e.mobile, L::kPhone), cutTo(e.realName, L::kRealName), cutTo(e.school, L::kSchool),
-                       cutTo(e.job, L::kJob), cutTo(e.zodiacAnimal, L::kListItem),
-                       cutTo(e.bloodType, L::kListItem), cutTo(e.starSign, L::kListItem), "0", "0"});
+    return joinFields({own,
+                       cutTo(e.dearName, L::kNick),
+                       headCode,
+                       cutTo(e.signature, L::kSignature),
+                       cutTo(e.age, L::kAge),
+                       e.male ? "1" : "0",
+                       cutTo(e.area, L::kArea),
+                       cutTo(e.province, L::kProvince),
+                       cutTo(e.city, L::kCity),
+                       cutTo(e.email, L::kEmail),
+                       cutTo(e.address, L::kAddress),
+                       cutTo(e.postCode, L::kPostCode),
+                       cutTo(e.call, L::kPhone),
+                       cutTo(e.mobile, L::kPhone),
+                       cutTo(e.realName, L::kRealName),
+                       cutTo(e.school, L::kSchool),
+                       cutTo(e.job, L::kJob),
+                       cutTo(e.zodiacAnimal, L::kListItem),
+                       cutTo(e.bloodType, L::kListItem),
+                       cutTo(e.starSign, L::kListItem),
+                       "0",
+                       "0"});
 }
 
 void ProfileCache::saveOwnProfile(const OwnProfileEdits& edits) {

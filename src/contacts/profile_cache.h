@@ -27,8 +27,8 @@ struct ProfileShown {
     Bytes name, dearName, realName, age, area, province, city, signature;
     Bytes starSign, zodiacAnimal, bloodType, job, school, address, postCode, call, mobile, email;
     bool male = false;
-    int head = 0;           // 1..20, the picture of imgHead
-    bool readOnly = true;   // every box locked and greyed
+    int head = 0;            // 1..20, the picture of imgHead
+    bool readOnly = true;    // every box locked and greyed
     bool fromReply = false;  // shown because the server's record came in
 };
 
@@ -72,7 +72,8 @@ class ProfileCache : public QObject {
     // The head code a stored online head index goes out as: 11..20 are w1..w10, 1..10 m0..m9.
     [[nodiscard]] static Bytes headCodeOf(int imageId);
     // The (4,1) body: own name, the boxes in their order with the stored head code, two zeros.
-    [[nodiscard]] static Bytes saveBody(const Bytes& own, const Bytes& headCode, const OwnProfileEdits& edits);
+    [[nodiscard]] static Bytes saveBody(const Bytes& own, const Bytes& headCode,
+                                        const OwnProfileEdits& edits);
     // text cut to at most maxBytes without splitting a two-byte character.
     [[nodiscard]] static Bytes cutTo(std::string_view text, int maxBytes);
 

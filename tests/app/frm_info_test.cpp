@@ -27,12 +27,7 @@ struct InfoRig : FormRig {
     }
     std::string sent() {
         tick();
-        if (chat.sent.empty()) return "";
-        const OwnedFrame f = sentOn(chat);
-        std::string out = std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + "," +
-                          std::to_string(f.header.code) + ":";
-        for (auto field : splitAll(f.body)) out += gbk::toUtf8(field) + "|";
-        return out;
+        return sentText(chat);
     }
     void menu(QMenu* m, const char* item) { app::ContactMenus::item(m, item)->trigger(); }
 };
@@ -69,8 +64,9 @@ TEST(FrmInfo, TheOwnProfileIsEditableOnceCachedAndSavesAsOneMessage) {
     r.form->menus().myInfo->trigger();
     r.sent();
     Bytes body;
-    for (const char* f : {"alice", "1", "", "5", "爱丽丝", "w1", "hi", "20", "0", "", "", "", "", "", "", "", "",
-                          "", "", "", "", "", "", "0", "0"})
+    for (const char* f : {"alice", "1",    "新手", "5",      "爱丽丝", "w1",     "hi",    "20",  "0",
+                          "",      "上海", "浦东", "a@b.cn", "路1号",  "200000", "021-1", "139", "丽",
+                          "复旦",  "某厂", "虎",   "A型",    "双子座", "0",      "0"})
         appendField(body, gbk::fromUtf8(f));
     r.fromChat({.seq = 2, .type = 3, .sub = 1, .session = ScriptedServers::kSessionNumber, .code = 1}, body);
     r.tick();
@@ -81,7 +77,9 @@ TEST(FrmInfo, TheOwnProfileIsEditableOnceCachedAndSavesAsOneMessage) {
     ASSERT_FALSE(w->txtAge->isReadOnly());
     QTest::keyClicks(w->txtAge, "a3");
     w->comSave->click();
-    EXPECT_EQ(r.sent(), "4,1,0:alice|爱丽丝|w1|hi|203|0|中华人民共和国||||||||||||||0|0||");
+    EXPECT_EQ(r.sent(),
+              "4,1,0:alice|爱丽丝|w1|hi|203|0|中华人民共和国|上海|浦东|a@b.cn|路1号|200000||139|丽|复旦|某厂|"
+              "虎|A型|双子座|0|0||");
     if (const char* dir = std::getenv("NQ_SHOTS")) w->grab().save(QString(dir) + "/profile-own.png");
 }
 

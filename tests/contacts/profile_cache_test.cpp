@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
@@ -20,7 +19,8 @@ struct Rig : SessionHarness {
     ProfileCache p{*session, c};
     std::vector<ProfileShown> shown;
     Rig() {
-        QObject::connect(&p, &ProfileCache::profileDue, [this](const ProfileShown& s) { shown.push_back(s); });
+        QObject::connect(&p, &ProfileCache::profileDue,
+                         [this](const ProfileShown& s) { shown.push_back(s); });
         login();
     }
     void ini(std::string_view file, std::string_view section, std::string_view key, std::string_view value) {
@@ -31,31 +31,24 @@ struct Rig : SessionHarness {
     }
     std::string fileText(std::string_view file) {
         std::ifstream in(session->userFile(file), std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return gbk::toUtf8(s.str());
+        return gbk::toUtf8(std::string(std::istreambuf_iterator<char>(in), {}));
     }
-    void record(const std::vector<std::string_view>& fields, uint16_t code = 1) {
+    void record(const std::vector<std::string_view>& fields) {
         Bytes body;
         for (auto f : fields) appendField(body, g(f));
-        fromChat({.seq = 1, .type = 3, .sub = 1, .session = kSessionNumber, .code = code}, body);
+        fromChat({.seq = 1, .type = 3, .sub = 1, .session = kSessionNumber, .code = 1}, body);
         tick();
     }
-    // The frame the next tick sends, as "type,sub,code:fields|...", or "" when none.
     std::string sent() {
         tick();
-        if (chat.sent.empty()) return "";
-        const OwnedFrame f = sentOn(chat);
-        std::string out = std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + "," +
-                          std::to_string(f.header.code) + ":";
-        for (auto field : splitAll(f.body)) out += gbk::toUtf8(field) + "|";
-        return out;
+        return sentText(chat);
     }
 };
 
-const std::vector<std::string_view> kBob = {
-    "bob", "3", "书生", "1200", "鲍勃", "w2", "签名", "30", "1", "", "上海", "浦东", "b@x.cn", "路1号",
-    "200000", "021-1", "139", "鲍", "复旦", "某厂", "虎", "A型", "双子座", "2", "0"};
+const std::vector<std::string_view> kBob = {"bob",    "3",      "书生", "1200", "鲍勃", "w2",     "签名",
+                                            "30",     "1",      "",     "上海", "浦东", "b@x.cn", "路1号",
+                                            "200000", "021-1",  "139",  "鲍",   "复旦", "某厂",   "虎",
+                                            "A型",    "双子座", "2",    "0"};
 
 TEST(ProfileCache, ARequestGoesOutOnlyForAPersonNotCachedUnderTheResolvedName) {
     struct Row {
@@ -85,7 +78,6 @@ TEST(ProfileCache, ARequestGoesOutOnlyForAPersonNotCachedUnderTheResolvedName) {
         if (*row.shownName) {
             EXPECT_EQ(gbk::toUtf8(r.shown[0].name), row.shownName);
         }
-        EXPECT_TRUE(r.p.profileWanted);
     }
 }
 
@@ -111,17 +103,19 @@ TEST(ProfileCache, TheRecordAloneWritesTheCacheAndFinishesAnAddedFriend) {
         EXPECT_EQ(r.key("NQUser.nq", "鲍勃", "ItsName") + "|" + r.key("NQUser.nq", "鲍勃", "HeadID") + "|" +
                       r.key("NQUser.nq", "bob", "DearName"),
                   row.nickKeys);
-        EXPECT_NE(r.fileText("UserInfo.dat")
-                      .find("[bob]\r\nUserName=bob\r\nUserLevel=3\r\nLevelName=书生\r\nUserCoin=1200\r\n"
-                            "dearName=鲍勃\r\nUImagID=12\r\nUnotation=签名\r\nUage=30\r\nUprovince=上海\r\n"
-                            "Ucity=浦东\r\nUemail=b@x.cn\r\nUaddress=路1号\r\nUposscode=200000\r\nUserSex=1\r\n"
-                            "Uphone=021-1\r\nUcellPhone=139\r\nUrealname=鲍\r\nUschool=复旦\r\nUjob=某厂\r\n"
-                            "Ushengxiao=虎\r\nUbloodtype=A型\r\nUxingzuo=双子座\r\nUSetting1=2\r\nUarea=\r\n"),
-                  std::string::npos)
+        EXPECT_NE(
+            r.fileText("UserInfo.dat")
+                .find("[bob]\r\nUserName=bob\r\nUserLevel=3\r\nLevelName=书生\r\nUserCoin=1200\r\n"
+                      "dearName=鲍勃\r\nUImagID=12\r\nUnotation=签名\r\nUage=30\r\nUprovince=上海\r\n"
+                      "Ucity=浦东\r\nUemail=b@x.cn\r\nUaddress=路1号\r\nUposscode=200000\r\nUserSex=1\r\n"
+                      "Uphone=021-1\r\nUcellPhone=139\r\nUrealname=鲍\r\nUschool=复旦\r\nUjob=某厂\r\n"
+                      "Ushengxiao=虎\r\nUbloodtype=A型\r\nUxingzuo=双子座\r\nUSetting1=2\r\nUarea=\r\n"),
+            std::string::npos)
             << r.fileText("UserInfo.dat");
         // The record's window swaps the phones; the cached one never shows the home number.
         ASSERT_EQ(r.shown.size(), 1u);
-        EXPECT_EQ(gbk::toUtf8(r.shown[0].call + "|" + r.shown[0].mobile + "|" + r.shown[0].area), "139|021-1|中华人民共和国");
+        EXPECT_EQ(gbk::toUtf8(r.shown[0].call + "|" + r.shown[0].mobile + "|" + r.shown[0].area),
+                  "139|021-1|中华人民共和国");
         r.p.ShowProfile(g("bob"), 3, true);
         ASSERT_EQ(r.shown.size(), 2u);
         EXPECT_EQ(gbk::toUtf8(r.shown[1].call + "|" + r.shown[1].mobile), "|139");
@@ -134,14 +128,18 @@ TEST(ProfileCache, TheOwnProfileGoesOutAsOneMessageInItsOrderAndWithinItsLimits)
     struct Row {
         const char *imageId, *nick, *frame;
     } rows[] = {
-        {"11", "艾", "4,1,0:alice|艾|w1|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|水瓶座|0|0||"},
-        {"10", "一二三四五六七八九十十一", "4,1,0:alice|一二三四五六七八九十|m9|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|水瓶座|0|0||"},
+        {"11", "艾",
+         "4,1,0:alice|艾|w1|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|水瓶座|0|0||"},
+        {"10", "一二三四五六七八九十十一",
+         "4,1,0:alice|一二三四五六七八九十|m9|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|"
+         "水瓶座|0|0||"},
     };
     for (const Row& row : rows) {
         Rig r;
         r.ini("UserInfo.dat", "alice", "UImagID", row.imageId);
-        OwnProfileEdits e{g(row.nick), g("签"), "25", true, g("国外"), g("北京"), g("京"), "e@x", g("址"), "100", "01",
-                          "13", g("丽"), g("大学"), g("单位"), g("鼠"), g("O型"), g("水瓶座")};
+        OwnProfileEdits e{g(row.nick), g("签"),   "25",      true,    g("国外"), g("北京"),
+                          g("京"),     "e@x",     g("址"),   "100",   "01",      "13",
+                          g("丽"),     g("大学"), g("单位"), g("鼠"), g("O型"),  g("水瓶座")};
         r.p.saveOwnProfile(e);
         EXPECT_EQ(r.sent(), row.frame);
     }
