@@ -231,9 +231,8 @@ void Mainform::attachProfiles() {
        [&p, selected] { p.showFromMenu(selected(Contacts::kBlacklist), ProfileCache::kByAccount); });
     on(contactMenus_.strangerItem, "查看陌生人资料",
        [&p, selected] { p.showFromMenu(selected(Contacts::kStrangers), ProfileCache::kByAccount); });
-    on(contactMenus_.member, "查看山庄成员资料", [this, &p] {
-        p.showFromMenu(contactArea().rightClickedMemberName(), ProfileCache::kByAccount);
-    });
+    on(contactMenus_.member, "查看山庄成员资料",
+       [this, &p] { p.showFromMenu(contactArea().rightClickedMemberName(), ProfileCache::kByAccount); });
     chatWindows_->setProfileOpener([&p](const Bytes& name, int mode) { p.ShowProfile(name, mode, true); });
 }
 
@@ -262,11 +261,14 @@ void Mainform::attachChatOpener(std::function<void(const ChatRequest&)> open) {
 
 void Mainform::attachMenuAction(QAction* item, std::function<void()> action) {
     if (!item) return;
+    // A later attach replaces the action; the item stays connected once, so it runs once.
+    const bool connected = menuActions_.count(item) != 0;
     menuActions_[item] = std::move(action);
-    connect(item, &QAction::triggered, this, [this, item] {
-        auto it = menuActions_.find(item);
-        if (it != menuActions_.end() && it->second) it->second();
-    });
+    if (!connected)
+        connect(item, &QAction::triggered, this, [this, item] {
+            auto it = menuActions_.find(item);
+            if (it != menuActions_.end() && it->second) it->second();
+        });
     refreshMenuStates();
 }
 
