@@ -218,6 +218,8 @@ void frmInfo::showPage(Page page) {
     for (int i = 0; i < 2; ++i) {
         pages_[static_cast<size_t>(i)]->setVisible(i == page);
         tabs_[static_cast<size_t>(i)]->setValue(i == page);
+        // The chosen tab sits on its pale face; the other reads on the blue strip.
+        tabs_[static_cast<size_t>(i)]->setForeColor(i == page ? QColor(0x1a, 0x5f, 0xc8) : QColor(Qt::white));
     }
 }
 
