@@ -76,6 +76,11 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     // 山庄子项 for a member of a window's list.
     void setMemberMenu(std::function<void(const Bytes&)> show) { memberMenu_ = std::move(show); }
     void showMemberMenu(const Bytes& member);
+    // A person's profile: name and how it names him (account or nick, as the request's codes).
+    void setProfileOpener(std::function<void(const Bytes&, int)> show) { profileOpener_ = std::move(show); }
+    void showProfile(const Bytes& name, int mode) {
+        if (profileOpener_) profileOpener_(name, mode);
+    }
     // A right click in a send box with no text on the clipboard empties it, so that nothing
     // but text is ever pasted.
     static void clearClipboardWithoutText();
@@ -109,6 +114,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     std::vector<QPointer<frmChat>> windows_;
     LineLook boxLook_;
     std::function<void(const Bytes&)> memberMenu_;
+    std::function<void(const Bytes&, int)> profileOpener_;
 };
 
 }  // namespace nq::app

@@ -62,6 +62,8 @@ class ContactArea : public QObject {
     void treeDoubleClicked(int node);
     // 发送私人消息: a member's conversation, not through the tree.
     void privateMessage(const Bytes& member);
+    // The member of the last right click in the tree or a member list, by name.
+    [[nodiscard]] const Bytes& rightClickedMemberName() const { return memberText_; }
 
     // The caption of a conversation with name: "与"/"在" + name + "聊天中".
     static QString chatCaption(const char* prefix, const Bytes& name);

@@ -12,6 +12,7 @@
 #include "app/chat_windows.h"
 #include "app/frm_chat.h"
 #include "contacts/contacts.h"
+#include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
 #include "session/session.h"
 #include "store/ini_file.h"
@@ -347,8 +348,14 @@ void frmChat::memberDoubleClicked() {
 }
 
 void frmChat::lbFrdClicked() {
-    // The profile and group card windows come with the people-and-groups work; until then a
-    // click asks the server for the details that their windows will show.
+    // A person's window names him by nick, a member's window by account.
+    if (chatMode == ChatMode::PTP || chatMode == ChatMode::TUN) {
+        windows_.showProfile(lbFrdCaption(), chatMode == ChatMode::PTP ? ProfileCache::kByNick
+                                                                       : ProfileCache::kByAccount);
+        return;
+    }
+    // The group card window comes with the groups work; until then a click asks the server for
+    // the details that it will show.
     if (chatMode != ChatMode::OTM) return;
     CIniFile info(windows_.session().userFile(store::info::kFileName));
     if (info.GetIniKey(lbFrdCaption(), store::info::kGroupId).empty()) requestDetails(true);

@@ -20,8 +20,10 @@
 #include "app/header_band.h"
 #include "app/login_frame.h"
 #include "app/main_frame.h"
+#include "app/profile_windows.h"
 #include "app/ready_signal.h"
 #include "contacts/contacts.h"
+#include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
 #include "desktop/qt_platform_services.h"
 #include "desktop/tray.h"
@@ -120,6 +122,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     connectContacts();
     connectControls();
     connectMenus();
+    attachProfiles();
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
 }
 
@@ -209,6 +212,30 @@ void Mainform::connectMenus() {
     refreshMenuStates();
 }
 
+// Every item that shows a person's profile, and the name in a conversation window's title.
+void Mainform::attachProfiles() {
+    profiles_ = std::make_unique<ProfileWindows>(*session_, *contacts_, options_.programFolder);
+    ProfileWindows& p = *profiles_;
+    attachMenuAction(menus_.myInfo, [&p] { p.showOwn(); });
+    const auto selected = [this](int list) {
+        const ItemList& l = contacts_->MyList(list);
+        return l.Selected() >= 1 && l.Selected() <= l.count() ? l.Item(l.Selected()).Caption : Bytes();
+    };
+    const auto on = [this](QMenu* menu, const char* name, std::function<void()> action) {
+        connect(ContactMenus::item(menu, QString::fromUtf8(name)), &QAction::triggered, this,
+                [action = std::move(action)] { action(); });
+    };
+    on(contactMenus_.friendItem, "查看好友资料",
+       [&p, selected] { p.showFromMenu(selected(Contacts::kFriends), ProfileCache::kByNick); });
+    on(contactMenus_.blacklistItem, "查看黑名单信息",
+       [&p, selected] { p.showFromMenu(selected(Contacts::kBlacklist), ProfileCache::kByAccount); });
+    on(contactMenus_.strangerItem, "查看陌生人资料",
+       [&p, selected] { p.showFromMenu(selected(Contacts::kStrangers), ProfileCache::kByAccount); });
+    on(contactMenus_.member, "查看山庄成员资料",
+       [this, &p] { p.showFromMenu(contactArea().rightClickedMemberName(), ProfileCache::kByAccount); });
+    chatWindows_->setProfileOpener([&p](const Bytes& name, int mode) { p.ShowProfile(name, mode, true); });
+}
+
 void Mainform::trayClicked(TrayClick click) {
     if (click == TrayClick::Right) {
         activateWindow();
@@ -234,11 +261,14 @@ void Mainform::attachChatOpener(std::function<void(const ChatRequest&)> open) {
 
 void Mainform::attachMenuAction(QAction* item, std::function<void()> action) {
     if (!item) return;
+    // A later attach replaces the action; the item stays connected once, so it runs once.
+    const bool connected = menuActions_.count(item) != 0;
     menuActions_[item] = std::move(action);
-    connect(item, &QAction::triggered, this, [this, item] {
-        auto it = menuActions_.find(item);
-        if (it != menuActions_.end() && it->second) it->second();
-    });
+    if (!connected)
+        connect(item, &QAction::triggered, this, [this, item] {
+            auto it = menuActions_.find(item);
+            if (it != menuActions_.end() && it->second) it->second();
+        });
     refreshMenuStates();
 }
 

@@ -33,6 +33,7 @@ class HeaderBand;
 class LoginFrame;
 class MainFrame;
 class MainformDesktop;
+class ProfileWindows;
 
 struct MainformOptions {
     std::string programFolder;
@@ -72,6 +73,7 @@ class Mainform : public QMainWindow, public SessionView {
     Contacts& contacts() { return *contacts_; }
     ChatManager& chats() { return *chats_; }
     ChatWindows& chatWindows() { return *chatWindows_; }
+    ProfileWindows& profiles() { return *profiles_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
     HeaderBand& headerBand() const { return *header_; }
@@ -143,6 +145,7 @@ class Mainform : public QMainWindow, public SessionView {
     void connectContacts();
     void connectControls();
     void connectMenus();
+    void attachProfiles();
     void restoreWindowSettings();
     void activated();
     void unload();
@@ -159,6 +162,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
     std::unique_ptr<ChatWindows> chatWindows_;
+    std::unique_ptr<ProfileWindows> profiles_;
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

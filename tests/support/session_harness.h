@@ -164,6 +164,15 @@ class ScriptedServers {
 
     // The oldest frame the session sent on the socket and nobody has read.
     static OwnedFrame sentOn(MemorySocket& socket) { return frameOf(socket.take()); }
+    // The oldest frame sent as "type,sub,code:field|field|...", or "" when none was.
+    static std::string sentText(MemorySocket& socket) {
+        if (socket.sent.empty()) return "";
+        const OwnedFrame f = sentOn(socket);
+        std::string out = std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + "," +
+                          std::to_string(f.header.code) + ":";
+        for (auto field : splitAll(f.body)) out += gbk::toUtf8(field) + "|";
+        return out;
+    }
 
     void fromDispatcher(uint16_t code, const Bytes& body) {
         update.deliver(encodeFrame({.seq = 1, .type = family::kDispatcher, .sub = 1, .code = code}, body));
