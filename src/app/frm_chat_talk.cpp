@@ -12,6 +12,7 @@
 #include "app/chat_windows.h"
 #include "app/frm_chat.h"
 #include "contacts/contacts.h"
+#include "contacts/group_actions.h"
 #include "conversation/chat_manager.h"
 #include "session/session.h"
 #include "store/ini_file.h"
@@ -347,11 +348,13 @@ void frmChat::memberDoubleClicked() {
 }
 
 void frmChat::lbFrdClicked() {
-    // The profile and group card windows come with the people-and-groups work; until then a
-    // click asks the server for the details that their windows will show.
+    // A person's profile window comes with the profile work; a group shows its card.
     if (chatMode != ChatMode::OTM) return;
-    CIniFile info(windows_.session().userFile(store::info::kFileName));
-    if (info.GetIniKey(lbFrdCaption(), store::info::kGroupId).empty()) requestDetails(true);
+    if (GroupActions* groups = windows_.groupActions()) groups->showCard(lbFrdCaption());
+}
+
+void frmChat::setGroupText(const QString& text) {
+    txtVinfo->setPlainText(text);
 }
 
 }  // namespace nq::app
