@@ -139,6 +139,10 @@ void ChatWindows::showJoinRequests() {
     check_->raise();
 }
 
+frmCheck* ChatWindows::joinRequestWindow() const {
+    return check_;
+}
+
 // The hotkey opens a further window each time, named after the requester.
 void ChatWindows::openJoinRequestWindow(const Bytes& caption) {
     if (!groups_) return;

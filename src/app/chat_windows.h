@@ -82,7 +82,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     void setGroupActions(GroupActions* groups) { groups_ = groups; }
     [[nodiscard]] GroupActions* groupActions() const { return groups_; }
     // The consent window the tray opens, while it is open.
-    [[nodiscard]] frmCheck* joinRequestWindow() const { return check_; }
+    [[nodiscard]] frmCheck* joinRequestWindow() const;
     // A right click in a send box with no text on the clipboard empties it, so that nothing
     // but text is ever pasted.
     static void clearClipboardWithoutText();

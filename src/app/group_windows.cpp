@@ -38,6 +38,10 @@ GroupWindows::~GroupWindows() {
     if (vlg_) vlg_->close();
 }
 
+frmVlg* GroupWindows::vlgWindow() const {
+    return vlg_;
+}
+
 void GroupWindows::frameMade(MainFrame& frame) {
     frame_ = &frame;
     lvButtons_H* create = frame.pageButton(kCreateButton);

@@ -23,7 +23,7 @@ class GroupWindows : public QObject {
 
     GroupActions& actions() { return actions_; }
     // The window of the create form or the last card, while it is open.
-    [[nodiscard]] frmVlg* vlgWindow() const { return vlg_; }
+    [[nodiscard]] frmVlg* vlgWindow() const;
     // The contact frame exists now: its create button joins in.
     void frameMade(MainFrame& frame);
 
