@@ -72,24 +72,24 @@ TEST(GroupActions, EachStepLeavesTreeFilesFramesAndToastAsTheServerSaid) {
          "[山庄数] Num=1\n[Village] 1VlgID=棋友 1=棋友 2VlgID=新村 2=新村 3VlgID=茶馆 3=茶馆\n[棋友] Send_Flag=0 "
          "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=1\n[茶馆] 1=alice 1HeadId=22 Num=1",
          "[茶馆] VID=205", "您加入群： 茶馆 成功！", {kind::kMemberRoster}},
-        {"another joins", kind::kJoinGroup, 1, {"carol", "新村", "300"},
-         "棋友:1 bob:42|新村:1 alice:42 carol:2|茶馆:1 alice:2",
+        {"another joins", kind::kJoinGroup, 1, {"bob", "新村", "300"},
+         "棋友:1 bob:42|新村:1 alice:42 bob:2|茶馆:1 alice:2",
          "[山庄数] Num=1\n[Village] 1VlgID=棋友 1=棋友 2VlgID=新村 2=新村 3VlgID=茶馆 3=茶馆\n[棋友] Send_Flag=0 "
-         "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=2 2=carol 2HeadId=22\n[茶馆] 1=alice "
+         "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=2 2=bob 2HeadId=22\n[茶馆] 1=alice "
          "1HeadId=22 Num=1",
-         "[茶馆] VID=205", "carol加入： 新村", {}},
-        {"join failed", kind::kJoinGroup, 2, {"alice", "书院", "0"}, "棋友:1 bob:42|新村:1 alice:42 carol:2|茶馆:1 alice:2",
+         "[茶馆] VID=205", "bob加入： 新村", {}},
+        {"join failed", kind::kJoinGroup, 2, {"alice", "书院", "0"}, "棋友:1 bob:42|新村:1 alice:42 bob:2|茶馆:1 alice:2",
          nullptr, "[茶馆] VID=205", "您加入群： 书院 失败！", {}},
-        {"another leaves", kind::kLeaveGroup, 1, {"carol", "新村"}, "棋友:1 bob:42|新村:1 alice:42|茶馆:1 alice:2",
+        {"another leaves", kind::kLeaveGroup, 1, {"bob", "新村"}, "棋友:1 bob:42|新村:1 alice:42|茶馆:1 alice:2",
          "[山庄数] Num=1\n[Village] 1VlgID=棋友 1=棋友 2VlgID=新村 2=新村 3VlgID=茶馆 3=茶馆\n[棋友] Send_Flag=0 "
-         "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=1 2=carol 2HeadId=22\n[茶馆] 1=alice "
+         "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=1 2=bob 2HeadId=22\n[茶馆] 1=alice "
          "1HeadId=22 Num=1",
-         "[茶馆] VID=205", "carol退出了 新村", {}},
+         "[茶馆] VID=205", "bob退出了 新村", {}},
         {"own leave", kind::kLeaveGroup, 1, {"alice", "茶馆"}, "棋友:1 bob:42|新村:1 alice:42", nullptr, "[茶馆] VID=205",
          "退出 茶馆 成功！", {}},
         {"dissolved", kind::kGroupDissolved, 1, {"新村"}, "棋友:1 bob:42",
          "[山庄数] Num=1\n[Village] 1VlgID=棋友 1=棋友 2VlgID=新村 2=新村 3VlgID=茶馆 3=茶馆\n[棋友] Send_Flag=0 "
-         "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=1 2=carol 2HeadId=22\n[茶馆] 1=alice "
+         "Bilder=bob 1=bob 1HeadId=42 Num=1\n[新村] 1=alice 1HeadId=42 Num=1 2=bob 2HeadId=22\n[茶馆] 1=alice "
          "1HeadId=22 Num=1",
          "[茶馆] VID=205", "您解散： 新村 成功！", {}},
         {"card", kind::kGroupRecord, 0, {"101", "棋友", "下棋", "bob", "amy", "cid", "dan", "1", "2"}, "棋友:1 bob:42",
