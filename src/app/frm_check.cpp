@@ -62,7 +62,9 @@ void frmCheck::build() {
     Text1 = new QLineEdit(XPContainer1);
     Text1->setObjectName(QStringLiteral("Text1"));
     Text1->setReadOnly(true);
-    Label2 = new QLabel(QStringLiteral("如果您不同意，则请在点击\"拒绝\"按钮前填写拒绝信息（可以不填）30字以内"), XPContainer1);
+    Label2 =
+        new QLabel(QStringLiteral("如果您不同意，则请在点击\"拒绝\"按钮前填写拒绝信息（可以不填）30字以内"),
+                   XPContainer1);
     Label2->setObjectName(QStringLiteral("Label2"));
     Label2->setWordWrap(true);
     Text2 = new QLineEdit(XPContainer1);

@@ -17,7 +17,9 @@ namespace nq::app {
 namespace keys = store::settings;
 
 frmOption::frmOption(std::string userIni, QWidget* mainWindow, QWidget* parent)
-    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint), userIni_(std::move(userIni)), mainWindow_(mainWindow) {
+    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint),
+      userIni_(std::move(userIni)),
+      mainWindow_(mainWindow) {
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_QuitOnClose, false);
     setWindowTitle(QStringLiteral("关闭选项"));

@@ -18,8 +18,7 @@ namespace {
 constexpr int kCreateButton = 3;  // lvButtons_H1(3) on the groups page
 }  // namespace
 
-GroupWindows::GroupWindows(Mainform& form)
-    : form_(form), actions_(form.session(), form.contacts()) {
+GroupWindows::GroupWindows(Mainform& form) : form_(form), actions_(form.session(), form.contacts()) {
     form.chatWindows().setGroupActions(&actions_);
     connect(&actions_, &GroupActions::createFormDue, this, [this] {
         frmVlg& w = freshVlg();

@@ -64,7 +64,8 @@ void GroupActions::askCreate() {
 
 bool GroupActions::create(const Bytes& name, const Bytes& introduction) {
     if (name.empty()) {
-        session_.services().messageBox("请您填写群名称！", Session::kAppTitle, BoxButtons::Ok, BoxIcon::Critical);
+        session_.services().messageBox("请您填写群名称！", Session::kAppTitle, BoxButtons::Ok,
+                                       BoxIcon::Critical);
         return false;
     }
     session_.queueFrame(kind::kCreateGroup, code::kNone,
@@ -81,11 +82,13 @@ void GroupActions::askToJoin(const Bytes& creator, const Bytes& group, const Byt
 }
 
 void GroupActions::agree(const Bytes& requester, const Bytes& group) {
-    session_.queueFrame(kind::kJoinAnswer, code::kAgree, joinFields({session_.myName, requester, group, " "}));
+    session_.queueFrame(kind::kJoinAnswer, code::kAgree,
+                        joinFields({session_.myName, requester, group, " "}));
 }
 
 void GroupActions::refuse(const Bytes& requester, const Bytes& group, const Bytes& reason) {
-    session_.queueFrame(kind::kJoinAnswer, code::kRefuse, joinFields({session_.myName, requester, group, reason}));
+    session_.queueFrame(kind::kJoinAnswer, code::kRefuse,
+                        joinFields({session_.myName, requester, group, reason}));
 }
 
 // A window closed unanswered refuses with the group left out: the server tells the two forms
@@ -126,10 +129,10 @@ void GroupActions::onMayCreate() {
     Bytes& body = session_.wire.msgBody;
     if (body.empty()) return;
     const double coins = toNumber(nextField(body)) * kCoinsPerUnit;
-    session_.services().messageBox(
-        "对不起，建立群需要" + std::to_string(static_cast<long long>(std::llround(coins))) +
-            "金币以上，您现在的财富暂时无法建立一个群。",
-        "提示", BoxButtons::Ok, BoxIcon::Information);
+    session_.services().messageBox("对不起，建立群需要" +
+                                       std::to_string(static_cast<long long>(std::llround(coins))) +
+                                       "金币以上，您现在的财富暂时无法建立一个群。",
+                                   "提示", BoxButtons::Ok, BoxIcon::Information);
     emit createButtonEnabled(true);
 }
 
@@ -228,7 +231,8 @@ void GroupActions::onCard() {
     const Bytes& name = fields[1];
     IniBatch file(infoFile());
     file.WriteIniKey(name, info::kGroupId, fields[0]);
-    for (size_t k = 1; k < info::kGroupKeys.size(); ++k) file.WriteIniKey(name, info::kGroupKeys[k], fields[k + 1]);
+    for (size_t k = 1; k < info::kGroupKeys.size(); ++k)
+        file.WriteIniKey(name, info::kGroupKeys[k], fields[k + 1]);
     file.commit();
     emit cardDue(name, true);
 }

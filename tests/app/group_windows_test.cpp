@@ -1,6 +1,5 @@
-// The group windows on a logged-in main window: the consent round trip with each answer, the
-// create form after the server's yes or no, and the group card from the server or the cache.
-// With NQ_SHOTS set, the consent window and a card are saved there as pictures.
+// The consent round trip with each answer, the create form and the group card on a logged-in
+// main window. With NQ_SHOTS set, the consent window and a card are saved there as pictures.
 
 #include <gtest/gtest.h>
 
@@ -30,18 +29,17 @@ struct GroupRig : FormRig {
         fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = kSessionNumber, .code = code}, body);
         tick();
     }
-    // The next frame sent but keep-alives, as "(type,sub)code a|b|c".
+    // The next frame sent but keep-alives, as "(type,sub)code a|b|c", " +" when more follow.
     std::string sent() {
         tick();
         while (!chat.sent.empty()) {
             const OwnedFrame f = sentOn(chat);
             if (kindOf(f) == kind::kKeepAlive) continue;
-            std::string body = gbk::toUtf8(f.body);
-            if (!body.empty()) body.pop_back();
+            std::string body = gbk::toUtf8(std::string_view(f.body).substr(0, f.body.size() - 1));
             std::replace(body.begin(), body.end(), '\0', '|');
-            // A second frame in the same datagram shows as a mark.
             return "(" + std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + ")" +
-                   std::to_string(f.header.code) + " " + body + (f.raw.size() > 22 + f.body.size() ? " +" : "");
+                   std::to_string(f.header.code) + " " + body +
+                   (f.raw.size() > 22 + f.body.size() ? " +" : "");
         }
         return "";
     }
@@ -53,19 +51,19 @@ struct GroupRig : FormRig {
 TEST(GroupWindows, ConsentRoundTripForEachAnswer) {
     enum Answer { Agree, Refuse, Close };
     struct Row {
-        const char* what;
-        const char* group;
+        const char *what, *group;
         Answer answer;
-        const char* reason;
-        const char* answerSent;
+        const char *reason, *answerSent;
         const char* reply;  // what the requester's client does with the answer forwarded
     };
+    // clang-format off
     const Row rows[] = {
         {"agree", "棋友", Agree, "", "(7,6)1 alice|bob|棋友| ", "(7,3)0 alice|棋友"},
         {"refuse", "棋友", Refuse, "人满了", "(7,6)2 alice|bob|棋友|人满了", "alice拒绝了您加入棋友的验证！其理由为：人满了。 "},
         {"closed", "棋友", Close, "", "(7,6)2 alice|bob|", "alice拒绝了您加入棋友的验证！"},
         {"group naming the label's words", "A其验证信息", Agree, "", "(7,6)1 alice|bob|| ", "(7,3)0 alice|A其验证信息"},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         GroupRig r;
@@ -84,9 +82,8 @@ TEST(GroupWindows, ConsentRoundTripForEachAnswer) {
         if (row.answer == Close) w->close();
         EXPECT_EQ(r.sent(), row.answerSent);
 
-        const Answer a = row.answer;
-        r.serve(kind::kJoinAnswer, a == Agree ? 1 : 2, {"alice", "", row.group, row.reason});
-        EXPECT_EQ(a == Agree ? r.sent() : r.services.toasts.at(0).text, row.reply);
+        r.serve(kind::kJoinAnswer, row.answer == Agree ? 1 : 2, {"alice", "", row.group, row.reason});
+        EXPECT_EQ(row.answer == Agree ? r.sent() : r.services.toasts.at(0).text, row.reply);
     }
 }
 
@@ -128,8 +125,7 @@ TEST(GroupWindows, CreateFormAfterTheServersYesAndCardFromServerThenCache) {
         EXPECT_EQ(card->txtVinfo->toPlainText(), "周末下棋");
         EXPECT_EQ(card->txtVinfo->isEnabled(), own);
         EXPECT_EQ(card->comSubmit->caption(), own ? "保存  " : "更新  ");
-        EXPECT_FALSE(card->comSubmit->isVisible());
-        EXPECT_FALSE(card->lbNum->isVisible());
+        EXPECT_FALSE(card->comSubmit->isVisible() || card->lbNum->isVisible());
         if (!own) r.shoot(*card, "frm_vlg_card");
     }
 }

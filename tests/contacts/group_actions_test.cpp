@@ -55,12 +55,10 @@ TEST(GroupActions, EachStepLeavesTreeFilesFramesAndToastAsTheServerSaid) {
         FrameKind kind;
         uint16_t code;
         std::initializer_list<std::string_view> fields;
-        const char* tree;
-        const char* userFile;  // NQUser.nq
-        const char* infoFile;  // UserInfo.dat
-        const char* toast;
+        const char *tree, *userFile, *infoFile, *toast;  // userFile: NQUser.nq, null when unchanged
         std::vector<FrameKind> sent;
     };
+    // clang-format off
     const Row rows[] = {
         {"create", kind::kCreateGroup, 1, {"alice", "新村"}, "棋友:1 bob:42|新村:1 alice:42",
          "[山庄数] Num=1\n[Village] 1VlgID=棋友 1=棋友 2VlgID=新村 2=新村\n[棋友] Send_Flag=0 Bilder=bob 1=bob "
@@ -96,6 +94,7 @@ TEST(GroupActions, EachStepLeavesTreeFilesFramesAndToastAsTheServerSaid) {
          nullptr, "[茶馆] VID=205\n[棋友] VID=101 VInfo=下棋 VHost=bob VHostess=amy Vsubhost=cid Vbutler=dan Vkind=1 Vavailable=2",
          nullptr, {}},
     };
+    // clang-format on
     Rig r;
     r.login();
     r.serve(kind::kGroupRoster, 1, {"101", "棋友", "bob"});
