@@ -8,6 +8,7 @@
 
 #include "app/contact_area.h"
 #include "app/frm_chat.h"
+#include "app/frm_check.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
 #include "session/session.h"
@@ -129,9 +130,26 @@ void ChatWindows::showMainWindow(bool fixZeroTop) {
     if (showMain_) showMain_(fixZeroTop);
 }
 
-// Join requests reach the group's creator in a window that comes with the groups work.
-void ChatWindows::showJoinRequests() {}
-void ChatWindows::openJoinRequestWindow(const Bytes&) {}
+// The tray's consent window is one: a second request only brings it up again, and waits in
+// the queue until this one is answered.
+void ChatWindows::showJoinRequests() {
+    if (!groups_) return;
+    if (!check_) check_ = new frmCheck(chat_.incomingQueue, *groups_);
+    check_->show();
+    check_->raise();
+}
+
+frmCheck* ChatWindows::joinRequestWindow() const {
+    return check_;
+}
+
+// The hotkey opens a further window each time, named after the requester.
+void ChatWindows::openJoinRequestWindow(const Bytes& caption) {
+    if (!groups_) return;
+    auto* w = new frmCheck(chat_.incomingQueue, *groups_);
+    w->setWindowTitle(QString::fromStdString(gbk::toUtf8(caption)));
+    w->show();
+}
 
 void ChatWindows::showMemberMenu(const Bytes& member) {
     if (memberMenu_) memberMenu_(member);

@@ -21,6 +21,7 @@
 namespace nq {
 class ChatManager;
 class Contacts;
+class GroupActions;
 class ImageList;
 class Session;
 }  // namespace nq
@@ -28,6 +29,7 @@ class Session;
 namespace nq::app {
 
 class frmChat;
+class frmCheck;
 struct ChatRequest;
 
 // A link found in a history pane: characters [start, end) and the address they spell.
@@ -81,6 +83,11 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     void showProfile(const Bytes& name, int mode) {
         if (profileOpener_) profileOpener_(name, mode);
     }
+    // The group logic: the consent windows answer through it, a group's name label shows its card.
+    void setGroupActions(GroupActions* groups) { groups_ = groups; }
+    [[nodiscard]] GroupActions* groupActions() const { return groups_; }
+    // The consent window the tray opens, while it is open.
+    [[nodiscard]] frmCheck* joinRequestWindow() const;
     // A right click in a send box with no text on the clipboard empties it, so that nothing
     // but text is ever pasted.
     static void clearClipboardWithoutText();
@@ -115,6 +122,8 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     LineLook boxLook_;
     std::function<void(const Bytes&)> memberMenu_;
     std::function<void(const Bytes&, int)> profileOpener_;
+    GroupActions* groups_ = nullptr;
+    QPointer<frmCheck> check_;
 };
 
 }  // namespace nq::app

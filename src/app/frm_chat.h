@@ -60,6 +60,8 @@ class frmChat : public QWidget {
     // myFrame instead.
     void showGroupPanel(bool on);
     ItemList& members() { return members_; }
+    // The group's introduction beside the member list.
+    void setGroupText(const QString& text);
 
     RichText& revPane() { return *revRtf; }
     RichText& sendBox() { return *sndRtf; }

@@ -13,6 +13,7 @@
 #include "app/frm_chat.h"
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
+#include "contacts/group_actions.h"
 #include "conversation/chat_manager.h"
 #include "session/session.h"
 #include "store/ini_file.h"
@@ -354,11 +355,13 @@ void frmChat::lbFrdClicked() {
                                                                        : ProfileCache::kByAccount);
         return;
     }
-    // The group card window comes with the groups work; until then a click asks the server for
-    // the details that it will show.
+    // A group shows its card.
     if (chatMode != ChatMode::OTM) return;
-    CIniFile info(windows_.session().userFile(store::info::kFileName));
-    if (info.GetIniKey(lbFrdCaption(), store::info::kGroupId).empty()) requestDetails(true);
+    if (GroupActions* groups = windows_.groupActions()) groups->showCard(lbFrdCaption());
+}
+
+void frmChat::setGroupText(const QString& text) {
+    txtVinfo->setPlainText(text);
 }
 
 }  // namespace nq::app

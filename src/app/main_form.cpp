@@ -17,6 +17,7 @@
 #include "app/chat_windows.h"
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
+#include "app/group_windows.h"
 #include "app/header_band.h"
 #include "app/login_frame.h"
 #include "app/main_frame.h"
@@ -119,6 +120,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
         if (QMenu* menu = contactArea().memberMenu(member)) menu->popup(QCursor::pos());
     });
     attachTrayLeftClick([this] { chats_->OpenNextPending(); });
+    groups_ = std::make_unique<GroupWindows>(*this);
     connectContacts();
     connectControls();
     connectMenus();
@@ -454,6 +456,7 @@ MainFrame& Mainform::mainFrame() {
         contactArea_ = new ContactArea(*session_, *contacts_, *mainFrame_, contactMenus_, this);
         contactArea_->setChatOpener(chatOpener_);
         chatWindows_->setHeads(&mainFrame_->heads());
+        groups_->frameMade(*mainFrame_);
     }
     return *mainFrame_;
 }

@@ -28,6 +28,7 @@ namespace nq::app {
 
 class ChatWindows;
 class ContactArea;
+class GroupWindows;
 struct ChatRequest;
 class HeaderBand;
 class LoginFrame;
@@ -74,6 +75,7 @@ class Mainform : public QMainWindow, public SessionView {
     ChatManager& chats() { return *chats_; }
     ChatWindows& chatWindows() { return *chatWindows_; }
     ProfileWindows& profiles() { return *profiles_; }
+    GroupWindows& groupWindows() { return *groups_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
     HeaderBand& headerBand() const { return *header_; }
@@ -163,6 +165,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
     std::unique_ptr<ChatWindows> chatWindows_;
     std::unique_ptr<ProfileWindows> profiles_;
+    std::unique_ptr<GroupWindows> groups_;  // before the chat windows it hands its actions to
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

@@ -40,6 +40,7 @@ void ChatManager::registerLeaves() {
     h.on(kind::kGroupChat, [this](Session&) { onGroupChat(); });
     h.on(kind::kMemberChat, [this](Session&) { onMemberChat(); });
     h.on(kind::kRoom, [this](Session&) { onRoom(); });
+    h.on(kind::kJoinRequest, [this](Session&) { onJoinRequest(); });
 }
 
 void ChatManager::playMessageSound() {
@@ -137,6 +138,25 @@ void ChatManager::onRoom() {
     playMessageSound();
     incomingQueue.advance();
     windows().flash(caption);
+    emit messageQueued();
+}
+
+// Somebody asks to join a group the user created: the request waits in the queue like a line,
+// with the group where a group line has it, until the consent window takes it. The second
+// field names the creator, who is the user.
+void ChatManager::onJoinRequest() {
+    Bytes& body = session_.wire.msgBody;
+    Slot& slot = incomingQueue.writeSlot();
+    slot.room.clear();
+    readInto(body, slot.sender);
+    cutField(body);
+    readInto(body, slot.receiver);
+    readInto(body, slot.text);
+    if (slot.sender == session_.myName) return;
+    slot.kind = IncomingQueue::kJoinRequest;
+    incomingQueue.wrap();
+    playMessageSound();
+    incomingQueue.advance();
     emit messageQueued();
 }
 

@@ -117,6 +117,7 @@ class ChatManager : public QObject {
     void onGroupChat();
     void onMemberChat();
     void onRoom();
+    void onJoinRequest();
     [[nodiscard]] float kindOfSender(const Bytes& sender);
     void playMessageSound();
 
