@@ -14,6 +14,7 @@
 #include <QStatusBar>
 #include <QWindow>
 
+#include "app/add_wizards.h"
 #include "app/chat_windows.h"
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
@@ -120,6 +121,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     connectContacts();
     connectControls();
     connectMenus();
+    addWizards_ = std::make_unique<AddWizards>(*this);
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
 }
 

@@ -26,6 +26,7 @@ class Contacts;
 
 namespace nq::app {
 
+class AddWizards;
 class ChatWindows;
 class ContactArea;
 struct ChatRequest;
@@ -72,6 +73,7 @@ class Mainform : public QMainWindow, public SessionView {
     Contacts& contacts() { return *contacts_; }
     ChatManager& chats() { return *chats_; }
     ChatWindows& chatWindows() { return *chatWindows_; }
+    AddWizards& addWizards() { return *addWizards_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
     HeaderBand& headerBand() const { return *header_; }
@@ -159,6 +161,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
     std::unique_ptr<ChatWindows> chatWindows_;
+    std::unique_ptr<AddWizards> addWizards_;  // its leaves refer to the session
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

@@ -104,8 +104,8 @@ inline constexpr uint16_t kRosterOnline = 3;  // (3,4) and (3,7): who is online 
 // Searches (5,3), (6,3), (3,10) requests
 inline constexpr uint16_t kSearchByName = 3;
 inline constexpr uint16_t kSearchByNick = 4;
-inline constexpr uint16_t kGroupSearchByNumber = 1;
-inline constexpr uint16_t kGroupSearchByText = 3;
+inline constexpr uint16_t kGroupSearchByName = 1;  // (3,10): the wizard's first option, 使用群名称
+inline constexpr uint16_t kGroupSearchByNumber = 3;
 // Replies that succeed or fail: friends, blacklist, groups, searches
 inline constexpr uint16_t kDone = 1;
 inline constexpr uint16_t kFailed = 2;
