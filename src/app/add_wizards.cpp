@@ -29,8 +29,8 @@ void AddWizards::attachItems() {
     }
     connect(ContactMenus::item(m.group, QString::fromUtf8("添加山庄1")), &QAction::triggered, this,
             [this] { open(frmAddnew::kGroupJob); });
-    connect(ContactMenus::item(m.blacklistEmpty, QString::fromUtf8("添加黑名单大项")), &QAction::triggered, this,
-            [this] { open(frmAddnew::kBlacklistJob); });
+    connect(ContactMenus::item(m.blacklistEmpty, QString::fromUtf8("添加黑名单大项")), &QAction::triggered,
+            this, [this] { open(frmAddnew::kBlacklistJob); });
     // comSerch exists once the contact frame does, and the quick find enables it only there.
     connect(&form_.contacts(), &Contacts::serverSearchEnabled, this, [this](bool on) {
         if (!on || quickSearchConnected_) return;
@@ -39,7 +39,7 @@ void AddWizards::attachItems() {
     });
 }
 
-frmAddnew& AddWizards::window() {
+frmAddnew& AddWizards::made() {
     if (!window_) {
         window_ = new frmAddnew(form_.session(), form_.contacts(), search_, &form_.mainFrame().heads());
         window_->showProfile = showProfile_;
@@ -49,7 +49,7 @@ frmAddnew& AddWizards::window() {
 }
 
 frmAddnew& AddWizards::open(const char* job) {
-    frmAddnew& w = window();
+    frmAddnew& w = made();
     // The blacklist's item names only the job; its options keep whatever they show.
     w.openAs(QString::fromUtf8(job), job != std::string_view(frmAddnew::kBlacklistJob));
     return w;
@@ -58,7 +58,8 @@ frmAddnew& AddWizards::open(const char* job) {
 void AddWizards::quickSearch() {
     const QString text = form_.mainFrame().findBox()->text().trimmed();
     if (!form_.session().online || text.isEmpty()) return;
-    window().searchFromMain(gbk::fromUtf8(text.toStdString()), form_.mainFrame().searchMode() == MainFrame::ByName);
+    made().searchFromMain(gbk::fromUtf8(text.toStdString()),
+                          form_.mainFrame().searchMode() == MainFrame::ByName);
 }
 
 void AddWizards::setProfileOpener(std::function<void(const Bytes&, int)> show) {

@@ -35,7 +35,7 @@ class AddWizards : public QObject {
     void setGroupCardOpener(std::function<void(const Bytes&)> show);
 
   private:
-    frmAddnew& window();
+    frmAddnew& made();  // the window, made if it is not open
     void attachItems();
 
     Mainform& form_;

@@ -64,7 +64,8 @@ bool pageFits(int16_t page) {
 
 }  // namespace
 
-frmAddnew::frmAddnew(Session& session, Contacts& contacts, Search& search, const ImageList* heads, QWidget* parent)
+frmAddnew::frmAddnew(Session& session, Contacts& contacts, Search& search, const ImageList* heads,
+                     QWidget* parent)
     : QWidget(parent, Qt::Window), session_(session), contacts_(contacts), search_(search), heads_(heads) {
     setObjectName("frmAddnew");
     // Closing unloads: the next opening starts with fresh counters.

@@ -61,7 +61,8 @@ Bytes Search::ownName() const {
 // ---- requests ----
 
 void Search::findPerson(FrameKind kind, bool byNick, const Bytes& text) {
-    session_.queueFrame(kind, byNick ? code::kSearchByNick : code::kSearchByName, joinFields({ownName(), text}));
+    session_.queueFrame(kind, byNick ? code::kSearchByNick : code::kSearchByName,
+                        joinFields({ownName(), text}));
 }
 
 void Search::findGroups(bool byName, const Bytes& text) {

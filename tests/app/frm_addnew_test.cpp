@@ -5,12 +5,16 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QRadioButton>
 #include <QTest>
 #include <QTreeWidget>
 
 #include "app/add_wizards.h"
 #include "app/frm_addnew.h"
+#include "app/header_band.h"
+#include "app/main_frame.h"
+#include "app/main_menus.h"
 #include "contacts/contacts.h"
 #include "form_rig.h"
 #include "widgets/lv_buttons_h.h"
@@ -24,12 +28,14 @@ using app::frmAddnew;
 // Fields written "a|b|c", each closed by a NUL on the wire.
 Bytes fields(const std::string& text) {
     Bytes out;
-    for (const QString& f : QString::fromStdString(text).split('|')) out += gbk::fromUtf8(f.toStdString()) + '\0';
+    for (const QString& f : QString::fromStdString(text).split('|'))
+        out += gbk::fromUtf8(f.toStdString()) + '\0';
     return text.empty() ? Bytes() : out;
 }
 std::string triples(int n, const char* third = "m3") {
     std::string s;
-    for (int i = 0; i < n; ++i) s += (i ? "|" : "") + ("n" + std::to_string(i)) + "|a" + std::to_string(i) + "|" + third;
+    for (int i = 0; i < n; ++i)
+        s += (i ? "|" : "") + ("n" + std::to_string(i)) + "|a" + std::to_string(i) + "|" + third;
     return s;
 }
 
@@ -77,19 +83,27 @@ TEST(FrmAddnew, EveryStepSendsItsFrameAndTakesOnlyTheRepliesItWaitsFor) {
         const char* box;
     };
     const Row rows[] = {
-        {"添加好友", 0, "bob", "(5,3)3:alice|bob|", "addOnefrd", kind::kFindPerson, 1, kProfile, "Addfriend", 1, ""},
+        {"添加好友", 0, "bob", "(5,3)3:alice|bob|", "addOnefrd", kind::kFindPerson, 1, kProfile, "Addfriend",
+         1, ""},
         {"添加好友", 3, "鲍勃", "(5,3)4:alice|鲍勃|", "addOnefrd", kind::kFindPerson, 2, "", "addOnefrd", 0,
          "没有相关的记录，请您检查输入是否有误！"},
         {"添加好友", 0, "", "", "", kind::kFindPerson, 1, kProfile, "", 0, "请输入查找信息！"},
-        {"添加好友", 0, "bob", "(5,3)3:alice|bob|", "addOnefrd", kind::kFindForBlacklist, 1, kProfile, "addOnefrd", 0, ""},
-        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindForBlacklist, 1, kProfile, "AddBad", 1, ""},
-        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindForBlacklist, 2, "x", "addToBad", 0, ""},
-        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindPerson, 1, kProfile, "addToBad", 0, ""},
-        {"添加群", 0, "", "(3,10)1:alice||", "addVlg", kind::kGroupSearch, 1, "7|棋社|carol|8|茶馆|dave", "addVlg", 2, ""},
+        {"添加好友", 0, "bob", "(5,3)3:alice|bob|", "addOnefrd", kind::kFindForBlacklist, 1, kProfile,
+         "addOnefrd", 0, ""},
+        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindForBlacklist, 1, kProfile,
+         "AddBad", 1, ""},
+        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindForBlacklist, 2, "x", "addToBad",
+         0, ""},
+        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindPerson, 1, kProfile, "addToBad",
+         0, ""},
+        {"添加群", 0, "", "(3,10)1:alice||", "addVlg", kind::kGroupSearch, 1, "7|棋社|carol|8|茶馆|dave",
+         "addVlg", 2, ""},
         {"添加群", 3, "7", "(3,10)3:alice|7|", "addVlg", kind::kGroupSearch, 2, "", "addVlg", 0,
          "没有相关的记录，请您检查输入是否有误！"},
-        {"添加好友", 2, "", "(3,8)0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(3), "Addfriend", 3, ""},
-        {"添加黑名单", 2, "", "(3,8)0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(1), "Addfriend", 1, ""},
+        {"添加好友", 2, "", "(3,8)0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(3), "Addfriend",
+         3, ""},
+        {"添加黑名单", 2, "", "(3,8)0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(1),
+         "Addfriend", 1, ""},
         {"添加群", 2, "", "(3,9)0:alice|1|10|", "addVlg", kind::kGroupPage, 2, "", "addVlg", 0,
          "没有相关的记录，请您检查输入是否有误！"},
     };
@@ -188,6 +202,47 @@ TEST(FrmAddnew, AddingFromResultsRefusesOneselfAndFriendsAndJoinsWithTheText) {
     // A double click on a group without a cached card asks the server for it.
     w.rowDoubleClicked();
     EXPECT_EQ(r.sent(), "(3,2)0:alice|棋社|");
+}
+
+// The items that name a job open the wizard for it; comSerch goes straight to a friend search
+// by the quick find mode.
+TEST(FrmAddnew, MenusAndTheTopBarOpenTheJobAndComSerchSearchesAtOnce) {
+    struct Row {
+        const char* menu;  // "" for the top bar's add button
+        const char* item;
+        const char* caption;
+        const char* option1;
+    };
+    const Row rows[] = {
+        {"", "", "添加好友", "使用用户名"},
+        {"我的好友", "添加好友1", "添加好友", "使用用户名"},
+        {"好友大项", "添加好友大项", "添加好友", "使用用户名"},
+        {"山庄", "添加山庄1", "添加群", "使用群名称"},
+        {"黑名单大项", "添加黑名单大项", "添加黑名单", "使用用户名"},
+    };
+    for (const Row& row : rows) {
+        WizardRig r;
+        if (*row.menu) {
+            const auto* menu = r.form->findChild<QMenu*>(QString::fromUtf8(row.menu));
+            app::ContactMenus::item(menu, QString::fromUtf8(row.item))->trigger();
+        } else {
+            r.form->headerBand().lvButtons_H2(app::HeaderBand::kAddFriend)->click();
+        }
+        frmAddnew* w = r.form->addWizards().window();
+        ASSERT_TRUE(w && w->isVisible()) << row.item;
+        EXPECT_EQ(w->caption(), QString::fromUtf8(row.caption));
+        EXPECT_EQ(w->Option1->text(), QString::fromUtf8(row.option1));
+    }
+    for (const char* mode : {"按用户名", "按昵称"}) {
+        WizardRig r;
+        r.form->showMainFrame();
+        app::ContactMenus::item(r.form->contactMenus().findMode, QString::fromUtf8(mode))->trigger();
+        r.form->mainFrame().findBox()->setText(" bob ");
+        r.form->mainFrame().searchButton()->click();
+        EXPECT_EQ(r.sent(),
+                  std::string("(5,3)") + (mode == std::string("按用户名") ? "3" : "4") + ":alice|bob|");
+        EXPECT_EQ(r.form->addWizards().window()->Tag(), "addOnefrd");
+    }
 }
 
 }  // namespace
