@@ -69,12 +69,10 @@ struct WizardRig : FormRig {
 const std::string kProfile = "bob|1|lv|0|鲍勃|m3|" + std::string(18, '|') + "0|0";
 
 TEST(FrmAddnew, EveryStepSendsItsFrameAndTakesOnlyTheRepliesItWaitsFor) {
-    struct Row {
+    struct Row {  // option 0: none clicked; 2 lists at once, 3 searches by nick or number
         const char* job;
-        int option;  // 0: none clicked; 2 lists at once, 1 and 3 pick the search
-        const char* text;
-        const char* sent;
-        const char* tagSent;
+        int option;
+        const char *text, *sent, *tagSent;
         FrameKind reply;
         uint16_t code;
         std::string body;
@@ -162,8 +160,7 @@ TEST(FrmAddnew, AddingFromResultsRefusesOneselfAndFriendsAndJoinsWithTheText) {
     struct Row {
         const char* job;
         std::string body;
-        const char* box;
-        const char* sent;
+        const char *box, *sent;
     };
     const Row rows[] = {
         {"添加好友", "爱丽丝|alice|m1", "不能添加自己！", ""},
@@ -208,10 +205,7 @@ TEST(FrmAddnew, AddingFromResultsRefusesOneselfAndFriendsAndJoinsWithTheText) {
 // by the quick find mode.
 TEST(FrmAddnew, MenusAndTheTopBarOpenTheJobAndComSerchSearchesAtOnce) {
     struct Row {
-        const char* menu;  // "" for the top bar's add button
-        const char* item;
-        const char* caption;
-        const char* option1;
+        const char *menu, *item, *caption, *option1;  // menu "": the top bar's add button
     };
     const Row rows[] = {
         {"", "", "添加好友", "使用用户名"},
