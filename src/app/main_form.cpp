@@ -14,6 +14,7 @@
 #include <QStatusBar>
 #include <QWindow>
 
+#include "app/add_wizards.h"
 #include "app/chat_windows.h"
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
@@ -125,6 +126,11 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     connectControls();
     connectMenus();
     attachProfiles();
+    addWizards_ = std::make_unique<AddWizards>(*this);
+    // A result's details: a person's profile, read-only, or a group's card.
+    addWizards_->setProfileOpener(
+        [this](const Bytes& name, int mode) { profiles_->ShowProfile(name, mode, true); });
+    addWizards_->setGroupCardOpener([this](const Bytes& group) { groups_->actions().showCard(group); });
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
 }
 

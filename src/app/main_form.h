@@ -26,6 +26,7 @@ class Contacts;
 
 namespace nq::app {
 
+class AddWizards;
 class ChatWindows;
 class ContactArea;
 class GroupWindows;
@@ -76,6 +77,7 @@ class Mainform : public QMainWindow, public SessionView {
     ChatWindows& chatWindows() { return *chatWindows_; }
     ProfileWindows& profiles() { return *profiles_; }
     GroupWindows& groupWindows() { return *groups_; }
+    AddWizards& addWizards() { return *addWizards_; }
     const MainMenus& menus() const { return menus_; }
     const ContactMenus& contactMenus() const { return contactMenus_; }
     HeaderBand& headerBand() const { return *header_; }
@@ -166,6 +168,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<ChatWindows> chatWindows_;
     std::unique_ptr<ProfileWindows> profiles_;
     std::unique_ptr<GroupWindows> groups_;  // before the chat windows it hands its actions to
+    std::unique_ptr<AddWizards> addWizards_;  // its leaves refer to the session
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;
