@@ -15,56 +15,18 @@
 #include "app/login_frame.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
-#include "support/demo_server.h"
+#include "e2e_client.h"
 #include "form_rig.h"
 #include "session/qt_transport.h"
+#include "support/demo_server.h"
 #include "widgets/rich_text.h"
 
 namespace nq {
 namespace {
 
-constexpr int kTickMs = 50;
-
 Bytes gbkOf(const char* utf8) {
     return gbk::fromUtf8(utf8);
 }
-
-// One user's whole client with the stock faces, logged in.
-struct Client {
-    Client(const test::TempDir& tmp, const QString& ip, const char* name)
-        : account(name), home(QString::fromStdString(tmp.file(name))) {
-        EXPECT_TRUE(QDir().mkpath(home));
-        test::writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
-        EXPECT_TRUE(QFile::link(NQ_ASSETS_DIR "/face", home + "/face"));
-        EXPECT_TRUE(QFile::copy(NQ_ASSETS_DIR "/keywords.kwd", home + "/keywords.kwd"));
-        timer = std::make_unique<QtTimer>(kTickMs, [this] { form->session().tick(); });
-        form = std::make_unique<app::Mainform>(app::MainformOptions{home.toStdString(), kTickMs},
-                                               app::MainformParts{services, update, chat, *timer, desktop});
-        form->load("");
-        form->show();
-        form->loginFrame().txtName->setText(name);
-        form->loginFrame().txtPassword->setText("123456");
-        form->loginFrame().com_login->click();
-    }
-    ~Client() { form.reset(); }
-
-    app::frmChat* window(const char* captionUtf8) const {
-        return form->chatWindows().find(gbkOf(captionUtf8));
-    }
-    QByteArray record() const {
-        QFile f(home + "/" + account + "/revMsg.nq");
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-    ChatManager& chats() const { return form->chats(); }
-
-    QString account;
-    QString home;
-    test::RecordingServices services;
-    test::RecordingDesktop desktop;
-    QtUdpSocket update, chat;
-    std::unique_ptr<QtTimer> timer;
-    std::unique_ptr<app::Mainform> form;
-};
 
 // What a history pane shows: its text and the faces in it, in order.
 struct Pane {
@@ -77,9 +39,9 @@ Pane paneOf(app::frmChat* w) {
 
 TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberOnline) {
     test::TempDir tmp;
-    test::DemoServer demo(tmp, kTickMs);
+    test::DemoServer demo(tmp, test::kE2eTickMs);
     ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
-    Client alice(tmp, demo.ip, "alice"), bob(tmp, demo.ip, "bob"), carol(tmp, demo.ip, "carol");
+    test::E2eClient alice(tmp, demo.ip, "alice"), bob(tmp, demo.ip, "bob"), carol(tmp, demo.ip, "carol");
     Contacts& contacts = alice.form->contacts();
     ItemList& friends = contacts.MyList(Contacts::kFriends);
     const Bytes bobNick = gbkOf("鲍勃");
@@ -116,7 +78,8 @@ TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberO
     ASSERT_TRUE(fromAlice);
     EXPECT_TRUE(test::waitUntil([&] { return paneOf(fromAlice).faces == QList<int>{1}; }));
     EXPECT_TRUE(paneOf(fromAlice).text.contains("www.example.org"));
-    EXPECT_TRUE(test::waitUntil([&] { return !bob.chats().blinking(aliceNick); })) << "the row went on blinking";
+    EXPECT_TRUE(test::waitUntil([&] { return !bob.chats().blinking(aliceNick); }))
+        << "the row went on blinking";
 
     // Both records hold the line: hers as sent to bob, his as received, with the time she sent.
     const QRegularExpression sent(
@@ -139,7 +102,7 @@ TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberO
     ASSERT_TRUE(test::waitUntil([&] { return alice.form->session().wire.sendQueueFree; }));
     QTest::keyClicks(&toGroup->sendBox(), "hello all /laugh");
     QTest::keyClick(&toGroup->sendBox(), Qt::Key_Return, Qt::ControlModifier);
-    for (Client* member : {&bob, &carol}) {
+    for (test::E2eClient* member : {&bob, &carol}) {
         // The tray click, again until the line has come.
         app::frmChat* w = nullptr;
         EXPECT_TRUE(test::waitUntil([&] {

@@ -23,8 +23,9 @@ inline void writeCrlf(const QString& path, const QStringList& lines) {
 
 // Tracing every frame to `trace`, its clients' tick compressed to tickMs.
 struct DemoServer {
-    DemoServer(const TempDir& tmp, int tickMs) : ip(QString::fromStdString(claimLoopbackAddress())) {
-        const QString db = QString::fromStdString(tmp.file("nqserver.db"));
+    DemoServer(const TempDir& tmp, int tickMs)
+        : ip(QString::fromStdString(claimLoopbackAddress())),
+          db(QString::fromStdString(tmp.file("nqserver.db"))) {
         EXPECT_EQ(QProcess::execute(bin + "/server/nqserver", {"--db", db, "demo"}), 0)
             << "nqserver demo failed";
         QObject::connect(&process, &QProcess::readyReadStandardError,
@@ -40,6 +41,7 @@ struct DemoServer {
 
     const QString bin = QString::fromLocal8Bit(std::getenv("NQ_BIN_DIR"));
     QString ip;
+    QString db;
     QProcess process;
     QByteArray trace;
     bool ready = false;
