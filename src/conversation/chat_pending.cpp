@@ -78,11 +78,13 @@ bool ChatManager::blinkSlot(const Slot& s) {
     }
 
     if (isPersonLine(s.kind) && s.sender == session_.myNick) return false;
-    if (kind == IncomingQueue::kFriendLine) blinkingFriends_.insert(s.sender);
     if (flashOpenWindow()) {
         session_.endTickAfterScan();
         return false;
     }
+    // Only a row that really blinks: with a window open the scan stops above, and a line the
+    // open window is about to take would otherwise leave its sender marked for good.
+    if (kind == IncomingQueue::kFriendLine) blinkingFriends_.insert(s.sender);
 
     const bool dark = session_.blinkTicks % 2 != 0;
     if (kind == IncomingQueue::kJoinRequest) {

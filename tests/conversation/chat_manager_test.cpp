@@ -77,6 +77,14 @@ TEST(UnreadScan, AFriendsRowBlinksByTheTickParityUntilHisWindowOpens) {
     r.m.unreadScan();
     EXPECT_EQ(r.c.MyList(Contacts::kFriends).Item(1).icon, 0);
     EXPECT_EQ(r.windows.flashed, std::vector{personCaption(g("鲍勃"))});
+
+    // A line that comes while a window is open flashes it and marks no row as blinking.
+    ChatRig open;
+    open.addPeople();
+    open.windows.open = r.windows.open;
+    open.serve(kind::kChat, {"bob", "alice", "x"});
+    open.m.unreadScan();
+    EXPECT_FALSE(open.m.blinking("bob") || open.m.blinking(g("鲍勃")));
 }
 
 TEST(OpenNextPending, TheNewWindowsModeFollowsWhereTheSenderIsFound) {
