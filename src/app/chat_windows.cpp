@@ -23,6 +23,7 @@ ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat
     boxLook_.font = Bytes(kDefaultFont);
     chat_.setWindowDirectory(this);
     // A queued line may be for any open window; each looks once and sleeps again if not.
+    connect(&contacts_.MyTree(), &NodeTree::changed, this, &ChatWindows::followGroupMembers);
     connect(&chat_, &ChatManager::messageQueued, this, [this] {
         for (const auto& w : windows_)
             if (w && chat_.hasLineFor(w->lbFrdCaption())) w->wakeDelivery();
@@ -58,6 +59,28 @@ frmChat* ChatWindows::create(std::optional<ChatMode> mode, const Bytes& name) {
         windows_.erase(std::remove(windows_.begin(), windows_.end(), nullptr), windows_.end());
     });
     return w;
+}
+
+void ChatWindows::followGroupMembers() {
+    const NodeTree& tree = contacts_.MyTree();
+    for (const auto& w : windows_) {
+        if (!w || w->chatMode != ChatMode::OTM) continue;
+        int group = 0;
+        for (int n : tree.findAll(w->lbFrdCaption()))
+            if (tree.parent(n) == 0) group = n;
+        if (group == 0) continue;  // left or dissolved: the list keeps what it last showed
+        ItemList& list = w->members();
+        const std::vector<int> nodes = tree.children(group);
+        bool same = list.count() == static_cast<int>(nodes.size());
+        for (int i = 0; same && i < list.count(); ++i) {
+            const auto node = nodes[static_cast<size_t>(i)];
+            same = list.Item(i + 1).Caption == tree.text(node) && list.Item(i + 1).icon == tree.image(node);
+        }
+        if (same) continue;  // most changes are blinks of other nodes
+        list.Clear();
+        for (int node : nodes) list.AddItem(tree.text(node), {}, tree.image(node));
+        list.Redraw();
+    }
 }
 
 void ChatWindows::open(const ChatRequest& request) {

@@ -110,6 +110,9 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
   private:
     frmChat* create(std::optional<ChatMode> mode, const Bytes& name);
     void forget(frmChat* window);
+    // An open group window's member list follows the group's node in the tree: members who come,
+    // go or change presence after the window opened (the member roster often arrives later).
+    void followGroupMembers();
 
     Session& session_;
     Contacts& contacts_;
