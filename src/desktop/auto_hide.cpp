@@ -1,0 +1,87 @@
+#include "desktop/auto_hide.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWidget>
+
+#include "desktop/window_services.h"
+
+namespace nq {
+
+AutoHide::AutoHide(QWidget* window, AutoHideSettings settings)
+    : QObject(window), window_(window), model_(settings), cursor_([] { return QCursor::pos(); }) {
+    tmrCheckisMouseOver.setInterval(AutoHideModel::kHoverIntervalMs);
+    tmrAnimater.setInterval(settings.detailMs);
+    connect(&tmrCheckisMouseOver, &QTimer::timeout, this, &AutoHide::checkMouseOver);
+    connect(&tmrAnimater, &QTimer::timeout, this, &AutoHide::animate);
+}
+
+void AutoHide::start() {
+    if (!window_) return;
+    model_.start(window_->frameGeometry());
+    syncTimers();
+}
+
+void AutoHide::setEnabled(bool enabled) {
+    if (!window_) return;
+    place(model_.setEnabled(enabled, windowNow().frame));
+    syncTimers();
+}
+
+void AutoHide::OpenPanel() {
+    if (!window_) return;
+    place(model_.setOpen(true, windowNow().frame));
+    syncTimers();
+}
+
+void AutoHide::ClosePanel() {
+    if (!window_) return;
+    place(model_.setOpen(false, windowNow().frame));
+    syncTimers();
+}
+
+AutoHideWindow AutoHide::windowNow() {
+    if (const QScreen* screen = window_->screen()) model_.setScreen(screen->geometry());
+    const Qt::WindowStates state = window_->windowState();
+    return {window_->frameGeometry(), (state & Qt::WindowMinimized) != 0, (state & Qt::WindowMaximized) != 0};
+}
+
+void AutoHide::checkMouseOver() {
+    if (!window_) return;
+    place(model_.hoverCheck(windowNow(), cursor_()));
+    syncTimers();
+}
+
+void AutoHide::animate() {
+    if (!window_) return;
+    const bool wasRunning = model_.animationRunning();
+    const std::optional<QPoint> at = model_.animationTick(windowNow());
+    const bool finished = wasRunning && !model_.animationRunning();
+    if (finished) {
+        place(at);
+    } else if (at) {
+        window_->move(*at);
+    }
+    syncTimers();
+}
+
+// A final place: the window also goes to the top of its band, the topmost one by default.
+void AutoHide::place(const std::optional<QPoint>& at) {
+    if (!at || !window_) return;
+    window_->move(*at);
+    if (model_.settings().alwaysOnTop && !(window_->windowFlags() & Qt::WindowStaysOnTopHint))
+        SetTopMost(window_, true);
+    window_->raise();
+}
+
+void AutoHide::syncTimers() {
+    const auto mirror = [](QTimer& timer, bool running) {
+        if (running && !timer.isActive()) timer.start();
+        if (!running && timer.isActive()) timer.stop();
+    };
+    mirror(tmrCheckisMouseOver, model_.hoverRunning());
+    mirror(tmrAnimater, model_.animationRunning());
+}
+
+}  // namespace nq
