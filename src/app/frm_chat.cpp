@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPainter>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSignalBlocker>
 #include <QTextEdit>
@@ -348,6 +349,8 @@ void frmChat::Form_Load() {
     wantsResize_ = true;
     minimal_ = QSize(width() - 33, height() - 33);  // 500 twips under the design size
     setMinimumSize(minimal_);
+    // Never dragged larger than the screen it stands on.
+    if (const QScreen* shown = screen()) setMaximumSize(shown->size());
 
     FontSel->lower();
     size->lower();

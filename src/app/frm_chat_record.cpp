@@ -3,16 +3,16 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QEvent>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QTextCharFormat>
 #include <QTextCursor>
 #include <QTextEdit>
-#include <QVBoxLayout>
+#include <algorithm>
 
 #include "app/button_looks.h"
+#include "desktop/magnetic_wnd.h"
 #include "desktop/window_services.h"
 #include "widgets/lv_buttons_h.h"
 #include "widgets/xp_container.h"
@@ -26,6 +26,11 @@ constexpr int kDesignWidthPx = 520;
 constexpr int kDesignHeightPx = 330;
 constexpr int kStripMarkPx = 16;
 constexpr int kStripMarkGapPx = 6;
+constexpr int kMarginPx = 6;
+constexpr int kRowPx = 26;
+constexpr int kComboPx = 150;
+constexpr int kPageButtonPx = 72;
+constexpr int kLabelPx = 70;
 
 // Windows colour values (red in the low byte, blue in the high byte) of the two looks.
 constexpr unsigned kHeaderColour = 0x408000;  // dark green
@@ -89,47 +94,57 @@ frmChatRecord::frmChatRecord(const std::string& recordFile, std::string_view tra
     lvButtons_H1[0]->setEnabled(false);
     lvButtons_H1[1]->setEnabled(false);
     applyStoredTransparency(this, transValue);
+    // The record window snaps, and sticks to the chat window that opened it.
+    if (parent) {
+        cMagneticWnd::instance().AddWindow(parent->window());
+        cMagneticWnd::instance().AddWindow(this, parent->window());
+    }
 }
 
 void frmChatRecord::buildControls() {
+    // Every control at its design place; the Tags keep the distances to the right and bottom
+    // edges when the window is resized (its width always follows the chat window's).
     resize(kDesignWidthPx, kDesignHeightPx);
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
     XPContainer1 = new XPContainer(this);
     XPContainer1->setObjectName(QStringLiteral("XPContainer1"));
     XPContainer1->setCaption(QStringLiteral("聊天记录"));
-    outer->addWidget(XPContainer1);
+    XPContainer1->setGeometry(0, 0, kDesignWidthPx, kDesignHeightPx);
+    XPContainer1->setProperty("Tag", "STRETCHALL");
 
-    auto* body = new QVBoxLayout(XPContainer1);
-    body->setContentsMargins(6, 6, 6, 6);
-    body->setSpacing(6);
     RichTextBox1 = new QTextEdit(XPContainer1);
     RichTextBox1->setObjectName(QStringLiteral("RichTextBox1"));
     RichTextBox1->setReadOnly(true);
     RichTextBox1->setAcceptRichText(false);
-    body->addWidget(RichTextBox1, 1);
-
-    auto* row = new QHBoxLayout;
-    row->setSpacing(6);
     Combo1 = new QComboBox(XPContainer1);
     Combo1->setObjectName(QStringLiteral("Combo1"));
     Combo1->setEditable(true);
     Combo1->setInsertPolicy(QComboBox::NoInsert);
-    Combo1->setMinimumWidth(150);
-    row->addWidget(Combo1);
-    row->addStretch(1);
     Label1 = new QLabel(QStringLiteral("第1页"), XPContainer1);
     Label1->setObjectName(QStringLiteral("Label1"));
-    row->addWidget(Label1);
     const QString captions[2] = {QStringLiteral("上一页   "), QStringLiteral("下一页   ")};
     for (int i = 0; i < 2; ++i) {
         lvButtons_H1[i] = new lvButtons_H(captions[i], XPContainer1);
         lvButtons_H1[i]->setObjectName(QStringLiteral("lvButtons_H1_%1").arg(i));
         lookSecondary(*lvButtons_H1[i]);
-        lvButtons_H1[i]->setMinimumWidth(72);
-        row->addWidget(lvButtons_H1[i]);
     }
-    body->addLayout(row);
+
+    const int row = std::max(kRowPx, Combo1->sizeHint().height());
+    const int rowTop = kDesignHeightPx - kMarginPx - row;
+    const int paneTop = XPContainer1->headerHeight() + kMarginPx;
+    RichTextBox1->setGeometry(kMarginPx, paneTop, kDesignWidthPx - 2 * kMarginPx, rowTop - kMarginPx - paneTop);
+    RichTextBox1->setProperty("Tag", "STRETCHALL");
+    Combo1->setGeometry(kMarginPx, rowTop, kComboPx, row);
+    Combo1->setProperty("Tag", "MOVEV");
+    int right = kDesignWidthPx - kMarginPx;
+    for (int i = 1; i >= 0; --i) {
+        right -= kPageButtonPx;
+        lvButtons_H1[i]->setGeometry(right, rowTop, kPageButtonPx, row);
+        lvButtons_H1[i]->setProperty("Tag", "MOVEALL");
+        right -= kMarginPx;
+    }
+    Label1->setGeometry(right - kLabelPx, rowTop, kLabelPx, row);
+    Label1->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    Label1->setProperty("Tag", "MOVEALL");
 
     Image1 = new QLabel(XPContainer1);
     Image1->setObjectName(QStringLiteral("Image1"));
@@ -143,6 +158,7 @@ void frmChatRecord::buildControls() {
     for (QLabel* image : {Image1, Image2}) {
         image->setFixedSize(kStripMarkPx, kStripMarkPx);
         image->installEventFilter(this);
+        image->setProperty("Tag", "MOVEH");
     }
     placeStripImages();
 
@@ -161,7 +177,7 @@ void frmChatRecord::placeStripImages() {
 
 void frmChatRecord::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    placeStripImages();
+    AutosizeControls(autosize_, this);
 }
 
 void frmChatRecord::openUnder(const QRect& chatFrame, const QString& contact, const QStringList& friends) {
@@ -194,10 +210,27 @@ bool frmChatRecord::eventFilter(QObject* watched, QEvent* event) {
             return true;
         }
     }
-    if (watched == Image2 && event->type() == QEvent::MouseButtonPress &&
-        static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
-        XPContainer::moveWindowFrom(this);
-        return true;
+    if (watched == Image2) {
+        // The window drags itself rather than leaving the move to the window manager, so that
+        // every step can snap and carry what is glued to it.
+        const auto* mouse = static_cast<QMouseEvent*>(event);
+        cMagneticWnd& magnet = cMagneticWnd::instance();
+        switch (event->type()) {
+            case QEvent::MouseButtonPress:
+                if (mouse->button() != Qt::LeftButton) break;
+                magnet.beginMove(this, mouse->globalPosition().toPoint());
+                return true;
+            case QEvent::MouseMove:
+                if (!(mouse->buttons() & Qt::LeftButton)) break;
+                magnet.moveTo(this, mouse->globalPosition().toPoint());
+                return true;
+            case QEvent::MouseButtonRelease:
+                if (mouse->button() != Qt::LeftButton) break;
+                magnet.endMove(this);
+                return true;
+            default:
+                break;
+        }
     }
     return QWidget::eventFilter(watched, event);
 }

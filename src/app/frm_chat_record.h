@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "conversation/chat_record.h"
+#include "desktop/mod_autosize.h"
 
 class QComboBox;
 class QLabel;
@@ -72,6 +73,7 @@ class frmChatRecord : public QWidget {
     int pagesBefore_ = 0;
     int pagesAfter_ = 0;
     bool pendingFirstFill_ = true;
+    AutosizeRecords autosize_;
 };
 
 }  // namespace nq::app

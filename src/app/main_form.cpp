@@ -27,6 +27,7 @@
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
+#include "desktop/auto_hide.h"
 #include "desktop/qt_platform_services.h"
 #include "desktop/tray.h"
 #include "session/qt_transport.h"
@@ -94,6 +95,13 @@ Mainform::Mainform(MainformOptions options, std::unique_ptr<OwnedParts> owned, Q
     owned_ = std::move(owned);
     owned_->services.setMainWindow(this);
     owned_->services.toasts().setTransValueReader([this] { return storedTransValue(); });
+    // DeskToolbar1: the window slides behind the top edge while its top stands above the screen.
+    auto* deskToolbar = new AutoHide(this, AutoHide::mainWindowSettings());
+    deskToolbar->start();
+    attachAutoHide([deskToolbar](bool on) {
+        // Handing over the state it already has must not move the window before the load.
+        if (on != deskToolbar->enabled()) deskToolbar->setEnabled(on);
+    });
 }
 
 Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent)

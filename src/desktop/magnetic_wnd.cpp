@@ -34,6 +34,8 @@ bool cMagneticWnd::AddWindow(QWidget* window, QWidget* parent) {
     if (!snap_.add(idOf(window), idOf(parent))) return false;
     windows_.emplace_back(window);
     window->installEventFilter(this);
+    // A window that goes without saying so leaves the table with it.
+    connect(window, &QObject::destroyed, this, [this, window] { RemoveWindow(window); });
     if (parent) parent->installEventFilter(this);
     CheckGlueing();
     return true;
@@ -43,8 +45,12 @@ bool cMagneticWnd::RemoveWindow(QWidget* window) {
     const int at = snap_.indexOf(idOf(window));
     if (at == 0) return false;
     snap_.remove(idOf(window));
+    // Null once the window is being destroyed: then it is never touched again.
+    if (QWidget* alive = windows_[at - 1]) {
+        alive->removeEventFilter(this);
+        disconnect(alive, &QObject::destroyed, this, nullptr);
+    }
     windows_.erase(windows_.begin() + (at - 1));
-    if (window) window->removeEventFilter(this);
     if (dragging_ == window) dragging_ = nullptr;
     CheckGlueing();
     return true;
