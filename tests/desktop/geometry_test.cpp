@@ -165,6 +165,7 @@ TEST(MagneticSnap, MovingSnapsStrictlyWithinTheWidthAndCarriesTheGluedChild) {
     s.checkGlueing(rects);
     ASSERT_TRUE(s.glued(2));
     s.enterSizeMove(1, work, rects, {200, 110});
+    EXPECT_EQ(s.moving(1, rects[1], {203, 112}).window.left, 103);  // its own child is no magnet
     const MagneticSnap::Moved m = s.moving(1, rects[1], {250, 140});
     ASSERT_EQ(m.children.size(), 1u);
     EXPECT_EQ(m.children[0].second, (SnapRect{150, 430, 550, 630}));
