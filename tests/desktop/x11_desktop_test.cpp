@@ -99,13 +99,16 @@ TEST(X11Tray, AClickOnTheIconInTheTrayReachesTheProgram) {
     QObject::connect(&tray, &Tray::clicked, [&clicks](TrayClick c) { clicks.push_back(c); });
     tray.TrayAdd(&window, QStringLiteral("珀岚聊天"));
     ASSERT_TRUE(waitFor([&] { return tray.icon()->geometry().width() > 0; }));
+    // trayer embeds the icon after it is mapped; the geometry is right once that settles.
+    waitFor([] { return false; }, 500);
     const QPoint at = tray.icon()->geometry().center();
-    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
-    ASSERT_TRUE(waitFor([&] { return !clicks.empty(); }));
-    EXPECT_EQ(clicks.front(), TrayClick::Left);
+    // NQ_SHOT=file.png keeps a picture of the desktop with the icon in the tray.
     if (const char* shot = std::getenv("NQ_SHOT")) {
         QProcess::execute("sh", {"-c", QString("xwd -root | convert xwd:- %1").arg(shot)});
     }
+    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+    ASSERT_TRUE(waitFor([&] { return !clicks.empty(); }));
+    EXPECT_EQ(clicks.front(), TrayClick::Left);
 }
 
 // The helper processes of the display, in start order; stopped in reverse.
