@@ -26,6 +26,12 @@ class MainformDesktop {
     virtual void setTopMost(QWidget* window, bool enable) = 0;
     // The TransValue text of User.ini as stored ("1,205,"); applied only when its flag is 1.
     virtual void applyStoredTransparency(QWidget* window, const std::string& transValue) = 0;
+    // Whether the desktop has a notification area to hide the window into.
+    virtual bool trayAvailable() const = 0;
+    // The global hotkey: action "Add" or "Del" with a User.ini value ("Ctrl+Alt,81").
+    virtual void applyHotkey(int id, const std::string& text, const std::string& action) = 0;
+    // Called when the registered combination is pressed anywhere on the desktop.
+    virtual void onHotkeyFetch(std::function<void()> handler) = 0;
 };
 
 // The real one: the program's tray icon, owned here, and the desktop library's window services.

@@ -13,6 +13,7 @@
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QWindow>
+#include <cstdio>
 
 #include "app/add_wizards.h"
 #include "app/chat_windows.h"
@@ -28,6 +29,7 @@
 #include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
 #include "desktop/auto_hide.h"
+#include "desktop/hotkey_text.h"
 #include "desktop/qt_platform_services.h"
 #include "desktop/tray.h"
 #include "session/qt_transport.h"
@@ -140,6 +142,20 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
         [this](const Bytes& name, int mode) { profiles_->ShowProfile(name, mode, true); });
     addWizards_->setGroupCardOpener([this](const Bytes& group) { groups_->actions().showCard(group); });
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
+    desktop_->onHotkeyFetch([this] { chats_->openNextPendingByHotkey(); });
+    connect(session_.get(), &Session::hotkeyRegistrationDue, this, &Mainform::registerStoredHotkey);
+    connect(session_.get(), &Session::hotkeyReleaseDue, this, [this] { desktop_->applyHotkey(1, "", "Del"); });
+}
+
+void Mainform::registerStoredHotkey() {
+    pointIniAtUserIni();
+    const Bytes stored = session_->ini.GetIniKey(keys::kSettingSection, keys::kHotkey);
+    applyHotkey(hotkeyValueAtLogin(stored).value_or(std::string()));
+}
+
+void Mainform::applyHotkey(const std::string& value) {
+    desktop_->applyHotkey(1, value, "Del");
+    if (!value.empty()) desktop_->applyHotkey(1, value, "Add");
 }
 
 Mainform::~Mainform() = default;
@@ -327,6 +343,11 @@ void Mainform::load(const std::string& commandLine) {
     header_->setSubtitle("游戏玩家的聊天工具");
 
     desktop_->trayAdd(this, kTrayTip);
+    if (!desktop_->trayAvailable()) {
+        static bool said = false;
+        if (!said) std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
+        said = true;
+    }
     s.restoreLoginPanel(commandLine);
 }
 
@@ -392,7 +413,8 @@ void Mainform::activated() {
 
 void Mainform::closeEvent(QCloseEvent* event) {
     pointIniAtUserIni();
-    if (!session_->exitAllowed) {
+    // Without a notification area a hidden window could not be brought back: the close quits.
+    if (!session_->exitAllowed && desktop_->trayAvailable()) {
         // Logged in: the session goes on in the tray.
         event->ignore();
         setWindowState(windowState() | Qt::WindowMinimized);

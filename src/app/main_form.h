@@ -89,6 +89,10 @@ class Mainform : public QMainWindow, public SessionView {
     // User.ini's TransValue text, as the load applies it to this window and each toast to itself.
     [[nodiscard]] std::string storedTransValue() const;
 
+    // The global hotkey from a User.ini value ("Ctrl+Alt,81"): the old registration is let go,
+    // then the value registered unless it is empty. The login and the settings' save run this.
+    void applyHotkey(const std::string& value);
+
     // 退出: the exit flag goes up and the window unloads, whether logged in or not.
     void exitProgram();
 
@@ -158,6 +162,7 @@ class Mainform : public QMainWindow, public SessionView {
     void refreshMenuStates();
     void trayClicked(TrayClick click);
     void pointIniAtUserIni();
+    void registerStoredHotkey();
 
     MainformOptions options_;
     std::unique_ptr<OwnedParts> owned_;

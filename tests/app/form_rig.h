@@ -35,11 +35,18 @@ class RecordingDesktop : public app::MainformDesktop {
     void applyStoredTransparency(QWidget*, const std::string& transValue) override {
         calls.push_back("transparency:" + transValue);
     }
+    bool trayAvailable() const override { return hasTray; }
+    void applyHotkey(int id, const std::string& text, const std::string& action) override {
+        calls.push_back("hotkey:" + std::to_string(id) + ":" + action + ":" + text);
+    }
+    void onHotkeyFetch(std::function<void()> handler) override { hotkeyFetch = std::move(handler); }
 
     std::vector<std::string> calls;  // in the order they came
     std::vector<int> trayStates;     // every tray picture asked for, in order
     std::function<void(TrayClick)> click;
     std::function<void()> onTrayAdd;
+    std::function<void()> hotkeyFetch;
+    bool hasTray = true;
 };
 
 class FormRig : public ScriptedServers {

@@ -50,5 +50,39 @@ TEST(MainformClose, AfterLoginHidesToTheTrayUntilExitSendsTheQuitFrame) {
     EXPECT_TRUE(!f.isVisible() && !f.session().online && rig.position() != "");
 }
 
+TEST(MainformClose, WithoutATrayACloseAfterLoginQuits) {
+    FormRig rig;
+    rig.desktop.hasTray = false;
+    Mainform& f = rig.load();
+    rig.login();
+    EXPECT_TRUE(f.close());
+    EXPECT_EQ(rig.unloadCount, 1);
+}
+
+TEST(MainformHotkey, LoginRegistersTheStoredKeyAndAPressFetches) {
+    const struct {
+        const char* stored;
+        std::vector<std::string> calls;
+    } cases[] = {
+        {"Ctrl+Alt,81", {"hotkey:1:Del:Ctrl+Alt,81", "hotkey:1:Add:Ctrl+Alt,81"}},
+        {"112", {"hotkey:1:Del:112", "hotkey:1:Add:112"}},
+        {"", {"hotkey:1:Del:"}},
+    };
+    for (const auto& c : cases) {
+        FormRig rig;
+        rig.writeIni(keys::kUserFileName, keys::kHotkey, c.stored);
+        Mainform& f = rig.load();
+        rig.login();
+        std::vector<std::string> hotkeyCalls;
+        for (const std::string& call : rig.desktop.calls)
+            if (call.starts_with("hotkey:")) hotkeyCalls.push_back(call);
+        EXPECT_EQ(hotkeyCalls, c.calls) << c.stored;
+        f.hide();
+        ASSERT_TRUE(rig.desktop.hotkeyFetch);
+        rig.desktop.hotkeyFetch();
+        EXPECT_TRUE(f.isVisible()) << "with nothing waiting the fetch brings the window back";
+    }
+}
+
 }  // namespace
 }  // namespace nq::test

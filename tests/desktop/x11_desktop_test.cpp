@@ -1,0 +1,159 @@
+// A real X desktop for the tests below: Xvfb on a display of its own, openbox as the window
+// manager and trayer as the XEmbed notification area, started before the application object and
+// stopped by their pids after the last test. Keys and clicks come from xdotool.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QSystemTrayIcon>
+#include <QThread>
+#include <QWidget>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <vector>
+#include <xcb/xcb.h>
+#include <memory>
+#include <string>
+#include <unistd.h>
+
+#include "desktop/global_hotkey.h"
+#include "desktop/tray.h"
+#include "desktop/xcb_hotkey_grabber.h"
+
+namespace nq {
+namespace {
+
+// Runs the event loop until done() holds or the time (milliseconds) is up.
+bool waitFor(const std::function<bool()>& done, int ms = 5000) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!done() && clock.elapsed() < ms) {
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(10);
+    }
+    return done();
+}
+
+void xdotool(const QStringList& args) {
+    QProcess::execute("xdotool", args);
+}
+
+GlobalHotkey* makeHotkey(int& fetches) {
+    auto* hotkey = new GlobalHotkey(std::make_unique<XcbHotkeyGrabber>(XcbHotkeyGrabber::qtConnection()));
+    QObject::connect(hotkey, &GlobalHotkey::fetchRequested, [&fetches] { ++fetches; });
+    return hotkey;
+}
+
+TEST(X11Hotkey, ARealGrabFetchesAndDelLeavesTheOldKeyDormant) {
+    int fetches = 0;
+    std::unique_ptr<GlobalHotkey> hotkey(makeHotkey(fetches));
+    hotkey->ApplyHotkey(1, "Ctrl+Alt,75", "Add");
+    xdotool({"key", "ctrl+alt+k"});
+    ASSERT_TRUE(waitFor([&] { return fetches == 1; })) << "Ctrl+Alt+K did not reach the grab";
+    xdotool({"key", "ctrl+k"});  // the same key with other modifiers is not the hotkey
+    xdotool({"key", "shift+ctrl+alt+k"});
+
+    hotkey->ApplyHotkey(1, "Ctrl+Alt,75", "Del");
+    xdotool({"key", "ctrl+alt+k"});
+    waitFor([] { return false; }, 300);
+    EXPECT_EQ(fetches, 1);
+
+    // NumLock lit: the lock variants of the grab still match.
+    hotkey->ApplyHotkey(1, "Shift+Alt,112", "Add");
+    xdotool({"key", "Num_Lock"});
+    xdotool({"key", "shift+alt+F1"});
+    xdotool({"key", "Num_Lock"});
+    ASSERT_TRUE(waitFor([&] { return fetches == 2; }));
+    xdotool({"key", "ctrl+alt+k"});
+    EXPECT_TRUE(waitFor([&] { return fetches == 3; })) << "the first key stays registered";
+}
+
+TEST(X11Hotkey, AKeyHeldByAnotherClientIsIgnoredQuietly) {
+    int fetches = 0;
+    std::unique_ptr<GlobalHotkey> first(makeHotkey(fetches));
+    first->ApplyHotkey(1, "Ctrl,81", "Add");
+    // A second X connection stands for another program: its grab of the same key fails.
+    xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+    {
+        XcbHotkeyGrabber other(connection);
+        other.RegisterHotKey(1, 2, 81);
+        EXPECT_TRUE(other.grabs().empty());
+    }
+    xcb_disconnect(connection);
+    xdotool({"key", "ctrl+q"});
+    EXPECT_TRUE(waitFor([&] { return fetches == 1; })) << "the failed grab took the key away";
+}
+
+TEST(X11Tray, AClickOnTheIconInTheTrayReachesTheProgram) {
+    ASSERT_TRUE(waitFor([] { return QSystemTrayIcon::isSystemTrayAvailable(); }));
+    QWidget window;
+    window.setWindowIcon(appIcon());
+    Tray tray;
+    std::vector<TrayClick> clicks;
+    QObject::connect(&tray, &Tray::clicked, [&clicks](TrayClick c) { clicks.push_back(c); });
+    tray.TrayAdd(&window, QStringLiteral("珀岚聊天"));
+    ASSERT_TRUE(waitFor([&] { return tray.icon()->geometry().width() > 0; }));
+    // trayer embeds the icon after it is mapped; the geometry is right once that settles.
+    waitFor([] { return false; }, 500);
+    const QPoint at = tray.icon()->geometry().center();
+    // NQ_SHOT=file.png keeps a picture of the desktop with the icon in the tray.
+    if (const char* shot = std::getenv("NQ_SHOT")) {
+        QProcess::execute("sh", {"-c", QString("xwd -root | convert xwd:- %1").arg(shot)});
+    }
+    xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
+    ASSERT_TRUE(waitFor([&] { return !clicks.empty(); }));
+    EXPECT_EQ(clicks.front(), TrayClick::Left);
+}
+
+// The helper processes of the display, in start order; stopped in reverse.
+std::vector<pid_t> helpers;
+
+pid_t spawn(const std::vector<std::string>& argv) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        std::vector<char*> args;
+        for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        execvp(args[0], args.data());
+        _exit(127);
+    }
+    helpers.push_back(pid);
+    return pid;
+}
+
+}  // namespace
+}  // namespace nq
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    // Xvfb picks a free display and writes its number to the pipe.
+    int fds[2];
+    if (pipe(fds) != 0) return 1;
+    nq::spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1024x768x24", "-nolisten", "tcp"});
+    close(fds[1]);
+    char number[16] = {};
+    const ssize_t got = read(fds[0], number, sizeof number - 1);
+    close(fds[0]);
+    if (got <= 0) {
+        std::fputs("Xvfb did not start\n", stderr);
+        return 1;
+    }
+    const std::string display = ":" + std::string(number, std::strcspn(number, "\n"));
+    setenv("DISPLAY", display.c_str(), 1);
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+    nq::spawn({"openbox"});
+    nq::spawn({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request", "--height", "24"});
+    int rc = 1;
+    {
+        QApplication app(argc, argv);
+        rc = RUN_ALL_TESTS();
+    }
+    for (auto it = nq::helpers.rbegin(); it != nq::helpers.rend(); ++it) kill(*it, SIGTERM);
+    return rc;
+}
