@@ -131,7 +131,8 @@ void frmChatRecord::buildControls() {
     const int row = std::max(kRowPx, Combo1->sizeHint().height());
     const int rowTop = kDesignHeightPx - kMarginPx - row;
     const int paneTop = XPContainer1->headerHeight() + kMarginPx;
-    RichTextBox1->setGeometry(kMarginPx, paneTop, kDesignWidthPx - 2 * kMarginPx, rowTop - kMarginPx - paneTop);
+    RichTextBox1->setGeometry(kMarginPx, paneTop, kDesignWidthPx - 2 * kMarginPx,
+                              rowTop - kMarginPx - paneTop);
     RichTextBox1->setProperty("Tag", "STRETCHALL");
     Combo1->setGeometry(kMarginPx, rowTop, kComboPx, row);
     Combo1->setProperty("Tag", "MOVEV");
@@ -210,7 +211,9 @@ bool frmChatRecord::eventFilter(QObject* watched, QEvent* event) {
             return true;
         }
     }
-    if (watched == Image2) {
+    const bool mouseEvent = event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseMove ||
+                            event->type() == QEvent::MouseButtonRelease;
+    if (watched == Image2 && mouseEvent) {
         // The window drags itself rather than leaving the move to the window manager, so that
         // every step can snap and carry what is glued to it.
         const auto* mouse = static_cast<QMouseEvent*>(event);
