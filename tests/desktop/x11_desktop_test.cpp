@@ -25,20 +25,12 @@
 #include "desktop/global_hotkey.h"
 #include "desktop/tray.h"
 #include "desktop/xcb_hotkey_grabber.h"
+#include "support/event_loop.h"
 
 namespace nq {
 namespace {
 
-// Runs the event loop until done() holds or the time (milliseconds) is up.
-bool waitFor(const std::function<bool()>& done, int ms = 5000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < ms) {
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(10);
-    }
-    return done();
-}
+using test::waitUntil;
 
 void xdotool(const QStringList& args) {
     QProcess::execute("xdotool", args);
@@ -55,13 +47,13 @@ TEST(X11Hotkey, ARealGrabFetchesAndDelLeavesTheOldKeyDormant) {
     std::unique_ptr<GlobalHotkey> hotkey(makeHotkey(fetches));
     hotkey->ApplyHotkey(1, "Ctrl+Alt,75", "Add");
     xdotool({"key", "ctrl+alt+k"});
-    ASSERT_TRUE(waitFor([&] { return fetches == 1; })) << "Ctrl+Alt+K did not reach the grab";
+    ASSERT_TRUE(waitUntil([&] { return fetches == 1; })) << "Ctrl+Alt+K did not reach the grab";
     xdotool({"key", "ctrl+k"});  // the same key with other modifiers is not the hotkey
     xdotool({"key", "shift+ctrl+alt+k"});
 
     hotkey->ApplyHotkey(1, "Ctrl+Alt,75", "Del");
     xdotool({"key", "ctrl+alt+k"});
-    waitFor([] { return false; }, 300);
+    waitUntil([] { return false; }, 300);
     EXPECT_EQ(fetches, 1);
 
     // NumLock lit: the lock variants of the grab still match.
@@ -69,9 +61,9 @@ TEST(X11Hotkey, ARealGrabFetchesAndDelLeavesTheOldKeyDormant) {
     xdotool({"key", "Num_Lock"});
     xdotool({"key", "shift+alt+F1"});
     xdotool({"key", "Num_Lock"});
-    ASSERT_TRUE(waitFor([&] { return fetches == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return fetches == 2; }));
     xdotool({"key", "ctrl+alt+k"});
-    EXPECT_TRUE(waitFor([&] { return fetches == 3; })) << "the first key stays registered";
+    EXPECT_TRUE(waitUntil([&] { return fetches == 3; })) << "the first key stays registered";
 }
 
 TEST(X11Hotkey, AKeyHeldByAnotherClientIsIgnoredQuietly) {
@@ -87,27 +79,27 @@ TEST(X11Hotkey, AKeyHeldByAnotherClientIsIgnoredQuietly) {
     }
     xcb_disconnect(connection);
     xdotool({"key", "ctrl+q"});
-    EXPECT_TRUE(waitFor([&] { return fetches == 1; })) << "the failed grab took the key away";
+    EXPECT_TRUE(waitUntil([&] { return fetches == 1; })) << "the failed grab took the key away";
 }
 
 TEST(X11Tray, AClickOnTheIconInTheTrayReachesTheProgram) {
-    ASSERT_TRUE(waitFor([] { return QSystemTrayIcon::isSystemTrayAvailable(); }));
+    ASSERT_TRUE(waitUntil([] { return QSystemTrayIcon::isSystemTrayAvailable(); }));
     QWidget window;
     window.setWindowIcon(appIcon());
     Tray tray;
     std::vector<TrayClick> clicks;
     QObject::connect(&tray, &Tray::clicked, [&clicks](TrayClick c) { clicks.push_back(c); });
     tray.TrayAdd(&window, QStringLiteral("珀岚聊天"));
-    ASSERT_TRUE(waitFor([&] { return tray.icon()->geometry().width() > 0; }));
+    ASSERT_TRUE(waitUntil([&] { return tray.icon()->geometry().width() > 0; }));
     // trayer embeds the icon after it is mapped; the geometry is right once that settles.
-    waitFor([] { return false; }, 500);
+    waitUntil([] { return false; }, 500);
     const QPoint at = tray.icon()->geometry().center();
     // NQ_SHOT=file.png keeps a picture of the desktop with the icon in the tray.
     if (const char* shot = std::getenv("NQ_SHOT")) {
         QProcess::execute("sh", {"-c", QString("xwd -root | convert xwd:- %1").arg(shot)});
     }
     xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
-    ASSERT_TRUE(waitFor([&] { return !clicks.empty(); }));
+    ASSERT_TRUE(waitUntil([&] { return !clicks.empty(); }));
     EXPECT_EQ(clicks.front(), TrayClick::Left);
 }
 
