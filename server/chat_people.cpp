@@ -96,9 +96,8 @@ void ChatService::onGroupPage(Session& s, const FrameHeader& h, FieldReader& fie
     const auto range = rowRange(fields);
     if (!range) return dropShort(s, h);
     const bool goesOn = range->first == s.groupPage.nextRow && range->first > 1;
-    const std::vector<Group> groups = store_.groupsPage(goesOn ? s.groupPage.afterId : 0,
-                                                        goesOn ? 0 : range->first - 1,
-                                                        static_cast<int>(range->count));
+    const std::vector<Group> groups = store_.groupsPage(
+        goesOn ? s.groupPage.afterId : 0, goesOn ? 0 : range->first - 1, static_cast<int>(range->count));
     size_t taken = 0;
     const Bytes body = groupRows(groups, taken);
     s.groupPage.nextRow = range->first + static_cast<int64_t>(taken);
@@ -154,13 +153,11 @@ void ChatService::onSaveProfile(Session& s, const FrameHeader& h, FieldReader& f
     if (f.size() < 19) return dropShort(s, h);
 
     const Bytes nick = profileText(f[0], kMaxNameBytes);
-    const bool nickFree = !nickProblem(nick) && !store_.group(nick) &&
-                          [&] {
-                              auto byName = store_.account(nick);
-                              auto byNick = store_.accountByNick(nick);
-                              return (!byName || byName->name == s.account) &&
-                                     (!byNick || byNick->name == s.account);
-                          }();
+    const bool nickFree = !nickProblem(nick) && !store_.group(nick) && [&] {
+        auto byName = store_.account(nick);
+        auto byNick = store_.accountByNick(nick);
+        return (!byName || byName->name == s.account) && (!byNick || byNick->name == s.account);
+    }();
     if (nickFree)
         a.nick = nick;
     else if (nick != a.nick)
@@ -170,9 +167,7 @@ void ChatService::onSaveProfile(Session& s, const FrameHeader& h, FieldReader& f
     a.signature = profileText(f[2], kProfileLimits.signature);
     if (auto age = decimal(f[3])) a.age = static_cast<int>(std::clamp<int64_t>(*age, 0, 150));
     a.sex = f[4] == "1" ? 1 : 0;
-    Bytes* texts[] = {&a.country, &a.province, &a.city,     &a.email,  &a.address,
-                      &a.postcode, &a.phone,   &a.mobile,   &a.realName, &a.school,
-                      &a.work,    &a.zodiacAnimal, &a.bloodType, &a.starSign};
+    const auto texts = a.profileTexts();
     for (size_t i = 0; i < std::size(texts); ++i) *texts[i] = profileText(f[5 + i], kProfileLimits.text[i]);
     store_.saveProfile(a);
     s.nick = a.nick;

@@ -30,10 +30,7 @@ void SqliteStore::saveProfile(const Account& a) {
     s.gbkText(c++, a.signature);
     s.integer(c++, a.age);
     s.integer(c++, a.sex);
-    for (const Bytes* field :
-         {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
-          &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
-        s.gbkText(c++, *field);
+    for (const Bytes* field : a.profileTexts()) s.gbkText(c++, *field);
     s.gbkText(c++, a.name);
     try {
         s.run();
@@ -47,8 +44,8 @@ void SqliteStore::setCoins(const Bytes& name, int64_t coins) {
     if (sqlite3_changes(db_) == 0) throw StoreError("no account " + gbk::toUtf8(name));
 }
 
-std::vector<Contact> SqliteStore::onlinePage(const Bytes& after, int64_t skip, int limit, const std::string& self,
-                                             int64_t freshSince) {
+std::vector<Contact> SqliteStore::onlinePage(const Bytes& after, int64_t skip, int limit,
+                                             const std::string& self, int64_t freshSince) {
     std::vector<Contact> out;
     // Rows of servers that stopped reporting are what a crash left; their people are gone. Walking
     // the covering index in account order stops after the page, and the rows skipped cost no read
@@ -127,8 +124,8 @@ void SqliteStore::setRole(int64_t groupId, const std::string& role, const Bytes&
 }
 
 std::vector<Group> SqliteStore::groupsPage(int64_t afterId, int64_t skip, int limit) {
-    static const std::string sql =
-        std::string("SELECT ") + kGroupColumns + " FROM chat_groups WHERE id > ? ORDER BY id LIMIT ? OFFSET ?";
+    static const std::string sql = std::string("SELECT ") + kGroupColumns +
+                                   " FROM chat_groups WHERE id > ? ORDER BY id LIMIT ? OFFSET ?";
     std::vector<Group> out;
     auto& s = prepare(sql.c_str());
     s.integer(1, afterId).integer(2, limit).integer(3, skip);
@@ -187,7 +184,7 @@ std::vector<JoinRequest> SqliteStore::joinRequestsWhere(const char* sql, const B
     return out;
 }
 
-#define NQ_JOIN_SELECT                                                                      \
+#define NQ_JOIN_SELECT                                                                         \
     "SELECT r.group_id, g.name, g.creator, r.requester, r.text, r.state FROM join_requests r " \
     "JOIN chat_groups g ON g.id = r.group_id "
 

@@ -196,10 +196,7 @@ std::optional<Account> SqliteStore::accountWhere(const char* sql, const Bytes& k
     a.signature = s.columnGbk(c++);
     a.age = static_cast<int>(s.columnInt(c++));
     a.sex = static_cast<int>(s.columnInt(c++));
-    for (Bytes* field :
-         {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
-          &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
-        *field = s.columnGbk(c++);
+    for (Bytes* field : a.profileTexts()) *field = s.columnGbk(c++);
     a.setting = static_cast<int>(s.columnInt(c++));
     s.reset();
     return a;
@@ -229,10 +226,7 @@ void SqliteStore::createAccount(const Account& a) {
     s.gbkText(c++, a.signature);
     s.integer(c++, a.age);
     s.integer(c++, a.sex);
-    for (const Bytes* field :
-         {&a.country, &a.province, &a.city, &a.email, &a.address, &a.postcode, &a.phone, &a.mobile,
-          &a.realName, &a.school, &a.work, &a.zodiacAnimal, &a.bloodType, &a.starSign})
-        s.gbkText(c++, *field);
+    for (const Bytes* field : a.profileTexts()) s.gbkText(c++, *field);
     s.integer(c++, a.setting);
     s.integer(c++, static_cast<int64_t>(std::time(nullptr)));
     try {
@@ -390,7 +384,9 @@ int64_t SqliteStore::createGroup(const Group& g) {
         const auto now = static_cast<int64_t>(std::time(nullptr));
         try {
             // The creator is the group's host until the admin names another.
-            prepare("INSERT INTO chat_groups (name, creator, intro, created_at, host) VALUES (?1, ?2, ?3, ?4, ?2)")
+            prepare(
+                "INSERT INTO chat_groups (name, creator, intro, created_at, host) VALUES (?1, ?2, ?3, ?4, "
+                "?2)")
                 .gbkText(1, g.name)
                 .gbkText(2, g.creator)
                 .gbkText(3, g.intro)

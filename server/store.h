@@ -4,6 +4,7 @@
 // chat server for the dispatcher. Every text crosses this interface in GBK, the wire's
 // encoding, whatever the engine keeps inside.
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -43,6 +44,17 @@ struct Account {
     Bytes bloodType;
     Bytes starSign;
     int setting = 0;
+
+    // The fourteen free texts of the profile from country to star sign, in the order the
+    // profile frame and the table's columns keep them.
+    template <class Self>
+    static auto profileTextsOf(Self& a) {
+        return std::array{&a.country,  &a.province,     &a.city,      &a.email,    &a.address,
+                          &a.postcode, &a.phone,        &a.mobile,    &a.realName, &a.school,
+                          &a.work,     &a.zodiacAnimal, &a.bloodType, &a.starSign};
+    }
+    [[nodiscard]] auto profileTexts() { return profileTextsOf(*this); }
+    [[nodiscard]] auto profileTexts() const { return profileTextsOf(*this); }
 };
 
 // One entry of a friend list or a blacklist, in roster order.
@@ -74,11 +86,11 @@ struct GroupCard {
 // A request to join a group, from the asking to the creator's answer and the requester's
 // confirmation. Kept in the store so that neither side needs to be online when the other acts.
 enum class JoinState {
-    Asked = 0,     // not yet shown to the creator
-    Shown = 1,     // sent to the creator; his answer is awaited
-    Agreed = 2,    // the creator agreed; the requester has not been told
-    Told = 3,      // the requester was told; his confirmation is awaited
-    Refused = 4,   // the creator refused; the requester has not been told
+    Asked = 0,    // not yet shown to the creator
+    Shown = 1,    // sent to the creator; his answer is awaited
+    Agreed = 2,   // the creator agreed; the requester has not been told
+    Told = 3,     // the requester was told; his confirmation is awaited
+    Refused = 4,  // the creator refused; the requester has not been told
 };
 
 struct JoinRequest {
@@ -86,7 +98,7 @@ struct JoinRequest {
     Bytes group;    // filled by reads
     Bytes creator;  // filled by reads
     Bytes requester;
-    Bytes text;    // the verification text, or the refusal's reason once refused
+    Bytes text;  // the verification text, or the refusal's reason once refused
     JoinState state = JoinState::Asked;
 };
 
