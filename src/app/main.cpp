@@ -97,6 +97,7 @@ int main(int argc, char** argv) {
     formOptions.programFolder = std::filesystem::absolute(folder).lexically_normal().string();
     formOptions.tickMs = line.tickMs;
     formOptions.trace = line.trace;
+    if (!line.home.empty()) formOptions.homeArgument = std::filesystem::absolute(line.home).lexically_normal().string();
 
     nq::app::Mainform form(formOptions);
     QObject::connect(&form, &nq::app::Mainform::unloaded, app.get(), &QCoreApplication::quit,
