@@ -42,7 +42,7 @@ struct MainformOptions {
     std::string programFolder;
     int tickMs = Session::kTickMs;  // timer_Peng's interval
     bool trace = false;             // every datagram in and out to stderr
-    std::string homeArgument;       // --home as given, for the autostart entry; empty without
+    std::string homeArgument = {};  // --home as given, for the autostart entry; empty without
 };
 
 // What tests hand in instead of the real sockets, timer, platform and desktop services. With
