@@ -176,6 +176,9 @@ void frmSetting::open() {
     show();
     setProperty("Tag", QStringLiteral("Setting"));
     IList1->setItemHeight(kListItemHeight);
+    // Caption only, no icon or second line: at the left, middle of the 30-pixel row.
+    IList1->setCaptionPosX(14);
+    IList1->setCaptionPosY(7);
     IList1->model().AddItem(gbk::fromUtf8("界面设置"), {}, 0);
     IList1->model().AddItem(gbk::fromUtf8("系统设置"), {}, 0);
     IList1->Redraw();
