@@ -22,7 +22,7 @@ TEST(HotkeyText, StoredValueShowsByLengthAndSavesBackByTheLastCharacter) {
         {"Alt,65", HotkeyOption::Alt, "Alt+A"},    {"Ctrl,81", HotkeyOption::Ctrl, "Ctrl+Q"},
         {"70", HotkeyOption::Ctrl, "Ctrl+"},       {"Alt,0", HotkeyOption::Alt, "Alt+"},
         {"Ctrl+Alt,81", HotkeyOption::CtrlAlt, "Ctrl+Alt+Q"},
-        {"Alt,-12578", HotkeyOption::CtrlAlt, "Ctrl+Alt+无"},
+        {"Alt,-12578", HotkeyOption::CtrlAlt, "Ctrl+Alt+无"}, {"Alt,12345", HotkeyOption::CtrlAlt, "Ctrl+Alt+"},
     };
     for (const Case& c : shown) {
         const HotkeyShown s = hotkeyShown(c.stored);
