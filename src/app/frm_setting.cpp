@@ -1,7 +1,6 @@
 #include "app/frm_setting.h"
 
 #include <QApplication>
-#include <algorithm>
 #include <QCheckBox>
 #include <QGroupBox>
 #include <QKeyEvent>
@@ -11,6 +10,7 @@
 #include <QRadioButton>
 #include <QSlider>
 #include <QStackedWidget>
+#include <algorithm>
 
 #include "app/button_looks.h"
 #include "desktop/window_services.h"
@@ -112,7 +112,8 @@ void frmSetting::buildLookPage() {
 
     connect(Check8, &QCheckBox::clicked, this, [this](bool ticked) {
         Slider1->setEnabled(ticked);
-        applyAlphaEverywhere(ticked ? alphaOfPercent(static_cast<int>(toNumber(Text2->text().toStdString()))) : 255);
+        applyAlphaEverywhere(ticked ? alphaOfPercent(static_cast<int>(toNumber(Text2->text().toStdString())))
+                                    : 255);
         changed();
     });
     connect(Slider1, &QSlider::valueChanged, this, [this](int value) {
@@ -205,11 +206,20 @@ void frmSetting::open() {
         const HotkeyShown shown = hotkeyShown(hotkey);
         for (QRadioButton* o : {Option5, Option2, Option3, Option4}) o->setChecked(false);
         switch (shown.option) {
-            case HotkeyOption::Alt: Option5->setChecked(true); break;
-            case HotkeyOption::Ctrl: Option2->setChecked(true); break;
-            case HotkeyOption::CtrlAlt: Option3->setChecked(true); break;
-            case HotkeyOption::Function: Option4->setChecked(true); break;
-            case HotkeyOption::None: break;
+            case HotkeyOption::Alt:
+                Option5->setChecked(true);
+                break;
+            case HotkeyOption::Ctrl:
+                Option2->setChecked(true);
+                break;
+            case HotkeyOption::CtrlAlt:
+                Option3->setChecked(true);
+                break;
+            case HotkeyOption::Function:
+                Option4->setChecked(true);
+                break;
+            case HotkeyOption::None:
+                break;
         }
         Text1->setText(shown.text);
     }
@@ -295,7 +305,8 @@ bool frmSetting::eventFilter(QObject* watched, QEvent* event) {
     const HotkeyOption option = hotkeyOption();
     // Key down: an empty box gets the prefix back, and so does one where Ctrl is held, which
     // wipes the letter typed before.
-    if (option != HotkeyOption::None && (Text1->text().isEmpty() || key->modifiers().testFlag(Qt::ControlModifier)))
+    if (option != HotkeyOption::None &&
+        (Text1->text().isEmpty() || key->modifiers().testFlag(Qt::ControlModifier)))
         Text1->setText(hotkeyPrefix(option));
     // Keys without a character (arrows, Home, Delete) move and edit as in any box.
     if (key->text().isEmpty()) return false;
@@ -317,8 +328,9 @@ void frmSetting::comSaveClick() {
     ini.WriteIniKey(keys::kSettingSection, keys::kHotkey, *hotkey);
     if (services_.applyHotkey) services_.applyHotkey(*hotkey);
     comSave->setEnabled(false);
-    ini.WriteIniKey(keys::kSettingSection, keys::kTransparency,
-                    transValueText(Check8->isChecked(), static_cast<int>(toNumber(Text2->text().toStdString()))));
+    ini.WriteIniKey(
+        keys::kSettingSection, keys::kTransparency,
+        transValueText(Check8->isChecked(), static_cast<int>(toNumber(Text2->text().toStdString()))));
     const QString saved = QStringLiteral("保存成功");
     if (services_.message)
         services_.message(saved);

@@ -35,7 +35,7 @@ struct SettingServices {
     // named; the rest points it at userIni first.
     CIniFile& ini;
     std::string userIni;
-    std::function<void(bool active)> setAutoHideActive;  // the main window's edge hiding
+    std::function<void(bool active)> setAutoHideActive;    // the main window's edge hiding
     std::function<void(const Bytes& hotkey)> applyHotkey;  // drop the old grab, take this one
     std::function<void(bool enable)> setAutoStart;
     std::function<void(const QString& text)> message;  // a modal box when unset

@@ -179,7 +179,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
     std::unique_ptr<ChatWindows> chatWindows_;
     std::unique_ptr<ProfileWindows> profiles_;
-    std::unique_ptr<GroupWindows> groups_;  // before the chat windows it hands its actions to
+    std::unique_ptr<GroupWindows> groups_;    // before the chat windows it hands its actions to
     std::unique_ptr<AddWizards> addWizards_;  // its leaves refer to the session
 
     HeaderBand* header_ = nullptr;

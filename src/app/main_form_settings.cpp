@@ -14,7 +14,8 @@ void Mainform::openSettings() {
         settingsWindow_->activateWindow();
         return;
     }
-    const AutoStartTarget target{QCoreApplication::applicationFilePath().toStdString(), options_.homeArgument};
+    const AutoStartTarget target{QCoreApplication::applicationFilePath().toStdString(),
+                                 options_.homeArgument};
     SettingServices services{
         session_->ini,
         session_->userIni(),

@@ -35,10 +35,14 @@ std::string execArgument(const std::string& argument) {
     // a path ends up as four in the file; a percent sign would start a field code.
     std::string out;
     for (char c : quoted) {
-        if (c == '\\') out += "\\\\";
-        else if (c == '%') out += "%%";
-        else if (c == '\n') out += "\\n";
-        else out += c;
+        if (c == '\\')
+            out += "\\\\";
+        else if (c == '%')
+            out += "%%";
+        else if (c == '\n')
+            out += "\\n";
+        else
+            out += c;
     }
     return out;
 }
@@ -50,7 +54,9 @@ std::string autoStartEntryText(const AutoStartTarget& target) {
            "Type=Application\n"
            "Name=NQChat\n"
            "Name[zh_CN]=珀岚聊天\n"
-           "Exec=" + exec + "\n"
+           "Exec=" +
+           exec +
+           "\n"
            "Terminal=false\n"
            "X-GNOME-Autostart-enabled=true\n";
 }

@@ -10,7 +10,8 @@ namespace {
 
 // A numeric text the way the window writes it: whole numbers without a decimal point.
 QString numberText(double value) {
-    if (value == std::floor(value) && std::fabs(value) < 1e15) return QString::number(static_cast<long long>(value));
+    if (value == std::floor(value) && std::fabs(value) < 1e15)
+        return QString::number(static_cast<long long>(value));
     return QString::number(value, 'g', 15);
 }
 
@@ -36,11 +37,16 @@ bool isAsciiLetterOrDigit(QChar c) {
 
 QString hotkeyPrefix(HotkeyOption option) {
     switch (option) {
-        case HotkeyOption::Alt: return QStringLiteral("Alt+");
-        case HotkeyOption::Ctrl: return QStringLiteral("Ctrl+");
-        case HotkeyOption::CtrlAlt: return QStringLiteral("Ctrl+Alt+");
-        case HotkeyOption::Function: return QStringLiteral("F");
-        case HotkeyOption::None: break;
+        case HotkeyOption::Alt:
+            return QStringLiteral("Alt+");
+        case HotkeyOption::Ctrl:
+            return QStringLiteral("Ctrl+");
+        case HotkeyOption::CtrlAlt:
+            return QStringLiteral("Ctrl+Alt+");
+        case HotkeyOption::Function:
+            return QStringLiteral("F");
+        case HotkeyOption::None:
+            break;
     }
     return {};
 }

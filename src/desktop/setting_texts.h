@@ -50,8 +50,12 @@ struct HotkeyKeyPress {
 // The TransValue text of a save: "1,205," for on at 25 percent.
 [[nodiscard]] Bytes transValueText(bool enabled, int percent);
 // The alpha of a percentage, 255 at 0 and 79 at the slider's end of 88.
-[[nodiscard]] constexpr int alphaOfPercent(int percent) { return 255 - 2 * percent; }
+[[nodiscard]] constexpr int alphaOfPercent(int percent) {
+    return 255 - 2 * percent;
+}
 // The percentage the window shows for a stored alpha.
-[[nodiscard]] constexpr int percentOfAlpha(int alpha) { return (255 - alpha) >> 1; }
+[[nodiscard]] constexpr int percentOfAlpha(int alpha) {
+    return (255 - alpha) >> 1;
+}
 
 }  // namespace nq

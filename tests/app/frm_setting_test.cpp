@@ -26,12 +26,16 @@ struct SettingRig {
     frmSetting* window = nullptr;
 
     explicit SettingRig(std::initializer_list<std::pair<std::string_view, std::string_view>> stored = {}) {
-        for (const auto& [key, value] : stored) CIniFile(userIni).WriteIniKey(keys::kSettingSection, key, value);
+        for (const auto& [key, value] : stored)
+            CIniFile(userIni).WriteIniKey(keys::kSettingSection, key, value);
+        const auto record = [this](std::string name) {
+            return [this, name](bool on) { calls.push_back(name + (on ? ":on" : ":off")); };
+        };
         SettingServices s{ini,
                           userIni,
-                          [this](bool on) { calls.push_back(on ? "autoHide:on" : "autoHide:off"); },
+                          record("autoHide"),
                           [this](const Bytes& v) { calls.push_back("hotkey:" + v); },
-                          [this](bool on) { calls.push_back(on ? "autoStart:on" : "autoStart:off"); },
+                          record("autoStart"),
                           [this](const QString& t) { calls.push_back("box:" + t.toStdString()); }};
         window = new frmSetting(std::move(s));
         window->open();
@@ -45,13 +49,14 @@ struct SettingRig {
 // Each Check3 box writes at its click; 0 and 1 into whatever file the shared accessor last
 // named, 2 always into User.ini, 3 only into the autostart entry.
 TEST(FrmSetting, Check3BoxesWriteAtTheClickIntoTheFileTheyAreMeantFor) {
+    // call: the service the box also calls, without its state
     struct Case {
         int index;
         std::string_view key;
         const char* on;
         const char* off;
-        const char* call;  // the service the box also calls, without its state
-        bool followsSharedFile;
+        const char* call;
+        bool shared;
     };
     const Case cases[] = {
         {0, keys::kAlwaysOnTop, "True", "False", nullptr, true},
@@ -65,7 +70,7 @@ TEST(FrmSetting, Check3BoxesWriteAtTheClickIntoTheFileTheyAreMeantFor) {
         rig.ini.setINIFileName(rig.otherIni);
         for (bool tick : {true, false}) {
             rig.window->Check3[c.index]->click();
-            const std::string file = c.followsSharedFile ? rig.otherIni : rig.userIni;
+            const std::string file = c.shared ? rig.otherIni : rig.userIni;
             if (c.on) EXPECT_EQ(rig.key(c.key, file), tick ? c.on : c.off) << c.index;
             if (c.call) EXPECT_EQ(rig.calls.back(), std::string(c.call) + (tick ? ":on" : ":off")) << c.index;
         }
@@ -81,12 +86,8 @@ TEST(FrmSetting, OpeningFillsTransparencyAndHotkeyFromTheFile) {
     frmSetting& w = *rig.window;
     EXPECT_EQ(w.windowTitle(), QString("设置"));
     EXPECT_EQ(w.visiblePage(), 0);
-    EXPECT_FALSE(w.Check8->isChecked());
-    EXPECT_EQ(w.Text2->text(), "77");
-    EXPECT_EQ(w.Slider1->value(), 77);
-    EXPECT_TRUE(w.Check7->isChecked());
-    EXPECT_TRUE(w.Option3->isChecked());
-    EXPECT_TRUE(w.Text1->isEnabled());
+    EXPECT_TRUE(!w.Check8->isChecked() && w.Text2->text() == "77" && w.Slider1->value() == 77);
+    EXPECT_TRUE(w.Check7->isChecked() && w.Option3->isChecked() && w.Text1->isEnabled());
     EXPECT_EQ(w.Text1->text(), "Ctrl+Alt+Q");
     EXPECT_FALSE(w.comSave->isEnabled());
 }
