@@ -71,8 +71,12 @@ TEST(FrmSetting, Check3BoxesWriteAtTheClickIntoTheFileTheyAreMeantFor) {
         for (bool tick : {true, false}) {
             rig.window->Check3[c.index]->click();
             const std::string file = c.shared ? rig.otherIni : rig.userIni;
-            if (c.on) EXPECT_EQ(rig.key(c.key, file), tick ? c.on : c.off) << c.index;
-            if (c.call) EXPECT_EQ(rig.calls.back(), std::string(c.call) + (tick ? ":on" : ":off")) << c.index;
+            if (c.on) {
+                EXPECT_EQ(rig.key(c.key, file), tick ? c.on : c.off) << c.index;
+            }
+            if (c.call) {
+                EXPECT_EQ(rig.calls.back(), std::string(c.call) + (tick ? ":on" : ":off")) << c.index;
+            }
         }
         EXPECT_TRUE(rig.window->comSave->isEnabled());
     }
