@@ -16,6 +16,7 @@
 #include "app/command_line.h"
 #include "app/main_form.h"
 #include "app/signal_bridge.h"
+#include "desktop/tray.h"
 
 namespace {
 
@@ -92,11 +93,15 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     chooseFont();
     installQtTranslation();
+    // Dialogs without a picture of their own (settings, profiles, the wizard) carry the program's.
+    QApplication::setWindowIcon(nq::appIcon());
 
     nq::app::MainformOptions formOptions;
     formOptions.programFolder = std::filesystem::absolute(folder).lexically_normal().string();
     formOptions.tickMs = line.tickMs;
     formOptions.trace = line.trace;
+    if (!line.home.empty())
+        formOptions.homeArgument = std::filesystem::absolute(line.home).lexically_normal().string();
 
     nq::app::Mainform form(formOptions);
     QObject::connect(&form, &nq::app::Mainform::unloaded, app.get(), &QCoreApplication::quit,

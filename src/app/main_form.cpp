@@ -136,6 +136,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     connectControls();
     connectMenus();
     attachProfiles();
+    attachMenuAction(menus_.settingsWindow, [this] { openSettings(); });
     addWizards_ = std::make_unique<AddWizards>(*this);
     // A result's details: a person's profile, read-only, or a group's card.
     addWizards_->setProfileOpener(

@@ -5,6 +5,7 @@
 // "NQChat": code that closes every other window spares the one with that name.
 
 #include <QMainWindow>
+#include <QPointer>
 #include <functional>
 #include <map>
 #include <memory>
@@ -41,6 +42,7 @@ struct MainformOptions {
     std::string programFolder;
     int tickMs = Session::kTickMs;  // timer_Peng's interval
     bool trace = false;             // every datagram in and out to stderr
+    std::string homeArgument = {};  // --home as given, for the autostart entry; empty without
 };
 
 // What tests hand in instead of the real sockets, timer, platform and desktop services. With
@@ -103,6 +105,13 @@ class Mainform : public QMainWindow, public SessionView {
     // keeps its tick and its key; attaching enables the item and hands over the state.
     void attachAutoHide(std::function<void(bool active)> setActive);
     bool autoHideActive() const { return autoHideActive_; }
+    // The settings window's 窗口自动隐藏: the edge hiding goes on or off, the menu's tick stays.
+    void setDeskToolbarActive(bool active) {
+        autoHideActive_ = active;
+        if (setAutoHide_) setAutoHide_(active);
+    }
+    // 系统设置: the settings window, one at a time; an open one comes to the front.
+    void openSettings();
     // A left click on the tray icon fetches the oldest waiting message once the conversation
     // subsystem attaches that; before, and with nothing waiting, it brings the window back.
     void attachTrayLeftClick(std::function<void()> openNextPending);
@@ -172,7 +181,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
     std::unique_ptr<ChatWindows> chatWindows_;
     std::unique_ptr<ProfileWindows> profiles_;
-    std::unique_ptr<GroupWindows> groups_;  // before the chat windows it hands its actions to
+    std::unique_ptr<GroupWindows> groups_;    // before the chat windows it hands its actions to
     std::unique_ptr<AddWizards> addWizards_;  // its leaves refer to the session
 
     HeaderBand* header_ = nullptr;
@@ -189,6 +198,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::map<QAction*, std::function<void()>> menuActions_;
     std::function<void(bool)> setAutoHide_;
     std::function<void()> trayLeftClick_;
+    QPointer<QWidget> settingsWindow_;
     bool autoHideActive_ = true;  // DeskToolbar1 is active unless User.ini says otherwise
     bool sessionMenusEnabled_ = false;
     bool unloaded_ = false;

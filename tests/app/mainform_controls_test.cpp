@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <QTest>
 
+#include "app/frm_setting.h"
 #include "app/header_band.h"
 #include "app/main_frame.h"
 #include "contacts/contacts.h"
@@ -85,7 +86,6 @@ TEST(MainformMenus, SessionItemsNeedBothALoginAndAnAttachedAction) {
     EXPECT_FALSE(m.autoHide->isEnabled()) << "nothing to switch until the edge hiding is attached";
     rig.login();
     EXPECT_TRUE(m.myInfo->isEnabled());
-    EXPECT_FALSE(m.settingsWindow->isEnabled()) << "no action yet";
     m.myInfo->trigger();
     EXPECT_EQ(profileOpened, 1);
     // 操作 hands each item on to the contact popups' item of the same wizard.
@@ -103,7 +103,7 @@ TEST(MainformMenus, SessionItemsNeedBothALoginAndAnAttachedAction) {
     }
 }
 
-TEST(MainformMenus, TopBarOpensEachMenuUnderItsButtonAndTheSettingsButtonWaitsForItsItem) {
+TEST(MainformMenus, TopBarOpensEachMenuUnderItsButtonAndTheSettingsButtonWaitsForALogin) {
     FormRig rig;
     Mainform& f = rig.load();
     const app::MainMenus& m = f.menus();
@@ -117,14 +117,31 @@ TEST(MainformMenus, TopBarOpensEachMenuUnderItsButtonAndTheSettingsButtonWaitsFo
         opens[i]->close();
         EXPECT_FALSE(b->value()) << i;
     }
-    rig.login();
     lvButtons_H* settings = band.lvButtons_H2(app::HeaderBand::kSettingsWindow);
-    EXPECT_FALSE(settings->isEnabled()) << "nothing attached to 系统设置 yet";
-    int opened = 0;
-    f.attachMenuAction(m.settingsWindow, [&] { ++opened; });
+    EXPECT_FALSE(settings->isEnabled()) << "系统设置 waits for a login";
+    rig.login();
     EXPECT_TRUE(settings->isEnabled());
+    const auto settingsWindows = [] {
+        int n = 0;
+        for (QWidget* w : QApplication::topLevelWidgets())
+            n += qobject_cast<app::frmSetting*>(w) && w->isVisible();
+        return n;
+    };
     settings->click();
-    EXPECT_EQ(opened, 1);
+    settings->click();
+    EXPECT_EQ(settingsWindows(), 1) << "a second click brings the open one forward";
+
+    // A save lets the old grab go and takes the new one, and says so through the platform.
+    app::frmSetting* window = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* s = qobject_cast<app::frmSetting*>(w)) window = s;
+    window->Text1->setText("Ctrl+Alt+Q");
+    rig.desktop.calls.clear();
+    window->comSaveClick();
+    EXPECT_EQ(rig.desktop.calls,
+              (std::vector<std::string>{"hotkey:1:Del:Ctrl+Alt,81", "hotkey:1:Add:Ctrl+Alt,81"}));
+    ASSERT_EQ(rig.services.boxes.size(), 1u);
+    EXPECT_EQ(rig.services.boxes[0].text, "保存成功");
 }
 
 TEST(MainformMenus, MinimiseAndShowAndTheTrayClicks) {
