@@ -85,13 +85,17 @@ struct UserCoins {
     int64_t coins = 0;
 };
 struct Demo {};
+struct Migrate {
+    std::string from;  // a SQLite file
+    std::string to;    // a postgresql:// URI
+};
 struct ShowHelp {};
 
 using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
-                             GroupList, GroupDissolve, GroupRole, UserCoins, Demo, ShowHelp>;
+                             GroupList, GroupDissolve, GroupRole, UserCoins, Demo, Migrate, ShowHelp>;
 
 struct CommandLine {
-    std::string db = "nqserver.db";
+    std::string db = "nqserver.db";  // a SQLite file, or a postgresql:// URI
     Command command;
 };
 

@@ -16,6 +16,7 @@
 #include "server/dispatcher_service.h"
 #include "server/handover.h"
 #include "server/listen_sockets.h"
+#include "server/open_store.h"
 #include "server/sqlite_store.h"
 #include "server/udp_socket.h"
 
@@ -56,7 +57,12 @@ std::string routeLocalAddress(const Endpoint& client) {
 class Loop {
   public:
     Loop(const ServeOptions& o, const std::string& dbPath, Logger& log)
-        : options_(o), log_(log), dbPath_(dbPath), store_(dbPath) {
+        : options_(o),
+          log_(log),
+          dbPath_(dbPath),
+          storeOwned_(openStore(dbPath)),
+          store_(*storeOwned_),
+          sqlite_(dynamic_cast<SqliteStore*>(storeOwned_.get())) {
         const uint32_t address = *parseIpv4(o.address);
         const bool anyAddress = address == 0;
         const std::string boundHost = anyAddress ? std::string() : o.address;
@@ -141,7 +147,7 @@ class Loop {
         int successor = -1;  // the connection of the server that takes over
         epoll_event events[8];
         while (!stopping) {
-            if (store_.reopenIfSharedMemoryDamaged())
+            if (sqlite_ && sqlite_->reopenIfSharedMemoryDamaged())
                 NQ_LOG(log_, Warn,
                        "another process cut short or replaced %s-shm, the database's shared index; "
                        "opened the database again",
@@ -269,7 +275,9 @@ class Loop {
     const ServeOptions options_;
     Logger& log_;
     std::string dbPath_;
-    SqliteStore store_;
+    std::unique_ptr<Store> storeOwned_;
+    Store& store_;
+    SqliteStore* sqlite_;  // null on PostgreSQL, which has no shared-memory file of ours to watch
     ChatConfig chatConfig_;
     std::string ownHost_;
     std::unique_ptr<UdpSocket> chatSocket_;

@@ -10,7 +10,7 @@
 #include <algorithm>
 
 #include "chat_fixture.h"
-#include "server/sqlite_schema.h"
+#include "server/schema.h"
 
 namespace nq::server {
 namespace {
@@ -73,7 +73,7 @@ TEST_F(SqliteStoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
     sqlite3* db = nullptr;
     sqlite3_open(path.c_str(), &db);
     for (int v = 0; v < 5; ++v)
-        ASSERT_EQ(sqlite3_exec(db, kSchemaSteps[v], nullptr, nullptr, nullptr), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(db, schemaStep(Engine::Sqlite, v).c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_exec(
         db,
         "INSERT INTO accounts (name, digest, nick, head, created_at) VALUES ('alice', 'x', 'a', 'm1', 0), "
