@@ -101,16 +101,11 @@ bool migrateStore(const std::string& fromFile, const std::string& toUri, std::os
         if (target.query("SELECT COUNT(*) FROM " + t).at(0).at(0) != "0")
             throw StoreError(toUri + " already holds " + t + "; migrate copies into an empty database only");
 
-    // Columns PostgreSQL numbers itself (id, rowid), to be set past the highest number copied.
+    // Columns PostgreSQL numbers itself (id, rowid): the next number goes past those copied.
     const auto serials = target.query(
         "SELECT table_name, column_name FROM information_schema.columns WHERE table_schema = "
         "current_schema() "
         "AND column_default LIKE 'nextval%'");
-    auto hasRowid = [&](const std::string& t) {
-        for (const auto& s : serials)
-            if (s[0] == t && s[1] == "rowid") return true;
-        return false;
-    };
     std::map<std::string, std::string> sqliteSequence;  // what AUTOINCREMENT handed out last, by table
     reader.each("SELECT name, seq FROM sqlite_sequence",
                 [&](sqlite3_stmt* s) { sqliteSequence[reader.text(s, 0)] = reader.text(s, 1); });
@@ -122,13 +117,13 @@ bool migrateStore(const std::string& fromFile, const std::string& toUri, std::os
                 std::vector<std::string> columns;
                 reader.each("SELECT name FROM pragma_table_info('" + t + "')",
                             [&](sqlite3_stmt* s) { columns.push_back(reader.text(s, 0)); });
-                // Roster order lives in SQLite's implicit rowid; PostgreSQL keeps it in a column.
-                if (hasRowid(t)) columns.insert(columns.begin(), "rowid");
                 std::string names, places;
                 for (size_t i = 0; i < columns.size(); ++i) {
                     names += (i ? ", " : "") + columns[i];
                     places += (i ? ", $" : "$") + std::to_string(i + 1);
                 }
+                // Rows go in in SQLite's rowid order, which is roster order: PostgreSQL numbers them
+                // again in its rowid column in the same order.
                 const std::string insert = "INSERT INTO " + t + " (" + names + ") VALUES (" + places + ")";
                 reader.each("SELECT " + names + " FROM " + t + " ORDER BY rowid", [&](sqlite3_stmt* s) {
                     std::vector<PgStore::RawValue> values;
