@@ -6,10 +6,12 @@
 // their users, and pass on group lines for members online elsewhere. A server alone on its
 // database writes and reads no events at all.
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "server/bus_feed.h"
 #include "server/clock.h"
 #include "server/store.h"
 #include "server/write_queue.h"
@@ -39,6 +41,7 @@ class ChatBus {
 
   private:
     Store& store_;
+    std::unique_ptr<BusFeed> feed_;
     WriteQueue& writes_;
     const std::string serverId_;
     WallClock wall_;

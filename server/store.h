@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -18,6 +19,8 @@
 #include "wire/gbk.h"
 
 namespace nq::server {
+
+class BusFeed;
 
 // A person as the profile record shows him, plus the password digest.
 struct Account {
@@ -282,6 +285,9 @@ class Store {
         int64_t lastId = 0;
     };
     virtual void publish(const BusEvent& event) = 0;
+    // How the chat servers on this store hear of each other's events: the bus table read on a
+    // timer (bus_feed.h), unless the engine has a better way.
+    virtual std::unique_ptr<BusFeed> busFeed();
     virtual BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) = 0;
     virtual int64_t lastEventId() = 0;
     virtual void pruneEvents(int64_t olderThanSeconds) = 0;
