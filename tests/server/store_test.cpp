@@ -147,6 +147,8 @@ TEST_P(StoreTest, FriendListsAreOneWayKeepTheirOrderAndExcludeTheBlacklist) {
     taken.nick = "bob";
     EXPECT_THROW(store_->createAccount(taken), StoreError);
     EXPECT_FALSE(store_->account("erin"));
+    store_->setCoins("alice", 1'000'000'000'000);  // past 32 bits
+    EXPECT_EQ(store_->account("alice")->coins, 1'000'000'000'000);
 }
 
 TEST_P(StoreTest, ADatabaseOfANewerSchemaIsRefused) {
@@ -172,6 +174,9 @@ TEST_P(StoreTest, AVersion5DatabaseIsUpgradedWithGroups) {
     store_ = open();
     Store& upgraded = *store_;
     EXPECT_EQ(upgraded.waitingMessages("bob", 0, 1).at(0).sub, kind::kChat.sub);
+    const Bytes body("\0\xc4\xe3", 3);  // a NUL and GBK bytes: kept as bytes, not as text
+    upgraded.storeMessage("bob", body);
+    EXPECT_EQ(upgraded.waitingMessages("bob", 1, 1).at(0).body, body);
     EXPECT_EQ(upgraded.friends("alice")[0].nick, "b");
     const int64_t chess = upgraded.createGroup({0, "chess", "alice", ""});
     EXPECT_TRUE(upgraded.addMember(chess, "bob"));
@@ -265,6 +270,10 @@ TEST_P(PostgresStoreTest, MigrateCopiesASqliteFileWhole) {
     std::ostringstream report;
     EXPECT_TRUE(migrateStore(path_, pgUri(db_), report)) << report.str();
     EXPECT_NE(report.str().find("the copy holds everything"), std::string::npos) << report.str();
+    // Text is UTF-8 inside, as any other client of the database reads it.
+    EXPECT_TRUE(pgRun(db_,
+                      "DO $$BEGIN IF NOT EXISTS (SELECT 1 FROM accounts WHERE nick = '爱丽丝') THEN "
+                      "RAISE 'no nick in UTF-8'; END IF; END$$"));
     store_ = open();
     EXPECT_EQ(store_->group("chess")->id, 3);
     EXPECT_EQ(store_->createGroup({0, "new", "bob", ""}), 4);
