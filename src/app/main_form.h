@@ -40,6 +40,7 @@ class ProfileWindows;
 
 struct MainformOptions {
     std::string programFolder;
+    std::string assetFolder;        // empty: the program folder
     int tickMs = Session::kTickMs;  // timer_Peng's interval
     bool trace = false;             // every datagram in and out to stderr
     std::string homeArgument = {};  // --home as given, for the autostart entry; empty without

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QFile>
 #include <QLibrary>
 #include <QMessageBox>
 #include <QProcess>
@@ -60,8 +61,13 @@ void QtPlatformServices::playSound(const std::string& path) {
     if (path.empty()) return;
     if (!soundLoaded_) {
         soundLoaded_ = true;
-        const QString folder =
-            soundModuleFolder_.isEmpty() ? QCoreApplication::applicationDirPath() : soundModuleFolder_;
+        // A build keeps the module beside nqchat; a package keeps it under the library folder.
+        QString folder = soundModuleFolder_;
+        if (folder.isEmpty()) {
+            folder = QCoreApplication::applicationDirPath();
+            if (!QFile::exists(folder + QLatin1Char('/') + QLatin1String(kSoundModuleName)))
+                folder += QLatin1String("/" NQ_SOUND_MODULE_RELDIR);
+        }
         QLibrary module(folder + QLatin1Char('/') + QLatin1String(kSoundModuleName));
         play_ = reinterpret_cast<PlaySoundFunction>(module.resolve(kPlaySoundSymbol));
         // Without the module the program stays silent; saying so once is enough.
