@@ -8,6 +8,7 @@
 namespace nq::app {
 
 namespace fs = std::filesystem;
+namespace keys = store::settings;
 
 FolderChoice chooseFolders(const FolderInputs& in, const std::function<bool(const std::string&)>& exists) {
     const std::string sysIni(keys::kSysFileName);
