@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QFile>
+#include <QGuiApplication>
 #include <QLibrary>
 #include <QMessageBox>
 #include <QProcess>
@@ -48,6 +49,10 @@ QtPlatformServices::~QtPlatformServices() {
 
 BoxAnswer QtPlatformServices::messageBox(const std::string& text, const std::string& title,
                                          BoxButtons buttons, BoxIcon icon) {
+    // Offscreen nobody sees the box: a headless run (a script, a check of an installed package)
+    // still learns what the client said, and that it now waits for an answer.
+    if (QGuiApplication::platformName() == QLatin1String("offscreen"))
+        std::fprintf(stderr, "nqchat: message box \"%s\": %s\n", title.c_str(), text.c_str());
     QMessageBox box(boxIcon(icon), fromUtf8(title), fromUtf8(text),
                     buttons == BoxButtons::OkCancel ? QMessageBox::Ok | QMessageBox::Cancel : QMessageBox::Ok,
                     mainWindow_.data());
