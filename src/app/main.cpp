@@ -85,9 +85,10 @@ int main(int argc, char** argv) {
         const char* v = std::getenv(name);
         return std::string(v ? v : "");
     };
-    const nq::app::FolderChoice folders = nq::app::chooseFolders(
-        {line.home, env("NQCHAT_HOME"), executableFolder(), env("XDG_DATA_HOME"), env("HOME"), NQ_INSTALLED_DATA_DIR},
-        [](const std::string& path) { return std::filesystem::exists(path); });
+    const nq::app::FolderChoice folders =
+        nq::app::chooseFolders({line.home, env("NQCHAT_HOME"), executableFolder(), env("XDG_DATA_HOME"),
+                                env("HOME"), NQ_INSTALLED_DATA_DIR},
+                               [](const std::string& path) { return std::filesystem::exists(path); });
     if (const std::string error = nq::app::prepareProgramFolder(folders, NQ_SEED_SYS_INI); !error.empty()) {
         std::fprintf(stderr, "nqchat: %s\n", error.c_str());
         return 2;

@@ -30,7 +30,7 @@ TEST(ProgramFolder, HomeThenEnvironmentThenExecutableWithSysIniThenXdg) {
     };
     for (const Case& c : cases) {
         const FolderChoice got =
-            chooseFolders(c.in, [&](const std::string& p) { return c.present.count(p) > 0; });
+            chooseFolders(c.in, [&](const std::string& p) { return c.present.contains(p); });
         EXPECT_EQ(std::tuple(got.programFolder, got.assetFolder, got.perUser),
                   std::tuple(c.want.programFolder, c.want.assetFolder, c.want.perUser))
             << c.in.home << "|" << c.in.envHome << "|" << c.in.xdgDataHome;
