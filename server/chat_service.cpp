@@ -77,6 +77,7 @@ const FrameTable<ChatService::Handler>& ChatService::handlers() {
         FrameTable<Handler> t;
         t.on(kind::kLogout, &ChatService::onLogout)
             .onFamily(family::kKeepAlive, &ChatService::onKeepAlive)
+            .onFamily(family::kDirectLink, &ChatService::onDirectLink)
             .on(kind::kChat, &ChatService::onChat)
             .on(kind::kMemberChat, &ChatService::onChat)
             .on(kind::kGroupChat, &ChatService::onGroupLine)
