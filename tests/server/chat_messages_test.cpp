@@ -250,5 +250,15 @@ TEST_F(ChatTest, ASilentClientKeepsItsSessionAndIsSentNoMoreThanItsRingHolds) {
     EXPECT_GT(gone.at - lastHeard, 30min);
 }
 
+// Files never travel: whatever the direct-link request, the peer is absent.
+TEST_F(ChatTest, EveryDirectLinkRequestHearsThePeerIsAbsent) {
+    enter(alice, "alice");
+    for (uint16_t sub : {1, 2, 9}) {
+        say(alice, {family::kDirectLink, sub}, 0, {"alice", g("与鲍勃聊天中")});
+        EXPECT_EQ(inbox(alice).back().kind(), (FrameKind{family::kDirectLink, sub}));
+        EXPECT_EQ(inbox(alice).back().header.code, code::kPeerAbsent);
+    }
+}
+
 }  // namespace
 }  // namespace nq::server
