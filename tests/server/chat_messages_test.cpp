@@ -260,5 +260,18 @@ TEST_F(ChatTest, EveryDirectLinkRequestHearsThePeerIsAbsent) {
     }
 }
 
+// The hall's list: each name once per friend the client has, in one datagram; the repeats are
+// passed over, so names past the per-datagram limit still count.
+TEST_F(ChatTest, RepeatedFramesOfOneDatagramCountOnce) {
+    enter(alice, "alice");
+    Bytes datagram;
+    for (const char* name : {"erin", "erin", "erin", "erin", "erin", "x"})
+        encodeFrame({.seq = static_cast<uint16_t>(datagram.size()), .type = 5, .sub = 1, .session = session(alice)},
+                    joinFields({"alice", name}), datagram);
+    raw(alice, datagram);
+    advance(3s);
+    EXPECT_EQ(codesOf(framesOf(alice, kind::kAddFriend)), (std::vector<uint16_t>{code::kDone, code::kFailed}));
+}
+
 }  // namespace
 }  // namespace nq::server
