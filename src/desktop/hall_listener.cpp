@@ -13,9 +13,11 @@
 
 namespace nq {
 
+// The notifier and the timer are children of the listener, so that its end takes them along
+// even while their deleteLater is pending.
 struct HallListener::Connection {
-    std::unique_ptr<QSocketNotifier> notifier;
-    std::unique_ptr<QTimer> idle;
+    QSocketNotifier* notifier = nullptr;
+    QTimer* idle = nullptr;
     std::string buffer;
 };
 
@@ -78,11 +80,11 @@ void HallListener::acceptOne() {
         return;
     }
     auto c = std::make_unique<Connection>();
-    c->notifier = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
-    connect(c->notifier.get(), &QSocketNotifier::activated, this, [this, fd] { readFrom(fd); });
-    c->idle = std::make_unique<QTimer>();
+    c->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+    connect(c->notifier, &QSocketNotifier::activated, this, [this, fd] { readFrom(fd); });
+    c->idle = new QTimer(this);
     c->idle->setSingleShot(true);
-    connect(c->idle.get(), &QTimer::timeout, this, [this, fd] { drop(fd); });
+    connect(c->idle, &QTimer::timeout, this, [this, fd] { drop(fd); });
     c->idle->start(kIdleMs);
     connections_[fd] = std::move(c);
 }
@@ -131,8 +133,10 @@ void HallListener::drop(int fd) {
     it->second->notifier->setEnabled(false);
     it->second->idle->stop();
     // The notifier or the timer may be the caller: they go once the event loop is back.
-    it->second->notifier.release()->deleteLater();
-    it->second->idle.release()->deleteLater();
+    it->second->notifier->disconnect(this);
+    it->second->idle->disconnect(this);
+    it->second->notifier->deleteLater();
+    it->second->idle->deleteLater();
     connections_.erase(it);
     ::close(fd);
 }
