@@ -43,12 +43,12 @@ TEST(HallLink, EachLaunchModeActsOnceTheFriendListIsIn) {
 TEST(HallLink, HallRequestsActOnTheRunningClient) {
     using M = HallMessage;
     const std::pair<std::vector<HallRequest>, const char*> cases[] = {
-        {{{M::ShowOrMinimise}}, "restored "},
-        {{{M::ShowOrMinimise}, {M::ShowOrMinimise}}, ""},
-        {{{M::RoomView}}, "restored room1 "},
-        {{{M::OpenConversation}, {M::OpenConversation}}, "chat:bob "},
+        {{{M::ShowOrMinimise, ""}}, "restored "},
+        {{{M::ShowOrMinimise, ""}, {M::ShowOrMinimise, ""}}, ""},
+        {{{M::RoomView, ""}}, "restored room1 "},
+        {{{M::OpenConversation, ""}, {M::OpenConversation, ""}}, "chat:bob "},
         {{{M::Start, "alice$d$2$"}}, "restored room1 "},
-        {{{M::Exit}}, "exit"},
+        {{{M::Exit, ""}}, "exit"},
     };
     for (const auto& [requests, effect] : cases) {
         HallRig r("alice$d$0$");

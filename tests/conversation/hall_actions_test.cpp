@@ -28,11 +28,12 @@ struct HallRig : ChatRig {
         tick();
         Lines out;
         const Bytes datagram = chat.sent.empty() ? "" : chat.take().data;
-        for (std::string_view d = datagram; auto f = decodeFrame(d);
-             d.remove_prefix(f->len)) {
+        std::string_view d = datagram;
+        while (auto f = decodeFrame(d)) {
             const FrameHeader& h = f->header;
             out.push_back(std::to_string(h.type) + "," + std::to_string(h.sub) + "," + std::to_string(h.code) + ":");
-            for (auto field : splitAll(f->body)) out.back() += gbk::toUtf8(field) + "|";
+            for (auto field : splitAll(f->body.substr(0, f->body.size() - 1))) out.back() += gbk::toUtf8(field) + "|";
+            d.remove_prefix(f->len);
         }
         return out;
     }
