@@ -14,8 +14,8 @@ namespace nq {
 class Session;
 
 struct FileSendSlot {
-    Bytes peer;      // the chat window's caption
-    double size = 0; // bytes
+    Bytes peer;       // the chat window's caption
+    double size = 0;  // bytes
     Bytes path;
     bool outgoing = false;
     Bytes shortName;  // the path without its folders

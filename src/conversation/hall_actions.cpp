@@ -63,9 +63,9 @@ void HallActions::addToBlacklist() {
         for (int i = 1; i <= friends.count(); ++i) {
             const Bytes& caption = friends.Item(i).Caption;
             if (users.GetIniKey(caption, store::user::kItsName) != name) continue;
-            if (session_.services().messageBox("您确定将好友中的：" + gbk::toUtf8(caption) + "设置为黑名单吗？",
-                                               Session::kAppTitle, BoxButtons::OkCancel,
-                                               BoxIcon::Question) == BoxAnswer::Cancel)
+            if (session_.services().messageBox(
+                    "您确定将好友中的：" + gbk::toUtf8(caption) + "设置为黑名单吗？", Session::kAppTitle,
+                    BoxButtons::OkCancel, BoxIcon::Question) == BoxAnswer::Cancel)
                 return;
         }
         const Bytes body = joinFields({session_.myName, name});

@@ -50,7 +50,8 @@ HallListener::Outcome HallListener::listen() {
     ::unlink(path_.c_str());
     listenFd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     // The folder is ours alone, so the moment between bind and chmod exposes nothing.
-    if (listenFd_ < 0 || ::bind(listenFd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+    if (listenFd_ < 0 ||
+        ::bind(listenFd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::chmod(path_.c_str(), S_IRUSR | S_IWUSR) != 0 || ::listen(listenFd_, kMaxConnections) != 0) {
         complain_("nqchat: cannot listen for the hall on " + path_ + ": " + std::strerror(errno));
         if (listenFd_ >= 0) ::close(listenFd_);

@@ -75,7 +75,8 @@ HallParse parseHallRequest(std::string_view line) {
         if (c < 0x20 || c == 0x7F) return refuse("control character in the line");
     const size_t space = line.find(' ');
     const std::string_view word = line.substr(0, space);
-    const std::string_view rest = space == std::string_view::npos ? std::string_view{} : line.substr(space + 1);
+    const std::string_view rest =
+        space == std::string_view::npos ? std::string_view{} : line.substr(space + 1);
     std::optional<HallMessage> message = byNumber(word);
     for (const Word& w : kWords)
         if (w.name == word) message = w.message;
@@ -104,7 +105,8 @@ std::string hallSocketFolder(const char* xdgRuntimeDir, unsigned uid) {
 
 std::string hallSocketPath(const std::string& socketFolder, const std::string& programFolder) {
     std::error_code ec;
-    std::filesystem::path real = std::filesystem::weakly_canonical(std::filesystem::absolute(programFolder), ec);
+    std::filesystem::path real =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(programFolder), ec);
     if (ec) real = std::filesystem::absolute(programFolder).lexically_normal();
     std::string text = real.string();
     while (text.size() > 1 && text.back() == '/') text.pop_back();

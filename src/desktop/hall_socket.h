@@ -53,7 +53,7 @@ inline constexpr size_t kHallMaxLine = 1024;
 
 // Connects, sends one request line and reads the one-line answer ("ok", "refused ...").
 // Nothing when nobody listens on the path or no answer came within timeoutMs.
-[[nodiscard]] std::optional<std::string> sendHallRequest(const std::string& socketPath, const std::string& line,
-                                                         int timeoutMs);
+[[nodiscard]] std::optional<std::string> sendHallRequest(const std::string& socketPath,
+                                                         const std::string& line, int timeoutMs);
 
 }  // namespace nq

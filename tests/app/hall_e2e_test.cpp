@@ -28,7 +28,8 @@ TEST(HallEndToEnd, AStartLineOpensItsConversationAndNqhallAddsTwoFriends) {
     EXPECT_TRUE(alice.form->session().online);
 
     E2eClient erin(tmp, demo.ip, "erin");
-    ASSERT_TRUE(waitUntil([&] { return erin.form->session().online && erin.form->session().wire.sendQueueFree; }));
+    ASSERT_TRUE(
+        waitUntil([&] { return erin.form->session().online && erin.form->session().wire.sendQueueFree; }));
     QProcess hall;
     hall.start(NQHALL, {"--home", erin.home, "add-friends", "bob", "carol"});
     ASSERT_TRUE(waitUntil([&] { return hall.state() == QProcess::NotRunning; }));

@@ -19,14 +19,16 @@ struct HallRig : FormRig {
         load(startLine);
         form->showMinimized();
         completeLogin(session(), [this] { tick(); });
-        fromChat({.seq = 2, .type = 3, .sub = 4, .session = kSessionNumber, .code = 1}, joinFields({"bob", "m1", "bob"}));
+        fromChat({.seq = 2, .type = 3, .sub = 4, .session = kSessionNumber, .code = 1},
+                 joinFields({"bob", "m1", "bob"}));
         tick();
     }
     std::string effect() {
         std::string e = form->isMinimized() ? "" : "restored ";
         if (roomViews) e += "room" + std::to_string(roomViews) + " ";
         if (auto* w = form->addWizards().window()) e += w->windowTitle().toStdString() + " ";
-        for (const auto& w : form->chatWindows().windows()) e += "chat:" + w->windowTitle().toStdString() + " ";
+        for (const auto& w : form->chatWindows().windows())
+            e += "chat:" + w->windowTitle().toStdString() + " ";
         return e;
     }
     int roomViews = 0;
@@ -34,9 +36,12 @@ struct HallRig : FormRig {
 
 // Only closed fields count: "alice$d$3" has no mode; fields after the third are ignored.
 TEST(HallLink, EachLaunchModeActsOnceTheFriendListIsIn) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"alice$d$0$", ""},       {"alice$d$1$", "restored 添加好友 "}, {"alice$d$2$x$9$", "restored room1 "},
-        {"alice$d$3$", "chat:bob "}, {"alice$d$3", ""},                {"alice$d$4$", ""}};
+    const std::pair<const char*, const char*> cases[] = {{"alice$d$0$", ""},
+                                                         {"alice$d$1$", "restored 添加好友 "},
+                                                         {"alice$d$2$x$9$", "restored room1 "},
+                                                         {"alice$d$3$", "chat:bob "},
+                                                         {"alice$d$3", ""},
+                                                         {"alice$d$4$", ""}};
     for (const auto& [line, effect] : cases) EXPECT_EQ(HallRig(line).effect(), effect) << line;
 }
 

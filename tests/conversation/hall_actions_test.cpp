@@ -18,7 +18,8 @@ struct HallRig : ChatRig {
     std::string writeList(std::string_view section, std::string_view countKey, const Lines& names) {
         CIniFile f(dir.file("nqtemp.nq"));
         (void)f.WriteIniKey(section, countKey, std::to_string(names.size()));
-        for (size_t i = 0; i < names.size(); ++i) (void)f.WriteIniKey(section, std::to_string(i + 1), g(names[i]));
+        for (size_t i = 0; i < names.size(); ++i)
+            (void)f.WriteIniKey(section, std::to_string(i + 1), g(names[i]));
         return dir.file("nqtemp.nq");
     }
     void fill(int list, const Lines& captions) {
@@ -31,8 +32,10 @@ struct HallRig : ChatRig {
         std::string_view d = datagram;
         while (auto f = decodeFrame(d)) {
             const FrameHeader& h = f->header;
-            out.push_back(std::to_string(h.type) + "," + std::to_string(h.sub) + "," + std::to_string(h.code) + ":");
-            for (auto field : splitAll(f->body.substr(0, f->body.size() - 1))) out.back() += gbk::toUtf8(field) + "|";
+            out.push_back(std::to_string(h.type) + "," + std::to_string(h.sub) + "," +
+                          std::to_string(h.code) + ":");
+            for (auto field : splitAll(f->body.substr(0, f->body.size() - 1)))
+                out.back() += gbk::toUtf8(field) + "|";
             d.remove_prefix(f->len);
         }
         return out;
@@ -50,7 +53,9 @@ TEST(HallActions, AddFriendsAsksOncePerOtherFriendSkipsEmptyNamesAndDeletesTheLi
         Lines friends, names, frames, boxes;
     } cases[] = {
         {{}, {"dave", "", "erin"}, {"5,1,0:alice|dave|", "5,1,0:alice|erin|"}, {}},
-        {{"鲍勃", "carol"}, {"dave", "鲍勃"}, {"5,1,0:alice|dave|", "5,1,0:alice|dave|", "5,1,0:alice|鲍勃|"},
+        {{"鲍勃", "carol"},
+         {"dave", "鲍勃"},
+         {"5,1,0:alice|dave|", "5,1,0:alice|dave|", "5,1,0:alice|鲍勃|"},
          {"好友已添加！！"}},
     };
     for (const auto& t : cases) {

@@ -15,10 +15,21 @@ using M = HallMessage;
 
 TEST(HallSocket, RequestLines) {
     const std::tuple<std::string, std::optional<M>, std::string> cases[] = {
-        {"add-friends", M::AddFriends, ""}, {"0x469", M::AddToBlacklist, ""}, {"1130", M::Exit, ""},
-        {"show\r", M::ShowOrMinimise, ""},  {"room-view", M::RoomView, ""},   {"open-chat", M::OpenConversation, ""},
-        {"start a$b$3$", M::Start, "a$b$3$"}, {"", {}, ""}, {"0x46B", {}, ""}, {"0", {}, ""}, {"Exit", {}, ""},
-        {"exit now", {}, ""}, {"start", {}, ""}, {"show\x01", {}, ""}, {std::string(kHallMaxLine + 1, 'a'), {}, ""}};
+        {"add-friends", M::AddFriends, ""},
+        {"0x469", M::AddToBlacklist, ""},
+        {"1130", M::Exit, ""},
+        {"show\r", M::ShowOrMinimise, ""},
+        {"room-view", M::RoomView, ""},
+        {"open-chat", M::OpenConversation, ""},
+        {"start a$b$3$", M::Start, "a$b$3$"},
+        {"", {}, ""},
+        {"0x46B", {}, ""},
+        {"0", {}, ""},
+        {"Exit", {}, ""},
+        {"exit now", {}, ""},
+        {"start", {}, ""},
+        {"show\x01", {}, ""},
+        {std::string(kHallMaxLine + 1, 'a'), {}, ""}};
     for (const auto& [line, message, startLine] : cases) {
         const HallParse p = parseHallRequest(line);
         EXPECT_EQ(p.request ? std::optional(p.request->message) : std::nullopt, message) << line;
@@ -57,8 +68,10 @@ TEST(HallSocket, ListenerAnswersItsUserOnlyAndRefusesWhatItCannotRead) {
     std::vector<std::string> complaints;
     std::vector<M> got;
     auto make = [&](unsigned owner) {
-        auto l = std::make_unique<HallListener>(path, owner, [&](const std::string& s) { complaints.push_back(s); });
-        QObject::connect(l.get(), &HallListener::requested, [&](const HallRequest& r) { got.push_back(r.message); });
+        auto l = std::make_unique<HallListener>(path, owner,
+                                                [&](const std::string& s) { complaints.push_back(s); });
+        QObject::connect(l.get(), &HallListener::requested,
+                         [&](const HallRequest& r) { got.push_back(r.message); });
         return l;
     };
     auto listener = make(getuid());
