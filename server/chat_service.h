@@ -155,6 +155,7 @@ class ChatService {
     void login(const Endpoint& from, const Frame& frame);
     void onLogout(Session& s, const FrameHeader& h, FieldReader& fields);
     void onKeepAlive(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onDirectLink(Session& s, const FrameHeader& h, FieldReader& fields);
     void admit(const Endpoint& from, const Account& account, uint32_t number, bool elsewhere);
     Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
     void endSession(uint32_t number, bool announceOffline, const char* reason);

@@ -448,7 +448,7 @@ Serving:
                             included (default 60)
   --frame-rate N            frames a second taken from one address and port, bursts of
                             twice as many (default 20); past it frames are dropped
-  --datagram-frames N       frames read from one datagram (default 4; the client sends 2)
+  --datagram-frames N       frames read from one datagram (default 16)
   --reply-rate N            login refusals and dispatcher answers a second to one address,
                             one a datagram (default 20)
   --held-frames N           frames held back for one client (default 256)

@@ -16,8 +16,9 @@ struct InputLimits {
     // In one 500 ms tick a client sends at most what its ring holds (two frames, when it moves a
     // friend to the blacklist), its keep-alive and two answers to what it read: 10 frames a second.
     double framesPerSecond = 20;  // per address and port; bursts of twice as many
-    // The client puts two frames in one datagram at most (a friend moved to the blacklist).
-    int framesPerDatagram = 4;
+    // A tick sends whatever was queued since the one before in one datagram: one to three frames
+    // as people use the client, one a name when the game hall hands it a list of friends.
+    int framesPerDatagram = 16;
     // Answers to an address that no session proves: login refusals, dispatcher answers. A forger
     // who sends in a victim's name gets at most this many a second sent there, one a datagram.
     double repliesPerSecond = 20;  // per IPv4 address; bursts of twice as many

@@ -145,7 +145,9 @@ void ChatWindows::openChatWindow(const NewChatWindow& window) {
         for (const GroupMember& m : window.members) w->members().AddItem(m.name, {}, m.icon);
         w->showGroupPanel(true);
     }
+    if (window.captionAsGiven) w->setWindowTitle(QString::fromStdString(gbk::toUtf8(window.caption)));
     w->show();
+    if (window.focusSendBox) w->sendBox().setFocus();
     emit windowOpened(w);
 }
 

@@ -16,6 +16,7 @@
 
 #include "conversation/chat_window_directory.h"
 #include "conversation/faces.h"
+#include "conversation/file_request.h"
 #include "conversation/message_body.h"
 
 namespace nq {
@@ -71,6 +72,8 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
 
     // The links of every pane; opening any window forgets them all.
     std::vector<LinkRecord> linkTable;
+    // The files asked for from every window, for the run of the program.
+    FileRequests& fileRequests() { return fileRequests_; }
     // The send boxes' last font, size and colour: a new window's box starts with them.
     LineLook& boxLook() { return boxLook_; }
 
@@ -118,6 +121,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     Contacts& contacts_;
     ChatManager& chat_;
     Faces faces_;
+    FileRequests fileRequests_{session_};
     const ImageList* heads_ = nullptr;
     QPointer<QWidget> mainWindow_;
     std::function<void(bool)> showMain_;

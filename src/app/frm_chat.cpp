@@ -41,7 +41,8 @@ constexpr int kFacePickerColumns = 10;
 constexpr int kFacePickerRows = 5;
 const char* const kToolCaptions[8] = {"字体  ", "大小  ", "颜色  ",       "表情  ",
                                       "",       "",       "聊天记录    ", "清屏  "};
-const char* const kSideCaptions[4] = {"视频  ", "语音  ", "设置  ", "传文件   "};
+// Index 2 is the file button: the file request sits behind it.
+const char* const kSideCaptions[4] = {"视频  ", "语音  ", "传文件   ", "设置  "};
 const int kSizes[] = {8, 9, 10, 12, 14, 16, 18, 20, 22, 24};
 
 QString qs(const Bytes& gbk) {
@@ -121,6 +122,7 @@ void frmChat::build() {
         top->addWidget(b);
         lvButtons_H1[static_cast<size_t>(i)] = b;
     }
+    connect(lvButtons_H1[kFileButton], &lvButtons_H::Click, this, &frmChat::chooseFileToSend);
 
     mainframe = new QWidget(this);
     revRtf = new RichText(mainframe);

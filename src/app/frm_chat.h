@@ -79,6 +79,14 @@ class frmChat : public QWidget {
     // Face n into the send box at the caret (the picker's click).
     void OnFaceListClicked(int face);
 
+    // The file button (lvButtons_H1 index 2, disabled in this version): the open dialog, then
+    // fileChosen with what it returned.
+    static constexpr int kFileButton = 2;
+    void chooseFileToSend();
+    // The dialog's answer: an empty one is a Cancel, which keeps the dialog's earlier name, so
+    // a file chosen before is requested again; with no earlier name nothing happens.
+    void fileChosen(const QString& path);
+
     // setLinks over the history pane from a character position, for every link pattern.
     void markLinks(int fromChar);
 
@@ -160,6 +168,7 @@ class frmChat : public QWidget {
     std::array<lvButtons_H*, 4> lvButtons_H1{};
     quint32 color_ = 0;  // CommonColor.Color
     QPointer<frmChatRecord> record_;
+    QString fileDialogName_;  // CommonColor.FileName: it outlives a Cancel
 };
 
 }  // namespace nq::app

@@ -4,6 +4,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
@@ -15,6 +17,7 @@
 #include "contacts/profile_cache.h"
 #include "contacts/group_actions.h"
 #include "conversation/chat_manager.h"
+#include "conversation/file_request.h"
 #include "session/session.h"
 #include "store/ini_file.h"
 #include "store/store_keys.h"
@@ -362,6 +365,18 @@ void frmChat::lbFrdClicked() {
 
 void frmChat::setGroupText(const QString& text) {
     txtVinfo->setPlainText(text);
+}
+
+void frmChat::chooseFileToSend() {
+    fileChosen(QFileDialog::getOpenFileName(this, "请选择一个文件发送", fileDialogName_, "All Files (*)"));
+}
+
+void frmChat::fileChosen(const QString& path) {
+    if (!path.isEmpty()) fileDialogName_ = path;
+    if (fileDialogName_.isEmpty()) return;
+    const QByteArray local = fileDialogName_.toLocal8Bit();
+    windows_.fileRequests().request(Bytes(local.constData(), static_cast<size_t>(local.size())),
+                                    static_cast<double>(QFileInfo(fileDialogName_).size()), caption());
 }
 
 }  // namespace nq::app

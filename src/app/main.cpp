@@ -17,9 +17,14 @@
 #include "app/main_form.h"
 #include "app/program_folder.h"
 #include "app/signal_bridge.h"
+#include "desktop/hall_socket.h"
+#include "session/startup.h"
 #include "desktop/tray.h"
 
 namespace {
+
+// How long a second nqchat waits for the running one to take its start line.
+constexpr int kHandOverMs = 3000;
 
 // The folder of the running executable, the last fallback for the program folder.
 std::string executableFolder() {
@@ -98,6 +103,16 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n",
                      folder.c_str());
         return 2;
+    }
+    // A client of this program folder already runs: it takes the start line's wish, and this
+    // process ends instead of logging the same member in twice.
+    if (nq::parseHallLine(nq::gbk::fromUtf8(line.hallLine))) {
+        const std::string socket = nq::hallSocketPathFor(folder);
+        if (const auto answer = nq::sendHallRequest(socket, "start " + line.hallLine, kHandOverMs)) {
+            if (*answer == "ok") return 0;
+            std::fprintf(stderr, "nqchat: the running client refused the start line: %s\n", answer->c_str());
+            return 1;
+        }
     }
     if (!gui) {
         std::fputs("nqchat: no display: set DISPLAY, run under xvfb-run, or set QT_QPA_PLATFORM=offscreen\n",

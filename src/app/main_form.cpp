@@ -20,6 +20,7 @@
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
 #include "app/group_windows.h"
+#include "app/hall_link.h"
 #include "app/header_band.h"
 #include "app/login_frame.h"
 #include "app/main_frame.h"
@@ -147,6 +148,12 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     desktop_->onHotkeyFetch([this] { chats_->openNextPendingByHotkey(); });
     connect(session_.get(), &Session::hotkeyRegistrationDue, this, &Mainform::registerStoredHotkey);
     connect(session_.get(), &Session::hotkeyReleaseDue, this, [this] { desktop_->applyHotkey(1, "", "Del"); });
+    hallLink_ = std::make_unique<HallLink>(*this);
+    connect(session_.get(), &Session::hallLinkStartDue, hallLink_.get(), &HallLink::listen);
+}
+
+void Mainform::attachRoomView(std::function<void()> show) {
+    hallLink_->setRoomView(std::move(show));
 }
 
 void Mainform::registerStoredHotkey() {

@@ -31,6 +31,7 @@ class AddWizards;
 class ChatWindows;
 class ContactArea;
 class GroupWindows;
+class HallLink;
 struct ChatRequest;
 class HeaderBand;
 class LoginFrame;
@@ -119,6 +120,10 @@ class Mainform : public QMainWindow, public SessionView {
     // The conversation subsystem opens its window for a double click on a contact or a popup's
     // message item; until it is attached those stop short of the window.
     void attachChatOpener(std::function<void(const ChatRequest&)> open);
+    // The room-only view that the hall's launchMode 2 and its room-view request show. Until one
+    // is attached they only bring the window back.
+    void attachRoomView(std::function<void()> show);
+    HallLink& hallLink() { return *hallLink_; }
 
     // ---- SessionView ----
     std::string nameText() const override;
@@ -184,6 +189,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<ProfileWindows> profiles_;
     std::unique_ptr<GroupWindows> groups_;    // before the chat windows it hands its actions to
     std::unique_ptr<AddWizards> addWizards_;  // its leaves refer to the session
+    std::unique_ptr<HallLink> hallLink_;      // last: it acts on all of the above
 
     HeaderBand* header_ = nullptr;
     QStackedWidget* frames_ = nullptr;

@@ -29,6 +29,8 @@ struct NewChatWindow {
     Bytes lbFrd;                       // the conversation's name label
     bool groupPanel = false;           // vlgFrame shown and on top
     std::vector<GroupMember> members;  // IList1's rows, for a group
+    bool captionAsGiven = false;       // the title is `caption` itself, not made from mode and lbFrd
+    bool focusSendBox = false;
 };
 
 class ChatWindowDirectory {

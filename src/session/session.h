@@ -16,6 +16,7 @@
 #include "session/dispatch.h"
 #include "session/platform_services.h"
 #include "session/session_view.h"
+#include "session/startup.h"
 #include "session/transport.h"
 #include "store/ini_file.h"
 #include "wire/packet.h"
@@ -136,6 +137,8 @@ class Session : public QObject {
     // The end of the main window's load: boxes, automatic login, the hall's command line, and
     // then the hall link starts.
     void restoreLoginPanel(const std::string& commandLine);
+    // A start line's login, without a click: at the load, or handed over by a second nqchat.
+    void startHallLogin(const HallStart& hall);
     void comLoginClick();
     void comCancleClick();
     void remPwdClicked(bool checked);

@@ -71,6 +71,8 @@ inline constexpr FrameKind kMayCreateGroup{7, 10};
 inline constexpr FrameKind kNoticeBox{8, 1};
 inline constexpr FrameKind kNoticeToast{8, 2};
 inline constexpr FrameKind kKeepAlive{9, 0};
+// Direct links: the client's one request; the answers are read by family alone
+inline constexpr FrameKind kFileRequest{10, 1};
 }  // namespace kind
 
 // Codes, by the kinds that carry them. A request's code says what is asked; a reply's code
