@@ -116,6 +116,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     contacts_ = std::make_unique<Contacts>(*session_);
     chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
     chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chats_);
+    attachPublicRoom();
     connect(chats_.get(), &ChatManager::trayIconRefresh, this,
             [this](int state) { desktop_->traySetState(state); });
     chatWindows_->setMainWindow(this, [this](bool fixZeroTop) {

@@ -29,11 +29,13 @@ class RecordingWindows : public ChatWindowDirectory {
     void showMainWindow(bool fixZeroTop) override { mainShown.push_back(fixZeroTop); }
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}
+    RoomView* roomView(const Bytes&) override { return opened.empty() ? nullptr : room; }
 
     std::vector<OpenChat> open;
     std::vector<Bytes> flashed;
     std::vector<NewChatWindow> opened;
     std::vector<bool> mainShown;
+    RoomView* room = nullptr;
 };
 
 class ChatRig : public SessionHarness {
