@@ -1,5 +1,7 @@
 #include "conversation/public_room.h"
 
+#include <algorithm>
+
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
 #include "conversation/room_view.h"

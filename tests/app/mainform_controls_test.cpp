@@ -194,6 +194,28 @@ TEST(MainformFrames, RosterSwapsTheFramesAndLogoutClearsFriendsBlacklistAndTree)
     EXPECT_EQ(mf.currentFriendList(), 0) << "the friends page opens on the friend list";
 }
 
+// From the groups page and a minimised window; the page itself stays what it was.
+TEST(MainformFrames, TheRoomOnlyView) {
+    FormRig rig;
+    Mainform& f = rig.load();
+    app::MainFrame& mf = f.mainFrame();
+    f.showMainFrame();
+    mf.tab(1)->click();
+    mf.banner()->setEnabled(false);
+    f.contacts().MyList(3).AddItem("room", "", 13);
+    f.contacts().MyList(3).setSelected(1);
+    f.showMinimized();
+    f.showRoomView();
+    EXPECT_FALSE(f.isMinimized());
+    EXPECT_TRUE(mf.list(3)->isVisible() && mf.banner()->isEnabled() && !mf.tree()->isVisible());
+    EXPECT_EQ(mf.list(3)->Selected(), ItemList::kSelectionCleared);
+    EXPECT_FALSE(mf.list(0)->isVisible() || mf.list(1)->isVisible() || mf.list(2)->isVisible());
+    EXPECT_FALSE(mf.topGroupsLink()->isVisible());
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(mf.pageButton(i)->isVisible(), i >= 5) << i;
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(mf.tab(i)->foreColor(), i == 2 ? QColor(0, 0, 255) : QColor(Qt::black));
+    EXPECT_EQ(mf.currentPage(), app::MainFrame::Groups);
+}
+
 TEST(MainformResize, KeepsTheTopBelowTheEdgeAndTheDesignSizeAsMinimum) {
     FormRig rig;
     Mainform& f = rig.load();
