@@ -202,15 +202,14 @@ TEST(MainformFrames, TheRoomOnlyView) {
     f.showMainFrame();
     mf.tab(1)->click();
     mf.banner()->setEnabled(false);
-    f.contacts().MyList(3).AddItem("room", "", 13);
-    f.contacts().MyList(3).setSelected(1);
+    mf.list(3)->setSelected(1);
     f.showMinimized();
     f.showRoomView();
-    EXPECT_FALSE(f.isMinimized());
-    EXPECT_TRUE(mf.list(3)->isVisible() && mf.banner()->isEnabled() && !mf.tree()->isVisible());
+    EXPECT_TRUE(!f.isMinimized() && mf.list(3)->isVisible() && mf.banner()->isEnabled());
     EXPECT_EQ(mf.list(3)->Selected(), ItemList::kSelectionCleared);
-    EXPECT_FALSE(mf.list(0)->isVisible() || mf.list(1)->isVisible() || mf.list(2)->isVisible());
-    EXPECT_FALSE(mf.topGroupsLink()->isVisible());
+    for (QWidget* hidden : {(QWidget*)mf.list(0), (QWidget*)mf.list(1), (QWidget*)mf.list(2),
+                            (QWidget*)mf.tree(), (QWidget*)mf.topGroupsLink()})
+        EXPECT_FALSE(hidden->isVisible());
     for (int i = 0; i < 7; ++i) EXPECT_EQ(mf.pageButton(i)->isVisible(), i >= 5) << i;
     for (int i = 0; i < 4; ++i) EXPECT_EQ(mf.tab(i)->foreColor(), i == 2 ? QColor(0, 0, 255) : QColor(Qt::black));
     EXPECT_EQ(mf.currentPage(), app::MainFrame::Groups);

@@ -15,11 +15,9 @@ struct RoomWindow : RoomView {
     bool talkEnabled() const override { return talk; }
     void addAddressee(const Bytes& name) override { addressees += gbk::toUtf8(name) + ","; }
     void closeView() override { closed = true; }
-    std::string rowsText() const {  // "name/text/icon," per row
-        std::string out;
+    std::string rowsText(std::string out = {}) const {  // "name/text/icon," per row
         for (int i = 1; i <= rows.count(); ++i)
-            out += gbk::toUtf8(rows.Item(i).Caption + "/" + rows.Item(i).Text) + "/" +
-                   std::to_string(rows.Item(i).icon) + ",";
+            out += gbk::toUtf8(rows.Item(i).Caption + "/" + rows.Item(i).Text + "/") + std::to_string(rows.Item(i).icon) + ",";
         return out;
     }
     ItemList rows;
@@ -47,8 +45,8 @@ struct RoomRig : ChatRig {
 
 TEST(PublicRoom, TheListTheJoinAndEachCodeFromTheServer) {
     RoomRig r;
-    EXPECT_EQ(r.c.MyList(Contacts::kRooms).count(), 1);
-    EXPECT_EQ(r.c.MyList(Contacts::kRooms).Item(1).icon, PublicRoom::kRoomIcon);
+    const ItemList& rooms = r.c.MyList(Contacts::kRooms);
+    EXPECT_TRUE(rooms.count() == 1 && rooms.Item(1).icon == PublicRoom::kRoomIcon);
     EXPECT_EQ(r.room.staffCount(), 2);
     EXPECT_EQ(r.windows.opened.at(0).caption, g("在珀岚大厅聊天中"));
     EXPECT_EQ(r.sentText(r.chat) + r.sentText(r.chat), "2,7,0:alice|");

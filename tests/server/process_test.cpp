@@ -89,8 +89,8 @@ TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     alice.send(kind::kRoom);
     EXPECT_EQ(alice.waitFor(kind::kRoom).fields, std::vector<Bytes>{"alice"});
     bob.send(kind::kRoom);
-    EXPECT_EQ(bob.waitFor(kind::kRoom).fields, std::vector<Bytes>{"bob"});
-    EXPECT_EQ(bob.waitFor(kind::kRoom).header.code, code::kRoomMembers);
+    bob.waitFor(kind::kRoom);
+    EXPECT_EQ(bob.waitFor(kind::kRoom).fields, std::vector<Bytes>{"alice"});
     EXPECT_EQ(alice.waitFor(kind::kRoom).fields, std::vector<Bytes>{"bob"});
     alice.send(kind::kRoom, {g("珀岚大厅"), g("宋体/10/0/1:00/大家好")}, code::kRoomLine);
     EXPECT_EQ(bob.waitFor(kind::kRoom).fields.at(2), g("宋体/10/0/1:00/大家好"));
