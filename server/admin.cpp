@@ -198,7 +198,8 @@ void groupRole(Store& store, const GroupRole& r, std::ostream& out) {
     if (!r.account.empty()) {
         account = existing(store, r.account).name;
         const auto members = store.groupMembers(group->id);
-        if (std::none_of(members.begin(), members.end(), [&](const Contact& c) { return c.account == account; }))
+        if (std::none_of(members.begin(), members.end(),
+                         [&](const Contact& c) { return c.account == account; }))
             throw UsageError(r.account + " is no member of " + r.name);
     }
     store.setRole(group->id, r.role, account);

@@ -51,7 +51,8 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       groupRates_(config.input.groupLinesPerMinute / 60.0,
                   std::max(1.0, config.input.groupLinesPerMinute / 3.0)),
       joinRates_(config.input.joinRequestsPerHour / 3600.0, config.input.joinRequestsPerHour),
-      roomRates_(config.input.roomLinesPerMinute / 60.0, std::max(1.0, config.input.roomLinesPerMinute / 3.0)),
+      roomRates_(config.input.roomLinesPerMinute / 60.0,
+                 std::max(1.0, config.input.roomLinesPerMinute / 3.0)),
       limitNotices_(1 / 60.0, 1) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
     room_ = store_.room();

@@ -38,7 +38,10 @@ void SqliteStore::enterRoom(const Bytes& account, const std::string& server) {
 }
 
 void SqliteStore::leaveRoom(const Bytes& account, const std::string& server) {
-    prepare("DELETE FROM room_members WHERE account = ? AND server = ?").gbkText(1, account).text(2, server).run();
+    prepare("DELETE FROM room_members WHERE account = ? AND server = ?")
+        .gbkText(1, account)
+        .text(2, server)
+        .run();
 }
 
 std::vector<Bytes> SqliteStore::roomMembersAt(const std::string& server) {

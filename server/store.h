@@ -285,7 +285,8 @@ class Store {
     virtual std::vector<Bytes> roomMembersAt(const std::string& server) = 0;
     // Those in the room at servers other than self that reported since freshSince (Unix
     // seconds), in the order they came, limit at most.
-    virtual std::vector<Bytes> roomMembersElsewhere(const std::string& self, int64_t freshSince, int limit) = 0;
+    virtual std::vector<Bytes> roomMembersElsewhere(const std::string& self, int64_t freshSince,
+                                                    int limit) = 0;
 
     // Events between chat servers, read by each in order of id. lastId is the highest id read,
     // own events included, from where the next read goes on.

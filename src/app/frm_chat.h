@@ -44,7 +44,16 @@ class frmChat : public QWidget, public RoomView {
     Q_OBJECT
   public:
     // The toolbar, by index.
-    enum Tool { kFont = 0, kSize = 1, kColor = 2, kFace = 3, kNarrow = 4, kWiden = 5, kRecord = 6, kClear = 7 };
+    enum Tool {
+        kFont = 0,
+        kSize = 1,
+        kColor = 2,
+        kFace = 3,
+        kNarrow = 4,
+        kWiden = 5,
+        kRecord = 6,
+        kClear = 7
+    };
     // How much narrower button 4 makes the window: 2250 twips.
     static constexpr int kSidePanelPx = 150;
     static constexpr int kTimer1Ms = 10;

@@ -28,8 +28,9 @@ void frmChat::writeSystemLine(const Bytes& text, uint32_t color) {
     RichText& pane = *revRtf;
     // The desktop's caption colour stands for the system's voice, looked up as it is written.
     const quint32 value =
-        color == kActiveTitle ? RichText::valueFromColor(palette().color(QPalette::Active, QPalette::Highlight))
-                              : color;
+        color == kActiveTitle
+            ? RichText::valueFromColor(palette().color(QPalette::Active, QPalette::Highlight))
+            : color;
     pane.moveToEnd();
     pane.setSelLength(0);
     pane.setSelIndent(0);

@@ -146,7 +146,8 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
     desktop_->onHotkeyFetch([this] { chats_->openNextPendingByHotkey(); });
     connect(session_.get(), &Session::hotkeyRegistrationDue, this, &Mainform::registerStoredHotkey);
-    connect(session_.get(), &Session::hotkeyReleaseDue, this, [this] { desktop_->applyHotkey(1, "", "Del"); });
+    connect(session_.get(), &Session::hotkeyReleaseDue, this,
+            [this] { desktop_->applyHotkey(1, "", "Del"); });
 }
 
 void Mainform::registerStoredHotkey() {
@@ -347,7 +348,8 @@ void Mainform::load(const std::string& commandLine) {
     desktop_->trayAdd(this, kTrayTip);
     if (!desktop_->trayAvailable()) {
         static bool said = false;
-        if (!said) std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
+        if (!said)
+            std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
         said = true;
     }
     s.restoreLoginPanel(commandLine);

@@ -32,12 +32,14 @@ TEST(RoomEndToEnd, ThreeInTheRoomHearEachOtherAndOneWhoQuitsLeavesTheLists) {
     const auto listed = [&](int i, const char* name) { return w[size_t(i)]->members().find(name) > 0; };
     EXPECT_TRUE(test::waitUntil([&] { return listed(0, "dave") && listed(2, "alice") && listed(2, "bob"); }));
     for (int i : {0, 1, 2})  // each hears those who spoke after he came in
-        EXPECT_TRUE(test::waitUntil([&] { return w[size_t(i)]->revPane().Text().contains("hi from carol"); }));
+        EXPECT_TRUE(
+            test::waitUntil([&] { return w[size_t(i)]->revPane().Text().contains("hi from carol"); }));
     EXPECT_TRUE(w[0]->revPane().Text().contains("hi from bob"));
     carol->form->exitProgram();
     carol.reset();
-    EXPECT_TRUE(test::waitUntil([&] { return !listed(0, "carol") && !listed(1, "carol") && listed(0, "bob"); }))
-        << demo.trace.toStdString();
+    EXPECT_TRUE(test::waitUntil([&] {
+        return !listed(0, "carol") && !listed(1, "carol") && listed(0, "bob");
+    })) << demo.trace.toStdString();
 }
 
 }  // namespace

@@ -45,10 +45,10 @@ class ChatRig : public SessionHarness {
         m.setWindowDirectory(&windows);
         login();
     }
-    void serve(FrameKind k, const std::vector<std::string>& fields, uint32_t stamp = 1) {
+    void serve(FrameKind k, const std::vector<std::string>& fields, uint32_t stamp = 1, uint16_t code = 0) {
         Bytes body;
         for (const auto& f : fields) appendField(body, g(f));
-        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = stamp}, body);
+        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = stamp, .code = code}, body);
         tick();
     }
     void setKey(std::string_view section, std::string_view key, std::string_view value) {

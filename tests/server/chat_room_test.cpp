@@ -16,7 +16,8 @@ TEST_F(ChatTest, TheRoomCountsEachOnceCarriesLinesAndLosesWhoseSessionEnds) {
     const Bytes text = g("宋体/10/0/1:00/大家好");
     say(carol, kind::kRoom, code::kRoomLine, {g("珀岚大厅"), text});
     for (const Endpoint& c : {alice, bob, carol})
-        EXPECT_EQ(framesOf(c, kind::kRoom).back().fields(), (std::vector<Bytes>{"carol", g("珀岚大厅"), text}));
+        EXPECT_EQ(framesOf(c, kind::kRoom).back().fields(),
+                  (std::vector<Bytes>{"carol", g("珀岚大厅"), text}));
     EXPECT_TRUE(framesOf(dave, kind::kRoom).empty());
     say(bob, kind::kLogout);
     EXPECT_EQ(framesOf(alice, kind::kRoom).back().fields(), gs({"bob"}));
