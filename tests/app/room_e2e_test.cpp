@@ -1,5 +1,4 @@
-// alice, bob and carol come into the demo's 珀岚大厅, hear each other, and carol's exit takes her
-// out of the others' member lists.
+// Three in the demo's 珀岚大厅 hear each other; carol's exit takes her out of the others' lists.
 #include <gtest/gtest.h>
 
 #include <QTest>
