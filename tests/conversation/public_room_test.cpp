@@ -31,7 +31,7 @@ struct RoomWindow : RoomView {
 // The room list twice (the second replaces the first), then two double clicks: one join.
 struct RoomRig : ChatRig {
     explicit RoomRig(std::vector<std::string> list = {"珀岚大厅", "dave", "bob"}) {
-        for (int i : {1, 2}) serve(kind::kRoomList, list, i);
+        for (int i : {1, 2}) serve(kind::kRoomList, list, i, code::kRoomListed);
         windows.room = &window;
         for (int i : {1, 2}) room.join(g("珀岚大厅"));
         tick();
@@ -47,7 +47,7 @@ TEST(PublicRoom, TheListTheJoinAndEachCodeFromTheServer) {
     EXPECT_TRUE(rooms.count() == 1 && rooms.Item(1).icon == PublicRoom::kRoomIcon &&
                 r.room.staffCount() == 2);
     EXPECT_EQ(r.windows.opened.at(0).caption, g("在珀岚大厅聊天中"));
-    EXPECT_EQ(r.sentText(r.chat) + r.sentText(r.chat) + (r.window.talk ? "talk" : ""), "2,7,0:alice|");
+    EXPECT_EQ(r.sentText(r.chat) + r.sentText(r.chat) + (r.window.talk ? "talk" : ""), "2,7,0:alice||");
     r.code(1, {"alice"});
     EXPECT_EQ(r.window.rowsText(), "dave/客服/0,bob/客服/0,alice//2,");
     EXPECT_TRUE(r.window.talk && r.session->inPublicRoom());
@@ -60,7 +60,7 @@ TEST(PublicRoom, TheListTheJoinAndEachCodeFromTheServer) {
               "【系统消息】：bob离开了！,【系统消息】：zoe离开了！,【系统消息】：x离开了！,");
     r.room.windowClosed(true);
     r.tick();
-    EXPECT_EQ(r.sentText(r.chat), "2,7,4:alice|");
+    EXPECT_EQ(r.sentText(r.chat), "2,7,4:alice||");
     EXPECT_FALSE(r.session->inPublicRoom());
 }
 
@@ -74,7 +74,7 @@ TEST(PublicRoom, AStaffMembersOwnRowAndARefusedJoin) {
     EXPECT_TRUE(refused.window.closed);
     refused.room.windowClosed(refused.window.talk);
     refused.tick();
-    EXPECT_EQ(refused.sentText(refused.chat) + refused.sentText(refused.chat), "2,7,0:alice|");
+    EXPECT_EQ(refused.sentText(refused.chat) + refused.sentText(refused.chat), "2,7,0:alice||");
 }
 
 }  // namespace
