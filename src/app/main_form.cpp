@@ -28,6 +28,7 @@
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
+#include "conversation/public_room.h"
 #include "desktop/auto_hide.h"
 #include "desktop/hotkey_text.h"
 #include "desktop/qt_platform_services.h"
