@@ -218,8 +218,11 @@ void MainFrame::showRoomOnly() {
     tree_->setVisible(false);
     image1_->setEnabled(true);
     for (int i = 0; i < 7; ++i) pageButtons_[static_cast<size_t>(i)]->setVisible(i >= 5);
-    for (int i = 0; i < 4; ++i)
+    // Our tabs also show the current page pressed: the pressed one follows the blue caption.
+    for (int i = 0; i < 4; ++i) {
         tabs_[static_cast<size_t>(i)]->setForeColor(i == Rooms ? QColor(0, 0, 255) : Qt::black);
+        tabs_[static_cast<size_t>(i)]->setValue(i == Rooms);
+    }
     lbTopvlg_->setVisible(false);
 }
 

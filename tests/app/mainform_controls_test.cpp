@@ -212,7 +212,8 @@ TEST(MainformFrames, TheRoomOnlyView) {
         EXPECT_FALSE(hidden->isVisible());
     for (int i = 0; i < 7; ++i) EXPECT_EQ(mf.pageButton(i)->isVisible(), i >= 5) << i;
     for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(mf.tab(i)->foreColor(), i == 2 ? QColor(0, 0, 255) : QColor(Qt::black));
+        EXPECT_TRUE(mf.tab(i)->foreColor() == (i == 2 ? QColor(0, 0, 255) : QColor(Qt::black)) &&
+                    mf.tab(i)->value() == (i == 2));
 }
 
 TEST(MainformResize, KeepsTheTopBelowTheEdgeAndTheDesignSizeAsMinimum) {
