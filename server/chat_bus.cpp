@@ -39,6 +39,10 @@ std::vector<Bytes> ChatBus::roomMembersElsewhere(Time now, int limit) {
     return store_.roomMembersElsewhere(serverId_, wall_() - kFreshSeconds, limit);
 }
 
+int64_t ChatBus::lastEventWritten(Time now) {
+    return othersRunning(now) ? store_.lastEventId() : 0;
+}
+
 void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const std::string& target,
                    const Bytes& body) {
     if (!othersRunning(now)) return;

@@ -54,6 +54,7 @@ void ChatService::sendRoomList(Session& s) {
 // A repeated entry answers again but counts him once and tells nobody else.
 void ChatService::enterRoom(Session& s) {
     const Bytes own = joinFields({s.account});
+    s.roomListedThrough = bus_.lastEventWritten(now_);
     const std::vector<Bytes> elsewhere = bus_.roomMembersElsewhere(now_, static_cast<int>(kRoomMembersMax));
     if (!inRoom(s.account)) {
         if (!room_ || roomHere_.size() + elsewhere.size() >= kRoomMembersMax) {
@@ -119,14 +120,16 @@ void ChatService::leaveRoom(const Bytes& account) {
 void ChatService::onRoomElsewhere(const BusEvent& e) {
     if (e.kind == BusKind::RoomLine) return tellRoom(code::kRoomLine, e.body, {});
     const Bytes who = joinFields({e.account});
-    tellRoom(e.kind == BusKind::RoomEnter ? code::kRoomEntered : code::kRoomLeave, who, e.account);
+    tellRoom(e.kind == BusKind::RoomEnter ? code::kRoomEntered : code::kRoomLeave, who, e.account, e.id);
 }
 
-void ChatService::tellRoom(uint16_t frameCode, const Bytes& body, const Bytes& except) {
+// An entry or leave on another server that a member's list already showed is not told again.
+void ChatService::tellRoom(uint16_t frameCode, const Bytes& body, const Bytes& except, int64_t busEvent) {
     for (const Bytes& account : roomHere_) {
         auto it = byAccount_.find(account);
         if (account == except || it == byAccount_.end()) continue;
         Session& r = sessions_.at(it->second);
+        if (busEvent != 0 && busEvent <= r.roomListedThrough) continue;
         if (peerAt(r.endpoint).pacer.heldCount() >= kRoomHeldMax) {
             NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped room traffic to %s: %zu frames held already",
                           printable(account).c_str(), kRoomHeldMax);

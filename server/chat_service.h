@@ -124,6 +124,9 @@ class ChatService {
         // answers the acceptance (see onProfile).
         std::vector<Bytes> profilesAwaited;  // at most 16; a vector, as an empty deque holds 600 bytes
         ReplyStamps stamps;
+        // The last bus event written when his room member list was read: entries and leaves
+        // on other servers up to it are in the list already.
+        int64_t roomListedThrough = 0;
         // Where the last page of each listing ended, so that the next one goes on from there.
         struct {
             int64_t nextRow = 0;
@@ -228,7 +231,7 @@ class ChatService {
     void sendRoomList(Session& s);
     void onRoomElsewhere(const BusEvent& e);
     // A room frame to everyone in the room here but `except`.
-    void tellRoom(uint16_t code, const Bytes& body, const Bytes& except);
+    void tellRoom(uint16_t code, const Bytes& body, const Bytes& except, int64_t busEvent = 0);
     // After a restart: those in the room whose sessions came back are in it again.
     void restoreRoom();
     [[nodiscard]] bool inRoom(const Bytes& account) const;

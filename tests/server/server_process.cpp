@@ -252,6 +252,7 @@ Received Client::enter(const server::Endpoint& chat, const std::string& name) {
     else
         waitFor(kind::kGroupRoster);
     send(kind::kAfterRosters);
+    waitFor(kind::kRoomList);  // the demo's room, ahead of any waiting message
     return r;
 }
 
