@@ -61,8 +61,11 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       groupRates_(config.input.groupLinesPerMinute / 60.0,
                   std::max(1.0, config.input.groupLinesPerMinute / 3.0)),
       joinRates_(config.input.joinRequestsPerHour / 3600.0, config.input.joinRequestsPerHour),
+      roomRates_(config.input.roomLinesPerMinute / 60.0,
+                 std::max(1.0, config.input.roomLinesPerMinute / 3.0)),
       limitNotices_(1 / 60.0, 1) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
+    room_ = store_.room();
 }
 
 std::optional<uint32_t> ChatService::sessionOf(const Bytes& account) const {
@@ -111,7 +114,8 @@ const FrameTable<ChatService::Handler>& ChatService::handlers() {
             .on(kind::kJoinRequest, &ChatService::onJoinRequest)
             .on(kind::kJoinAnswer, &ChatService::onJoinAnswer)
             .on(kind::kJoinGroup, &ChatService::onJoinConfirm)
-            .on(kind::kLeaveGroup, &ChatService::onLeaveGroup);
+            .on(kind::kLeaveGroup, &ChatService::onLeaveGroup)
+            .on(kind::kRoom, &ChatService::onRoom);
         return t;
     }();
     return table;
@@ -239,6 +243,7 @@ void ChatService::timerWork(Time now) {
     if (now >= nextNoticePoll_) {
         nextNoticePoll_ = now + kNoticePoll;
         bus_.prune(now);
+        room_ = store_.room();  // a name or staff the admin changed serves the next entries
         for (const Notice& n : store_.noticesAfter(lastNoticeId_)) {
             lastNoticeId_ = n.id;
             broadcastNotice(n.kind, n.text, now);
@@ -283,6 +288,7 @@ void ChatService::sweep(Time now) {
     replyRates_.forgetFull(now);
     waitingRates_.forgetFull(now);
     limitNotices_.forgetFull(now);
+    roomRates_.forgetFull(now);
     if (now >= nextAgeCheck_) {
         nextAgeCheck_ = now + kAgeCheck;
         dropOldWaiting();
@@ -305,6 +311,11 @@ void ChatService::onBusEvent(const BusEvent& e) {
             break;
         case BusKind::GroupLine:
             onGroupLineElsewhere(e);
+            break;
+        case BusKind::RoomEnter:
+        case BusKind::RoomLeave:
+        case BusKind::RoomLine:
+            onRoomElsewhere(e);
             break;
     }
 }
@@ -350,6 +361,7 @@ void ChatService::restoreSessions(Time now) {
         ++restored;
     }
     if (restored) NQ_LOG(log_, Info, "took up %d sessions held before the last stop or crash", restored);
+    restoreRoom();
     writes_.flush(now);
 }
 

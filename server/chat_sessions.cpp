@@ -172,6 +172,7 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
 
     keepUnsent(s);
     retireStamps(s);
+    leaveRoom(s.account);
     writes_.add("end a stored session", [account = s.account, id = config_.serverId, number](Store& st) {
         st.setOffline(account, id, number);
     });

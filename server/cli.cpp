@@ -81,6 +81,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"held-bytes", required_argument, nullptr, 0},
                            {"waiting-rate", required_argument, nullptr, 0},
                            {"group-rate", required_argument, nullptr, 0},
+                           {"room-rate", required_argument, nullptr, 0},
                            {"waiting-max", required_argument, nullptr, 0},
                            {"waiting-days", required_argument, nullptr, 0},
                            {"log-lines", required_argument, nullptr, 0},
@@ -221,6 +222,8 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.heldBytes = integer<size_t>(v, opt, 65536, size_t{1} << 30);
         } else if (g.is("group-rate")) {
             o.input.groupLinesPerMinute = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("room-rate")) {
+            o.input.roomLinesPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("waiting-rate")) {
             o.waiting.perSenderPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("waiting-max")) {
@@ -405,6 +408,12 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
             throw UsageError(sub.empty() ? "group wants add, list, dissolve or role"
                                          : "group wants add, list, dissolve or role, not \"" + sub + "\"");
         }
+    } else if (command == "room") {
+        only(options, "room", {});
+        RoomSet r;
+        if (p.words.size() > 1) r.name = p.words[1];
+        r.staff.assign(p.words.begin() + std::min<size_t>(2, p.words.size()), p.words.end());
+        line.command = r;
     } else if (command == "demo") {
         only(options, "demo", {});
         Words(p.words, 1, "demo").end();
@@ -455,6 +464,8 @@ Serving:
   --held-bytes BYTES        bytes held back for one client (default 131072)
   --group-rate N            group lines a minute one user may send, bursts of a third as
                             many (default 30)
+  --room-rate N             lines a minute one user may say in the public room, bursts of a
+                            third as many (default 20)
   --waiting-rate N          messages a minute one user may leave waiting (default 60)
   --waiting-max N           messages waiting for one user (default 1000)
   --waiting-days N          waiting messages older than this are deleted (default 30)
@@ -482,9 +493,11 @@ Commands:
   group dissolve NAME       remove a group; its members online hear it at once
   group role NAME host|hostess|deputy|butler [ACCOUNT]
                             name a member to a role of the group's card, or clear it
+  room [NAME [STAFF...]]    name the public room and its customer-service staff (accounts);
+                            clients see it at their next login. Without NAME: show it
   demo                      create the demo accounts alice, bob, carol, dave and erin
-                            (password 123456), their friendships and the group 周末棋友会
-                            of alice, bob, carol and erin
+                            (password 123456), their friendships, the group 周末棋友会
+                            of alice, bob, carol and erin, and the room 珀岚大厅 (staff dave)
 
 Exit status: 0 done, 1 failure at run time, 2 bad command line or input.
 )";

@@ -84,11 +84,16 @@ struct UserCoins {
     std::string name;
     int64_t coins = 0;
 };
+// No name: show the room. A name: the room is called so, its staff the accounts given.
+struct RoomSet {
+    std::string name;
+    std::vector<std::string> staff;
+};
 struct Demo {};
 struct ShowHelp {};
 
 using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
-                             GroupList, GroupDissolve, GroupRole, UserCoins, Demo, ShowHelp>;
+                             GroupList, GroupDissolve, GroupRole, UserCoins, RoomSet, Demo, ShowHelp>;
 
 struct CommandLine {
     std::string db = "nqserver.db";

@@ -26,6 +26,8 @@ struct InputLimits {
     // and a human types a line every few seconds: 30 a minute keep a flooder to a quarter of a
     // busy member's reading. Bursts of a third as many.
     int groupLinesPerMinute = 30;  // per account
+    // The public room costs its members the same, and holds more of them.
+    int roomLinesPerMinute = 20;  // per account, bursts of a third as many
     // Each join request opens a window on the creator's screen; a dozen an hour is more than a
     // person looking for groups sends, and keeps a flooder from burying a creator in windows.
     int joinRequestsPerHour = 12;  // per requesting account, bursts as many

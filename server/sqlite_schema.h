@@ -6,6 +6,6 @@
 
 namespace nq::server {
 
-extern const std::array<const char*, 8> kSchemaSteps;
+extern const std::array<const char*, 9> kSchemaSteps;
 
 }  // namespace nq::server

@@ -25,7 +25,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 8;
+    static constexpr int kSchemaVersion = 9;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -91,6 +91,13 @@ class SqliteStore : public Store {
     void markStopped(const std::string& server, int64_t now) override;
     std::vector<KeptSession> heldSessions(const std::string& server, int64_t now,
                                           int64_t maxAgeSeconds) override;
+
+    std::optional<Room> room() override;
+    void setRoom(const Room& room) override;
+    void enterRoom(const Bytes& account, const std::string& server) override;
+    void leaveRoom(const Bytes& account, const std::string& server) override;
+    std::vector<Bytes> roomMembersAt(const std::string& server) override;
+    std::vector<Bytes> roomMembersElsewhere(const std::string& self, int64_t freshSince, int limit) override;
 
     void publish(const BusEvent& event) override;
     BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) override;

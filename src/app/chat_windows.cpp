@@ -11,6 +11,7 @@
 #include "app/frm_check.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
+#include "conversation/public_room.h"
 #include "session/session.h"
 #include "widgets/rich_text.h"
 
@@ -89,7 +90,10 @@ void ChatWindows::open(const ChatRequest& request) {
         restore(existing->caption());
         return;
     }
-    if (mode == ChatMode::MM) return;  // the room's window comes with the room's join
+    if (mode == ChatMode::MM) {
+        if (room_) room_->join(request.name);
+        return;
+    }
     frmChat* w = create(mode, request.name);
     if (mode == ChatMode::OTM) {
         const NodeTree& tree = contacts_.MyTree();
@@ -149,6 +153,16 @@ void ChatWindows::openChatWindow(const NewChatWindow& window) {
     w->show();
     if (window.focusSendBox) w->sendBox().setFocus();
     emit windowOpened(w);
+}
+
+RoomView* ChatWindows::roomView(const Bytes& caption) {
+    for (const auto& w : windows_)
+        if (w && w->caption() == caption && w->chatMode == ChatMode::MM) return w;
+    return nullptr;
+}
+
+void ChatWindows::roomClosed(bool talkWasEnabled) {
+    if (room_) room_->windowClosed(talkWasEnabled);
 }
 
 void ChatWindows::showMainWindow(bool fixZeroTop) {

@@ -24,6 +24,7 @@ class ChatManager;
 class Contacts;
 class GroupActions;
 class ImageList;
+class PublicRoom;
 class Session;
 }  // namespace nq
 
@@ -86,6 +87,9 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     void showProfile(const Bytes& name, int mode) {
         if (profileOpener_) profileOpener_(name, mode);
     }
+    // The public room: a double click on its item joins it, and its window's close leaves it.
+    void setPublicRoom(PublicRoom* room) { room_ = room; }
+    void roomClosed(bool talkWasEnabled);
     // The group logic: the consent windows answer through it, a group's name label shows its card.
     void setGroupActions(GroupActions* groups) { groups_ = groups; }
     [[nodiscard]] GroupActions* groupActions() const { return groups_; }
@@ -105,6 +109,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     void showMainWindow(bool fixZeroTop) override;
     void showJoinRequests() override;
     void openJoinRequestWindow(const Bytes& caption) override;
+    RoomView* roomView(const Bytes& caption) override;
 
   signals:
     // A window was made and shown (tests and the record window follow it).
@@ -130,6 +135,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     std::function<void(const Bytes&)> memberMenu_;
     std::function<void(const Bytes&, int)> profileOpener_;
     GroupActions* groups_ = nullptr;
+    PublicRoom* room_ = nullptr;
     QPointer<frmCheck> check_;
 };
 

@@ -440,6 +440,7 @@ void frmChat::requestDetails(bool group) {
 
 void frmChat::closeEvent(QCloseEvent* event) {
     savePosition();
+    if (chatMode == ChatMode::MM) windows_.roomClosed(talkEnabled());
     if (record_) record_->close();
     QWidget::closeEvent(event);
 }

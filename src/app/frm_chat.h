@@ -18,6 +18,7 @@
 #include "contacts/item_list.h"
 #include "conversation/chat_mode.h"
 #include "conversation/faces.h"
+#include "conversation/room_view.h"
 #include "wire/gbk.h"
 
 class QComboBox;
@@ -39,11 +40,20 @@ namespace nq::app {
 class ChatWindows;
 class frmChatRecord;
 
-class frmChat : public QWidget {
+class frmChat : public QWidget, public RoomView {
     Q_OBJECT
   public:
     // The toolbar, by index.
-    enum Tool { kFont = 0, kSize = 1, kColor = 2, kFace = 3, kNarrow = 4, kWiden = 5, kRecord = 6, kClear = 7 };
+    enum Tool {
+        kFont = 0,
+        kSize = 1,
+        kColor = 2,
+        kFace = 3,
+        kNarrow = 4,
+        kWiden = 5,
+        kRecord = 6,
+        kClear = 7
+    };
     // How much narrower button 4 makes the window: 2250 twips.
     static constexpr int kSidePanelPx = 150;
     static constexpr int kTimer1Ms = 10;
@@ -59,7 +69,7 @@ class frmChat : public QWidget {
     // The members of a group or the room, shown in IList1 with vlgFrame; an empty list shows
     // myFrame instead.
     void showGroupPanel(bool on);
-    ItemList& members() { return members_; }
+    ItemList& members() override { return members_; }
     // The group's introduction beside the member list.
     void setGroupText(const QString& text);
 
@@ -89,6 +99,15 @@ class frmChat : public QWidget {
 
     // setLinks over the history pane from a character position, for every link pattern.
     void markLinks(int fromChar);
+
+    // ---- RoomView (frm_chat_room.cpp) ----
+    void prepareMemberRows() override;
+    void writeSystemLine(const Bytes& text, uint32_t color) override;
+    void setTalkEnabled(bool enabled) override;
+    [[nodiscard]] bool talkEnabled() const override;
+    void addAddressee(const Bytes& name) override;
+    void closeView() override { close(); }
+    [[nodiscard]] QComboBox& addressees() { return *cbHallMem; }
 
   protected:
     void showEvent(QShowEvent* event) override;

@@ -29,6 +29,7 @@
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
+#include "conversation/public_room.h"
 #include "desktop/auto_hide.h"
 #include "desktop/hotkey_text.h"
 #include "desktop/qt_platform_services.h"
@@ -118,6 +119,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     contacts_ = std::make_unique<Contacts>(*session_);
     chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
     chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chats_);
+    attachPublicRoom();
     connect(chats_.get(), &ChatManager::trayIconRefresh, this,
             [this](int state) { desktop_->traySetState(state); });
     chatWindows_->setMainWindow(this, [this](bool fixZeroTop) {
@@ -147,8 +149,10 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
     desktop_->onHotkeyFetch([this] { chats_->openNextPendingByHotkey(); });
     connect(session_.get(), &Session::hotkeyRegistrationDue, this, &Mainform::registerStoredHotkey);
-    connect(session_.get(), &Session::hotkeyReleaseDue, this, [this] { desktop_->applyHotkey(1, "", "Del"); });
+    connect(session_.get(), &Session::hotkeyReleaseDue, this,
+            [this] { desktop_->applyHotkey(1, "", "Del"); });
     hallLink_ = std::make_unique<HallLink>(*this);
+    attachRoomView([this] { showRoomView(); });
     connect(session_.get(), &Session::hallLinkStartDue, hallLink_.get(), &HallLink::listen);
 }
 
@@ -354,7 +358,8 @@ void Mainform::load(const std::string& commandLine) {
     desktop_->trayAdd(this, kTrayTip);
     if (!desktop_->trayAvailable()) {
         static bool said = false;
-        if (!said) std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
+        if (!said)
+            std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
         said = true;
     }
     s.restoreLoginPanel(commandLine);

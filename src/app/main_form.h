@@ -23,6 +23,7 @@ class QStatusBar;
 namespace nq {
 class ChatManager;
 class Contacts;
+class PublicRoom;
 }  // namespace nq
 
 namespace nq::app {
@@ -79,6 +80,7 @@ class Mainform : public QMainWindow, public SessionView {
     Contacts& contacts() { return *contacts_; }
     ChatManager& chats() { return *chats_; }
     ChatWindows& chatWindows() { return *chatWindows_; }
+    PublicRoom& publicRoom() { return *room_; }
     ProfileWindows& profiles() { return *profiles_; }
     GroupWindows& groupWindows() { return *groups_; }
     AddWizards& addWizards() { return *addWizards_; }
@@ -125,6 +127,11 @@ class Mainform : public QMainWindow, public SessionView {
     void attachRoomView(std::function<void()> show);
     HallLink& hallLink() { return *hallLink_; }
 
+    // The slim room-only view (the hall's launch mode 2 and its room-view request): the window
+    // restored, the rooms' list alone in front with no selection, the rooms page's two portal
+    // buttons, the tab 聊天室 in blue and the others black.
+    void showRoomView();
+
     // ---- SessionView ----
     std::string nameText() const override;
     void setNameText(const std::string& text) override;
@@ -169,6 +176,7 @@ class Mainform : public QMainWindow, public SessionView {
     void connectControls();
     void connectMenus();
     void attachProfiles();
+    void attachPublicRoom();
     void restoreWindowSettings();
     void activated();
     void unload();
@@ -185,6 +193,7 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<Session> session_;
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
+    std::unique_ptr<PublicRoom> room_;    // before the chat windows, whose room window leaves it
     std::unique_ptr<ChatWindows> chatWindows_;
     std::unique_ptr<ProfileWindows> profiles_;
     std::unique_ptr<GroupWindows> groups_;    // before the chat windows it hands its actions to

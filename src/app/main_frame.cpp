@@ -210,6 +210,22 @@ void MainFrame::showPage(int page) {
     }
 }
 
+void MainFrame::showRoomOnly() {
+    for (int i = 0; i < 3; ++i) lists_[static_cast<size_t>(i)]->setVisible(false);
+    lists_[3]->setVisible(true);
+    lists_[3]->raise();
+    lists_[3]->setSelected(ItemList::kSelectionCleared);
+    tree_->setVisible(false);
+    image1_->setEnabled(true);
+    for (int i = 0; i < 7; ++i) pageButtons_[static_cast<size_t>(i)]->setVisible(i >= 5);
+    // Our tabs also show the current page pressed: the pressed one follows the blue caption.
+    for (int i = 0; i < 4; ++i) {
+        tabs_[static_cast<size_t>(i)]->setForeColor(i == Rooms ? QColor(0, 0, 255) : Qt::black);
+        tabs_[static_cast<size_t>(i)]->setValue(i == Rooms);
+    }
+    lbTopvlg_->setVisible(false);
+}
+
 void MainFrame::showFriendList(int index) {
     if (index < 0 || index > 2) return;
     friendList_ = index;

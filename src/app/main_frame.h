@@ -47,6 +47,10 @@ class MainFrame : public XPContainer {
     // Com_tab(i) click: the page's controls show and the others hide, its button turns pure
     // blue and the others black.
     void showPage(int page);
+    // The room-only view: the rooms' list in front with its selection cleared, the rest of the
+    // pages' lists, tree, buttons and link hidden, the rooms page's buttons shown and Com_tab(2)
+    // blue. Unlike showPage it leaves the banners' visibility and the current page as they were.
+    void showRoomOnly();
     int currentPage() const { return page_; }
     // lvButtons_H1(0..2) on the friends page: friends, blacklist, strangers.
     void showFriendList(int index);
@@ -62,6 +66,8 @@ class MainFrame : public XPContainer {
     QLineEdit* findBox() const { return findBox_; }
     lvButtons_H* searchButton() const { return comSerch_; }
     lvButtons_H* searchModeButton() const { return lvdown_; }
+    QLabel* banner() const { return image1_; }
+    QLabel* topGroupsLink() const { return lbTopvlg_; }
     const ImageList& heads() const { return heads_; }
 
   protected:

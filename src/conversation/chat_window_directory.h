@@ -12,6 +12,8 @@
 
 namespace nq {
 
+class RoomView;
+
 struct OpenChat {
     Bytes caption;                 // "与x聊天中" or "在x聊天中"
     std::optional<ChatMode> mode;  // none for a window whose mode was never set
@@ -51,6 +53,8 @@ class ChatWindowDirectory {
     virtual void showJoinRequests() = 0;
     // A further frmCheck with the given caption, shown.
     virtual void openJoinRequestWindow(const Bytes& caption) = 0;
+    // The first open window of that caption in mode "MM", or null.
+    [[nodiscard]] virtual RoomView* roomView(const Bytes& caption) = 0;
 };
 
 }  // namespace nq

@@ -95,6 +95,8 @@ inline constexpr uint16_t kRoomEntryFailed = 2;
 inline constexpr uint16_t kRoomLine = 3;
 inline constexpr uint16_t kRoomLeave = 4;  // client: leaving; server: somebody left
 inline constexpr uint16_t kRoomMembers = 5;
+// (3,11)
+inline constexpr uint16_t kRoomListed = 1;
 // (3,1) requests
 inline constexpr uint16_t kProfileShow = 1;
 inline constexpr uint16_t kProfileAfterAdd = 3;  // completes a friend just added
