@@ -343,8 +343,9 @@ void frmChat::Form_Load() {
     CIniFile userIni(s.userIni());
     const Bytes at = userIni.GetIniKey(store::settings::kPositionSection, store::settings::kChatForm);
     const auto comma = at.find(',');
+    // Twips, as the main window's position: 15 a pixel.
     const int left = std::atoi(at.substr(0, comma).c_str());
-    if (left > 0 && comma != Bytes::npos) move(left, std::atoi(at.substr(comma + 1).c_str()));
+    if (left > 0 && comma != Bytes::npos) move(left / 15, std::atoi(at.substr(comma + 1).c_str()) / 15);
     applyStoredTransparency(
         this, userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency));
 
@@ -447,7 +448,7 @@ void frmChat::closeEvent(QCloseEvent* event) {
 
 void frmChat::savePosition() {
     CIniFile userIni(windows_.session().userIni());
-    const std::string at = std::to_string(x()) + "," + std::to_string(y()) + ",";
+    const std::string at = std::to_string(x() * 15) + "," + std::to_string(y() * 15) + ",";
     userIni.WriteIniKey(store::settings::kPositionSection, store::settings::kChatForm, at);
 }
 
