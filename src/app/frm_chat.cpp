@@ -12,6 +12,7 @@
 #include <QScreen>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QStackedLayout>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -20,6 +21,7 @@
 #include "app/frm_chat_record.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
+#include "desktop/mod_autosize.h"
 #include "desktop/window_services.h"
 #include "session/session.h"
 #include "store/ini_file.h"
@@ -118,6 +120,7 @@ void frmChat::build() {
         lookTool(*b);
         b->setForeColor(Qt::white);
         b->setEnabled(false);  // their features never came
+        b->setProperty("Tag", "MOVEH");
         top->addWidget(b);
         lvButtons_H1[static_cast<size_t>(i)] = b;
     }
@@ -159,16 +162,20 @@ void frmChat::build() {
     cbHallMem->setObjectName("cbHallMem");
     cbHallMem->setFixedWidth(100);
     const bool room = chatMode == ChatMode::MM;
-    lbObject->setVisible(room);
-    cbHallMem->setVisible(room);
+    for (QWidget* w : {static_cast<QWidget*>(comClose), static_cast<QWidget*>(comSend),
+                       static_cast<QWidget*>(lbObject), static_cast<QWidget*>(cbHallMem)})
+        w->setProperty("Tag", "MOVEALL");
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(8);
     buttons->addStretch();
     buttons->addWidget(comClose);
     buttons->addWidget(comSend);
-    buttons->addWidget(lbObject);
-    buttons->addWidget(cbHallMem);
+    // The room's addressee stands beside the buttons; elsewhere they keep the right end.
+    if (room) {
+        buttons->addWidget(lbObject);
+        buttons->addWidget(cbHallMem);
+    }
 
     auto* left = new QVBoxLayout(mainframe);
     left->setContentsMargins(8, 8, 4, 8);
@@ -180,7 +187,14 @@ void frmChat::build() {
 
     auto* side = new QWidget(this);
     side->setFixedWidth(kSidePanelPx);
+    sidePanel_ = side;
     buildSidePanels(side);
+    mainframe->setProperty("Tag", "STRETCHALL");
+    revRtf->setProperty("Tag", "STRETCHALL");
+    tools->setProperty("Tag", "STRETCHHMOVEV");
+    sndRtf->setProperty("Tag", "STRETCHHMOVEV");
+    topFrame->setProperty("Tag", "STRETCHH");
+    side->setProperty("Tag", "STRETCHVMOVEH");
 
     auto* body = new QHBoxLayout;
     body->setContentsMargins(0, 0, 0, 0);
@@ -225,7 +239,15 @@ void frmChat::build() {
 
     Timer1.setInterval(kTimer1Ms);
     connect(&Timer1, &QTimer::timeout, this, &frmChat::deliverOne);
-    resize(560, 470);
+
+    // The layouts give the design places once; from then on the Tags alone move the controls.
+    resize(kDesignWidthPx, kDesignHeightPx);
+    freezeLayouts(this);
+    tool(kWiden).setGeometry(tool(kNarrow).geometry());
+    tool(kWiden).setVisible(false);
+    lbObject->setVisible(room);
+    cbHallMem->setVisible(room);
+    showGroupPanel(false);
 }
 
 void frmChat::buildToolbar(QWidget* parent) {
@@ -242,17 +264,23 @@ void frmChat::buildToolbar(QWidget* parent) {
             b->setFixedWidth(24);
             b->setToolTip(i == kNarrow ? "隐藏侧栏" : "显示侧栏");
         }
-        b->setVisible(i != kWiden);
         if (i == kRecord) row->addStretch();
-        row->addWidget(b);
+        if (i >= kRecord) b->setProperty("Tag", "MOVEH");
+        if (i != kWiden) row->addWidget(b);
         connect(b, &lvButtons_H::Click, this, [this, i] { toolClicked(i); });
         lvButtons_H2[static_cast<size_t>(i)] = b;
     }
 }
 
-void frmChat::buildSidePanels(QWidget* parent) {
-    auto* stack = new QVBoxLayout(parent);
-    stack->setContentsMargins(4, 8, 8, 8);
+void frmChat::buildSidePanels(QWidget* side) {
+    auto* margins = new QVBoxLayout(side);
+    margins->setContentsMargins(4, 8, 8, 8);
+    // The person's and the group's panels share one place; each follows the window's height.
+    auto* parent = new QWidget(side);
+    margins->addWidget(parent);
+    auto* stack = new QStackedLayout(parent);
+    stack->setStackingMode(QStackedLayout::StackAll);
+    parent->setProperty("Tag", "STRETCHV");
 
     myFrame = new XPContainer(parent);
     myFrame->setObjectName("myFrame");
@@ -284,6 +312,8 @@ void frmChat::buildSidePanels(QWidget* parent) {
     mf->addWidget(lbDname);
     mf->addWidget(txtDname);
     mf->addStretch();
+    lbMyStyle->setProperty("Tag", "MOVEV");
+    imgMyself->setProperty("Tag", "MOVEV");
     mf->addWidget(lbMyStyle);
     mf->addWidget(imgMyself, 0, Qt::AlignHCenter);
 
@@ -298,6 +328,7 @@ void frmChat::buildSidePanels(QWidget* parent) {
     IList1 = new IList(vlgFrame);
     IList1->setObjectName("IList1");
     IList1->setModel(&members_);
+    IList1->setProperty("Tag", "STRETCHV");
     if (windows_.heads()) IList1->setImageList(windows_.heads());
     connect(IList1, &IList::Click, this, &frmChat::memberClicked);
     connect(IList1, &IList::DblClick, this, &frmChat::memberDoubleClicked);
@@ -319,7 +350,8 @@ void frmChat::buildSidePanels(QWidget* parent) {
 
     stack->addWidget(myFrame);
     stack->addWidget(vlgFrame);
-    showGroupPanel(false);
+    myFrame->setProperty("Tag", "STRETCHV");
+    vlgFrame->setProperty("Tag", "STRETCHV");
 }
 
 void frmChat::showGroupPanel(bool on) {
@@ -347,9 +379,9 @@ void frmChat::Form_Load() {
         this, userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency));
 
     wantsResize_ = true;
-    minimal_ = QSize(width() - 33, height() - 33);  // 500 twips under the design size
-    setMinimumSize(minimal_);
-    // Never dragged larger than the screen it stands on.
+    AutosizeControls(autosize_, this, true);
+    // The size limit: never smaller than at its load, never larger than its screen.
+    setMinimumSize(QWidget::size());
     if (const QScreen* shown = screen()) setMaximumSize(shown->size());
 
     FontSel->lower();
@@ -446,6 +478,11 @@ void frmChat::savePosition() {
     CIniFile userIni(windows_.session().userIni());
     const std::string at = std::to_string(x()) + "," + std::to_string(y()) + ",";
     userIni.WriteIniKey(store::settings::kPositionSection, store::settings::kChatForm, at);
+}
+
+void frmChat::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (wantsResize_) AutosizeControls(autosize_, this);
 }
 
 void frmChat::changeEvent(QEvent* event) {
@@ -557,12 +594,16 @@ void frmChat::OnColorDlgShow() {
 }
 
 void frmChat::setNarrow(bool narrow) {
-    QWidget* side = myFrame->parentWidget();
-    side->setVisible(!narrow);
-    const int w = narrow ? width() - kSidePanelPx : width() + kSidePanelPx;
-    if (narrow) setMinimumWidth(std::max(0, minimal_.width() - kSidePanelPx));
+    sidePanel_->setVisible(!narrow);
+    const int step = narrow ? -kSidePanelPx : kSidePanelPx;
+    // The side panel leaves with the width it took: the history and the send box keep theirs,
+    // as if the window had been designed that much narrower.
+    autosize_.design.rwidth() += step;
+    const int w = width() + step;
+    // The new width becomes the minimum, lowered first so that the window may shrink to it.
+    if (narrow) setMinimumWidth(w);
     resize(w, height());
-    if (!narrow) setMinimumWidth(minimal_.width());
+    setMinimumWidth(w);
     tool(kNarrow).setVisible(!narrow);
     tool(kWiden).setVisible(narrow);
 }

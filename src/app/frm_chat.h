@@ -18,6 +18,7 @@
 #include "contacts/item_list.h"
 #include "conversation/chat_mode.h"
 #include "conversation/faces.h"
+#include "desktop/mod_autosize.h"
 #include "wire/gbk.h"
 
 class QComboBox;
@@ -43,9 +44,20 @@ class frmChat : public QWidget {
     Q_OBJECT
   public:
     // The toolbar, by index.
-    enum Tool { kFont = 0, kSize = 1, kColor = 2, kFace = 3, kNarrow = 4, kWiden = 5, kRecord = 6, kClear = 7 };
+    enum Tool {
+        kFont = 0,
+        kSize = 1,
+        kColor = 2,
+        kFace = 3,
+        kNarrow = 4,
+        kWiden = 5,
+        kRecord = 6,
+        kClear = 7
+    };
     // How much narrower button 4 makes the window: 2250 twips.
     static constexpr int kSidePanelPx = 150;
+    static constexpr int kDesignWidthPx = 560;
+    static constexpr int kDesignHeightPx = 470;
     static constexpr int kTimer1Ms = 10;
 
     frmChat(ChatWindows& windows, std::optional<ChatMode> mode, const Bytes& name, QWidget* parent = nullptr);
@@ -86,12 +98,13 @@ class frmChat : public QWidget {
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void build();
     void buildToolbar(QWidget* parent);
-    void buildSidePanels(QWidget* parent);
+    void buildSidePanels(QWidget* side);
     void Form_Load();
     void Form_Activate();
     void InitAndSetControls();
@@ -126,7 +139,7 @@ class frmChat : public QWidget {
     SendBoxSnapshot prevFormatText;
     Bytes memberName_;  // the member clicked last in IList1
     int memberHead_ = 0;
-    QSize minimal_;
+    AutosizeRecords autosize_;  // Mod_Autosize's table of the tagged controls
     ItemList members_;
 
     QTimer Timer1;
@@ -135,6 +148,7 @@ class frmChat : public QWidget {
     RichText* revRtf = nullptr;
     RichText* sndRtf = nullptr;
     QWidget* mainframe = nullptr;
+    QWidget* sidePanel_ = nullptr;
     XPContainer* myFrame = nullptr;
     XPContainer* vlgFrame = nullptr;
     QLabel* lbName = nullptr;
