@@ -456,6 +456,11 @@ void Mainform::unload() {
 void Mainform::resizeEvent(QResizeEvent* event) {
     QMainWindow::resizeEvent(event);
     if (windowState() & Qt::WindowMinimized) return;
+    // Qt also sends one when the window comes back with the same size, as it does when it is
+    // moved into the topmost band; only a new size counts, or a docked window would be pulled
+    // down below the edge the moment the edge hiding raises it.
+    if (size() == lastResized_) return;
+    lastResized_ = size();
     if (!(windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen))) {
         // A top edge at 0 or above the screen would read as docked to the edge-hiding logic.
         if (pos().y() <= 0) move(pos().x(), 1);
