@@ -594,16 +594,22 @@ void frmChat::OnColorDlgShow() {
 }
 
 void frmChat::setNarrow(bool narrow) {
-    sidePanel_->setVisible(!narrow);
     const int step = narrow ? -kSidePanelPx : kSidePanelPx;
-    // The side panel leaves with the width it took: the history and the send box keep theirs,
-    // as if the window had been designed that much narrower.
-    autosize_.design.rwidth() += step;
-    const int w = width() + step;
-    // The new width becomes the minimum, lowered first so that the window may shrink to it.
-    if (narrow) setMinimumWidth(w);
-    resize(w, height());
-    setMinimumWidth(w);
+    // Everything follows the new width by its Tag but the history, tools and send box, which
+    // keep their size: the side panel's width is what comes and goes. The window is then
+    // measured afresh, its new width the design and the minimum.
+    std::vector<std::pair<QWidget*, QRect>> column{{mainframe, mainframe->geometry()}};
+    for (QWidget* w : mainframe->findChildren<QWidget*>()) column.emplace_back(w, w->geometry());
+    const int wanted = width() + step;
+    setMinimumWidth(std::min(minimumWidth(), wanted));
+    resize(wanted, height());
+    setMinimumWidth(width());
+    // Short of the wanted width (the screen limit), the column gives up the difference.
+    const QSize slack(width() - wanted, 0);
+    for (const auto& [w, at] : column)
+        w->setGeometry(autosizeRect(at, autosizeRule(w->property("Tag").toString()), QSize(0, 0), slack));
+    sidePanel_->setVisible(!narrow);
+    AutosizeControls(autosize_, this, true);
     tool(kNarrow).setVisible(!narrow);
     tool(kWiden).setVisible(narrow);
 }

@@ -205,7 +205,7 @@ class Mainform : public QMainWindow, public SessionView {
     bool unloaded_ = false;
     bool readyNotified_ = false;
     QSize designSize_;
-    QSize lastResized_;  // the size the last resize handling saw
+    QSize lastResized_;         // the size the last resize handling saw
     AutosizeRecords autosize_;  // Mod_Autosize's table of the tagged controls
 };
 

@@ -102,13 +102,24 @@ TEST(LayoutScaling, FrmChatFollowsItsTagsWithinItsSizeLimitAndNarrows) {
                    {{500, 400}, {560, 470}},
                    {{5000, 5000}, screen},
                    {{600, 300}, {600, 470}}});
-    // Narrowed, the side panel leaves and the history keeps its width.
-    const QRect history = w.findChild<QWidget*>("revRtf")->geometry();
+    // Narrowed, the side panel leaves, the history keeps its width and the band's buttons stay in
+    // sight; widened, everything is back.
+    const auto before = geometries(w, controls);
     w.tool(app::frmChat::kNarrow).click();
     EXPECT_EQ(w.QWidget::size(), QSize(560 - app::frmChat::kSidePanelPx, 470));
-    EXPECT_EQ(w.findChild<QWidget*>("revRtf")->geometry(), history);
+    EXPECT_EQ(w.findChild<QWidget*>("revRtf")->geometry(), before.at("revRtf"));
+    EXPECT_LT(w.findChild<QWidget*>("lvButtons_H1(0)")->geometry().right(), w.width());
     w.resize(300, 470);
     EXPECT_EQ(w.width(), 560 - app::frmChat::kSidePanelPx) << "the narrow width is the new minimum";
+    w.tool(app::frmChat::kWiden).click();
+    EXPECT_EQ(geometries(w, controls), before);
+    // Widened against the screen's width, the history gives up what the window could not take.
+    w.tool(app::frmChat::kNarrow).click();
+    w.resize(screen.width() - 100, 470);
+    w.tool(app::frmChat::kWiden).click();
+    EXPECT_EQ(w.width(), screen.width());
+    const QWidget* side = w.findChild<QWidget*>("myFrame")->parentWidget()->parentWidget();
+    EXPECT_EQ(w.findChild<QWidget*>("revRtf")->geometry().right() + 1 + 4, side->x()) << "its margin of 4";
 }
 
 }  // namespace
