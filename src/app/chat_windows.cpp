@@ -19,7 +19,7 @@ const std::array<const char*, 5> ChatWindows::kLinkPatterns = {"http://", "www."
                                                                "ftp:\\\\"};
 
 ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat, QObject* parent)
-    : QObject(parent), session_(session), contacts_(contacts), chat_(chat), faces_(session.programFolder()) {
+    : QObject(parent), session_(session), contacts_(contacts), chat_(chat), faces_(session.assetFolder()) {
     boxLook_.font = Bytes(kDefaultFont);
     chat_.setWindowDirectory(this);
     // A queued line may be for any open window; each looks once and sleeps again if not.
@@ -36,8 +36,8 @@ ChatWindows::~ChatWindows() {
     closeAll();
 }
 
-std::string ChatWindows::programFile(const std::string& relative) const {
-    return session_.programFolder() + "/" + relative;
+std::string ChatWindows::assetFile(const std::string& relative) const {
+    return session_.assetFolder() + "/" + relative;
 }
 
 void ChatWindows::setMainWindow(QWidget* window, std::function<void(bool)> show) {

@@ -52,7 +52,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     Contacts& contacts() { return contacts_; }
     ChatManager& chat() { return chat_; }
     Faces& faces() { return faces_; }
-    [[nodiscard]] std::string programFile(const std::string& relative) const;
+    [[nodiscard]] std::string assetFile(const std::string& relative) const;
 
     // The heads the member lists draw with; the main window's image list.
     void setHeads(const ImageList* heads) { heads_ = heads; }

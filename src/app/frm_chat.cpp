@@ -368,7 +368,7 @@ void frmChat::Form_Load() {
     Session& s = windows_.session();
     activated_ = false;
     imgMyself->setPixmap(QPixmap(
-        QString::fromStdString(windows_.programFile("image/" + std::to_string(ownHead() - 1) + ".jpg"))));
+        QString::fromStdString(windows_.assetFile("image/" + std::to_string(ownHead() - 1) + ".jpg"))));
 
     CIniFile userIni(s.userIni());
     const Bytes at = userIni.GetIniKey(store::settings::kPositionSection, store::settings::kChatForm);
@@ -452,7 +452,7 @@ void frmChat::Form_Activate() {
         if (head > Contacts::kOfflineShift) head -= Contacts::kOfflineShift;
         if (head == 0) head = Contacts::kDefaultFriendHead;
         imgFriend->setPixmap(QPixmap(
-            QString::fromStdString(windows_.programFile("image/" + std::to_string(head - 1) + ".jpg"))));
+            QString::fromStdString(windows_.assetFile("image/" + std::to_string(head - 1) + ".jpg"))));
     }
 }
 

@@ -15,6 +15,7 @@
 
 #include "app/command_line.h"
 #include "app/main_form.h"
+#include "app/program_folder.h"
 #include "app/signal_bridge.h"
 #include "desktop/tray.h"
 #include "desktop/wayland_session.h"
@@ -89,12 +90,28 @@ int main(int argc, char** argv) {
         std::fputs(qPrintable(nq::app::commandLineHelp()), stdout);
         return 0;
     }
+    if (line.version) {
+        std::printf("nqchat %s\n", NQ_VERSION);
+        return 0;
+    }
     if (!line.error.isEmpty()) {
         std::fprintf(stderr, "nqchat: %s\n%s", qPrintable(line.error),
                      qPrintable(nq::app::commandLineHelp()));
         return 2;
     }
-    const std::string folder = nq::app::programFolder(line, std::getenv("NQCHAT_HOME"), executableFolder());
+    const auto env = [](const char* name) {
+        const char* v = std::getenv(name);
+        return std::string(v ? v : "");
+    };
+    const nq::app::FolderChoice folders =
+        nq::app::chooseFolders({line.home, env("NQCHAT_HOME"), executableFolder(), env("XDG_DATA_HOME"),
+                                env("HOME"), NQ_INSTALLED_DATA_DIR},
+                               [](const std::string& path) { return std::filesystem::exists(path); });
+    if (const std::string error = nq::app::prepareProgramFolder(folders, NQ_SEED_SYS_INI); !error.empty()) {
+        std::fprintf(stderr, "nqchat: %s\n", error.c_str());
+        return 2;
+    }
+    const std::string& folder = folders.programFolder;
     if (!std::filesystem::is_directory(folder)) {
         std::fprintf(stderr, "nqchat: the program folder %s does not exist or is not a folder\n",
                      folder.c_str());
@@ -116,6 +133,7 @@ int main(int argc, char** argv) {
 
     nq::app::MainformOptions formOptions;
     formOptions.programFolder = std::filesystem::absolute(folder).lexically_normal().string();
+    formOptions.assetFolder = std::filesystem::absolute(folders.assetFolder).lexically_normal().string();
     formOptions.tickMs = line.tickMs;
     formOptions.trace = line.trace;
     if (!line.home.empty())

@@ -111,6 +111,7 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     build();
     session_ = std::make_unique<Session>(options_.programFolder, parts.services, *this, parts.winSock_Update,
                                          parts.SocketChat, parts.timer_Peng);
+    if (!options_.assetFolder.empty()) session_->setAssetFolder(options_.assetFolder);
     session_->traceFrames = options_.trace;
     contacts_ = std::make_unique<Contacts>(*session_);
     chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
@@ -259,7 +260,7 @@ void Mainform::connectMenus() {
 
 // Every item that shows a person's profile, and the name in a conversation window's title.
 void Mainform::attachProfiles() {
-    profiles_ = std::make_unique<ProfileWindows>(*session_, *contacts_, options_.programFolder);
+    profiles_ = std::make_unique<ProfileWindows>(*session_, *contacts_, session_->assetFolder());
     ProfileWindows& p = *profiles_;
     attachMenuAction(menus_.myInfo, [&p] { p.showOwn(); });
     const auto selected = [this](int list) {
@@ -506,7 +507,7 @@ MainFrame& Mainform::mainFrame() {
             return QString::fromStdString(gbk::toUtf8(sys.GetIniKey(keys::kPortalSection, key)));
         };
         MainFrameSetup setup;
-        setup.imageFolder = QString::fromStdString(session_->programFolder() + "/image");
+        setup.imageFolder = QString::fromStdString(session_->assetFolder() + "/image");
         setup.topGroupsUrl = url(keys::kPortalTopGroups);
         setup.partnerUrl = url(keys::kPortalPartner);
         setup.hallUrl = url(keys::kPortalHall);

@@ -43,6 +43,7 @@ struct MainformOptions {
     int tickMs = Session::kTickMs;  // timer_Peng's interval
     bool trace = false;             // every datagram in and out to stderr
     std::string homeArgument = {};  // --home as given, for the autostart entry; empty without
+    std::string assetFolder = {};   // empty: the program folder
 };
 
 // What tests hand in instead of the real sockets, timer, platform and desktop services. With

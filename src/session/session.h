@@ -97,6 +97,10 @@ class Session : public QObject {
 
     // ---- paths in the program folder ----
     const std::string& programFolder() const { return programFolder_; }
+    // Sounds, pictures and faces: the program folder unless an install keeps them apart
+    // (read-only under /usr/share while the program folder is the user's own).
+    const std::string& assetFolder() const { return assetFolder_.empty() ? programFolder_ : assetFolder_; }
+    void setAssetFolder(std::string folder) { assetFolder_ = std::move(folder); }
     std::string sysIni() const;
     std::string userIni() const;
     std::string userFolder() const;                     // <program folder>/<myName>
@@ -206,6 +210,7 @@ class Session : public QObject {
     static void writeSetting(const std::string& file, std::string_view key, std::string_view value);
 
     std::string programFolder_;
+    std::string assetFolder_;  // empty: the program folder
     PlatformServices& services_;
     SessionView& view_;
     DatagramSocket& update_;

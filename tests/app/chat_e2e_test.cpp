@@ -24,9 +24,7 @@
 namespace nq {
 namespace {
 
-Bytes gbkOf(const char* utf8) {
-    return gbk::fromUtf8(utf8);
-}
+using test::g;
 
 // What a history pane shows: its text and the faces in it, in order.
 struct Pane {
@@ -44,7 +42,7 @@ TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberO
     test::E2eClient alice(tmp, demo.ip, "alice"), bob(tmp, demo.ip, "bob"), carol(tmp, demo.ip, "carol");
     Contacts& contacts = alice.form->contacts();
     ItemList& friends = contacts.MyList(Contacts::kFriends);
-    const Bytes bobNick = gbkOf("鲍勃");
+    const Bytes bobNick = g("鲍勃");
     ASSERT_TRUE(test::waitUntil([&] {
         const int at = friends.find(bobNick);
         return at > 0 && friends.Item(at).icon <= Contacts::kOfflineShift && bob.form->session().online &&
@@ -64,7 +62,7 @@ TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberO
     EXPECT_TRUE(paneOf(toBob).text.contains("hi /smile www.example.org"));
 
     // At bob's the line waits, his friend row blinking, until the tray click opens it.
-    const Bytes aliceNick = gbkOf("爱丽丝");
+    const Bytes aliceNick = g("爱丽丝");
     ASSERT_TRUE(test::waitUntil([&] { return bob.chats().blinking(aliceNick); })) << demo.trace.toStdString();
     EXPECT_FALSE(bob.window("与爱丽丝聊天中"));
     const auto trayShowed = [&](int state) {
@@ -93,7 +91,7 @@ TEST(ChatEndToEnd, ALineWaitsBlinkingUntilOpenedAndAGroupLineReachesEveryMemberO
 
     // A group line: alice opens the demo group from her tree; bob and carol are members online.
     NodeTree& tree = contacts.MyTree();
-    const int group = tree.find(gbkOf("周末棋友会"));
+    const int group = tree.find(g("周末棋友会"));
     ASSERT_GT(group, 0);
     alice.form->contactArea().treeDoubleClicked(group);
     app::frmChat* toGroup = alice.window("在周末棋友会聊天中");

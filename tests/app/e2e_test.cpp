@@ -11,22 +11,18 @@
 #include <QProcess>
 #include <QRegularExpression>
 
-#include "app/login_frame.h"
 #include "contacts/contacts.h"
-#include "form_rig.h"
-#include "session/qt_transport.h"
-#include "support/demo_server.h"
-#include "widgets/lv_buttons_h.h"
+#include "e2e_client.h"
 #include "wire/frame_kinds.h"
 
 namespace nq {
 namespace {
 
 using test::DemoServer;
+using test::toasted;
 using test::waitUntil;
 using test::writeCrlf;
 
-constexpr int kTickMs = 50;
 // md5hex(md5hex("123456")), what User.ini keeps for a remembered password.
 constexpr const char* kDigest = "14e1b600b1fd579f47433b88e8d85291";
 
@@ -44,41 +40,18 @@ int arrival(const QByteArray& trace, const char* channel, FrameKind kind, const 
     return -1;
 }
 
-bool toasted(const test::RecordingServices& s, const std::string& text) {
-    for (const auto& t : s.toasts)
-        if (t.text == text) return true;
-    return false;
-}
-
 TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpands) {
     test::TempDir tmp;
-    DemoServer demo(tmp, kTickMs);
+    DemoServer demo(tmp, test::kE2eTickMs);
     ASSERT_TRUE(demo.ready) << demo.trace.toStdString();
     const QByteArray& log = demo.trace;
-
-    const QString aliceHome = QString::fromStdString(tmp.file("alice"));
     const QString bobHome = QString::fromStdString(tmp.file("bob"));
-    for (const QString& home : {aliceHome, bobHome}) {
-        ASSERT_TRUE(QDir().mkpath(home));
-        writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + demo.ip});
-    }
+    ASSERT_TRUE(QDir().mkpath(bobHome));
+    writeCrlf(bobHome + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + demo.ip});
     writeCrlf(bobHome + "/User.ini",
               {"[Setting]", "UserName=bob", "isrempwd=1", "OutoRun=1", QString("Password=") + kDigest});
-
-    test::RecordingServices services;
-    test::RecordingDesktop desktop;
-    QtUdpSocket update, chat;
-    std::unique_ptr<app::Mainform> form;
-    QtTimer timer(kTickMs, [&] { form->session().tick(); });
-    form = std::make_unique<app::Mainform>(app::MainformOptions{aliceHome.toStdString(), kTickMs},
-                                           app::MainformParts{services, update, chat, timer, desktop});
-    form->load("");
-    form->show();
-    form->loginFrame().txtName->setText("alice");
-    form->loginFrame().txtPassword->setText("123456");
-    form->loginFrame().com_login->click();
-
-    Contacts& c = form->contacts();
+    test::E2eClient alice(tmp, demo.ip, "alice");
+    Contacts& c = alice.form->contacts();
     ItemList& friends = c.MyList(Contacts::kFriends);
     const Bytes bob = gbk::fromUtf8("鲍勃");
     const auto bobAt = [&] { return friends.find(bob); };
@@ -91,7 +64,8 @@ TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpa
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("QT_QPA_PLATFORM", "offscreen");
     bobClient.setProcessEnvironment(env);
-    bobClient.start(demo.bin + "/src/app/nqchat", {"--home", bobHome, "--tick-ms", QString::number(kTickMs)});
+    bobClient.start(demo.bin + "/src/app/nqchat",
+                    {"--home", bobHome, "--tick-ms", QString::number(test::kE2eTickMs)});
     EXPECT_TRUE(waitUntil([&] { return bobAt() == 1 && friends.Item(1).icon <= Contacts::kOfflineShift; }))
         << "bob did not rise to the top in colour";
 
@@ -133,23 +107,22 @@ TEST(EndToEnd, AFriendLogsInKeepsAliveAndQuitsAMemberIsAddedAndDeletedAGroupExpa
 
     // erin is a member but nobody's friend: alice adds her from the tree. She stands first under
     // her account until a profile reply brings her nick. Then alice deletes dave, a roster friend.
-    QFile userFile(aliceHome + "/alice/NQUser.nq");
+    QFile userFile(alice.home + "/alice/NQUser.nq");
     c.memberToFriend(member("erin"));
-    EXPECT_TRUE(waitUntil([&] { return toasted(services, "添加好友 erin 成功！"); })) << "no add toast";
+    EXPECT_TRUE(waitUntil([&] { return toasted(alice.services, "添加好友 erin 成功！"); })) << "no add toast";
     EXPECT_EQ(friends.find("erin"), 1);
     EXPECT_TRUE(userFile.open(QIODevice::ReadOnly) && userFile.readAll().contains("[Friends]\r\n1=erin\r\n"));
 
     // A user's next click comes after the frames the add sent have left: the menu action, like
     // most senders, writes into the one send ring without waiting for it.
-    ASSERT_TRUE(waitUntil([&] { return form->session().wire.sendQueueFree; }));
+    ASSERT_TRUE(waitUntil([&] { return alice.form->session().wire.sendQueueFree; }));
     const Bytes dave = gbk::fromUtf8("戴夫");
     friends.setSelected(friends.find(dave));
     c.deleteFriend();
-    EXPECT_TRUE(waitUntil([&] { return toasted(services, "删除好友 戴夫 成功！"); })) << "no delete toast";
+    EXPECT_TRUE(waitUntil([&] { return toasted(alice.services, "删除好友 戴夫 成功！"); }))
+        << "no delete toast";
     EXPECT_EQ(friends.find(dave), 0);
     EXPECT_EQ(friends.count(), 3);
-
-    form.reset();
 }
 
 }  // namespace

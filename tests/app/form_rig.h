@@ -51,6 +51,12 @@ class RecordingDesktop : public app::MainformDesktop {
 
 class FormRig : public ScriptedServers {
   public:
+    enum LoggedIn { kLoggedIn };
+    FormRig() = default;
+    explicit FormRig(LoggedIn) {
+        load();
+        login();
+    }
     ~FormRig() {
         // Close any window a test opened besides the form, so that the next test starts bare.
         form.reset();
@@ -74,7 +80,7 @@ class FormRig : public ScriptedServers {
     }
 
     Session& session() { return form->session(); }
-    void tick(int n = 1) {
+    void tick(int n = 1) override {
         for (int i = 0; i < n; ++i) session().tick();
     }
     // Through the login panel as a user types and clicks, then on to online.

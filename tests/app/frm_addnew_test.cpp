@@ -40,21 +40,8 @@ std::string triples(int n, const char* third = "m3") {
 }
 
 struct WizardRig : FormRig {
-    WizardRig() {
-        load();
-        login();
-    }
+    WizardRig() : FormRig(kLoggedIn) {}
     frmAddnew& open(const char* job) { return form->addWizards().open(job); }
-    // The one frame the next tick sends, as "(t,s)c:a|b", or "" when nothing goes.
-    std::string sent() {
-        tick();
-        if (chat.sent.empty()) return "";
-        const OwnedFrame f = sentOn(chat);
-        std::string body = gbk::toUtf8(f.body);
-        std::replace(body.begin(), body.end(), '\0', '|');
-        return "(" + std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + ")" +
-               std::to_string(f.header.code) + ":" + body;
-    }
     void reply(FrameKind k, uint16_t code, const std::string& body) {
         fromChat({.seq = 1, .type = k.type, .sub = k.sub, .code = code}, fields(body));
         tick();
@@ -81,28 +68,28 @@ TEST(FrmAddnew, EveryStepSendsItsFrameAndTakesOnlyTheRepliesItWaitsFor) {
         const char* box;
     };
     const Row rows[] = {
-        {"添加好友", 0, "bob", "(5,3)3:alice|bob|", "addOnefrd", kind::kFindPerson, 1, kProfile, "Addfriend",
+        {"添加好友", 0, "bob", "5,3,3:alice|bob|", "addOnefrd", kind::kFindPerson, 1, kProfile, "Addfriend",
          1, ""},
-        {"添加好友", 3, "鲍勃", "(5,3)4:alice|鲍勃|", "addOnefrd", kind::kFindPerson, 2, "", "addOnefrd", 0,
+        {"添加好友", 3, "鲍勃", "5,3,4:alice|鲍勃|", "addOnefrd", kind::kFindPerson, 2, "", "addOnefrd", 0,
          "没有相关的记录，请您检查输入是否有误！"},
         {"添加好友", 0, "", "", "", kind::kFindPerson, 1, kProfile, "", 0, "请输入查找信息！"},
-        {"添加好友", 0, "bob", "(5,3)3:alice|bob|", "addOnefrd", kind::kFindForBlacklist, 1, kProfile,
+        {"添加好友", 0, "bob", "5,3,3:alice|bob|", "addOnefrd", kind::kFindForBlacklist, 1, kProfile,
          "addOnefrd", 0, ""},
-        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindForBlacklist, 1, kProfile,
+        {"添加黑名单", 0, "bob", "6,3,3:alice|bob|", "addToBad", kind::kFindForBlacklist, 1, kProfile,
          "AddBad", 1, ""},
-        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindForBlacklist, 2, "x", "addToBad",
+        {"添加黑名单", 0, "bob", "6,3,3:alice|bob|", "addToBad", kind::kFindForBlacklist, 2, "x", "addToBad",
          0, ""},
-        {"添加黑名单", 0, "bob", "(6,3)3:alice|bob|", "addToBad", kind::kFindPerson, 1, kProfile, "addToBad",
+        {"添加黑名单", 0, "bob", "6,3,3:alice|bob|", "addToBad", kind::kFindPerson, 1, kProfile, "addToBad",
          0, ""},
-        {"添加群", 0, "", "(3,10)1:alice||", "addVlg", kind::kGroupSearch, 1, "7|棋社|carol|8|茶馆|dave",
+        {"添加群", 0, "", "3,10,1:alice||", "addVlg", kind::kGroupSearch, 1, "7|棋社|carol|8|茶馆|dave",
          "addVlg", 2, ""},
-        {"添加群", 3, "7", "(3,10)3:alice|7|", "addVlg", kind::kGroupSearch, 2, "", "addVlg", 0,
+        {"添加群", 3, "7", "3,10,3:alice|7|", "addVlg", kind::kGroupSearch, 2, "", "addVlg", 0,
          "没有相关的记录，请您检查输入是否有误！"},
-        {"添加好友", 2, "", "(3,8)0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(3), "Addfriend",
+        {"添加好友", 2, "", "3,8,0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(3), "Addfriend",
          3, ""},
-        {"添加黑名单", 2, "", "(3,8)0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(1),
-         "Addfriend", 1, ""},
-        {"添加群", 2, "", "(3,9)0:alice|1|10|", "addVlg", kind::kGroupPage, 2, "", "addVlg", 0,
+        {"添加黑名单", 2, "", "3,8,0:alice|1|10|", "Addfriend", kind::kOnlinePage, 1, triples(1), "Addfriend",
+         1, ""},
+        {"添加群", 2, "", "3,9,0:alice|1|10|", "addVlg", kind::kGroupPage, 2, "", "addVlg", 0,
          "没有相关的记录，请您检查输入是否有误！"},
     };
     for (const Row& row : rows) {
@@ -133,11 +120,11 @@ TEST(FrmAddnew, MoreFollowsTheRowCountAndAsksTheNextPage) {
         const char* next;
     };
     const Row rows[] = {
-        {"添加好友", kind::kOnlinePage, 9, false, "(3,8)0:alice|11|20|"},
-        {"添加好友", kind::kOnlinePage, 10, true, "(3,8)0:alice|11|20|"},
-        {"添加好友", kind::kOnlinePage, 11, false, "(3,8)0:alice|11|20|"},
-        {"添加群", kind::kGroupPage, 9, false, "(3,9)0:alice|11|20|"},
-        {"添加群", kind::kGroupPage, 11, true, "(3,9)0:alice|11|20|"},
+        {"添加好友", kind::kOnlinePage, 9, false, "3,8,0:alice|11|20|"},
+        {"添加好友", kind::kOnlinePage, 10, true, "3,8,0:alice|11|20|"},
+        {"添加好友", kind::kOnlinePage, 11, false, "3,8,0:alice|11|20|"},
+        {"添加群", kind::kGroupPage, 9, false, "3,9,0:alice|11|20|"},
+        {"添加群", kind::kGroupPage, 11, true, "3,9,0:alice|11|20|"},
         {"添加黑名单", kind::kOnlinePage, 10, true, ""},
     };
     for (const Row& row : rows) {
@@ -165,8 +152,8 @@ TEST(FrmAddnew, AddingFromResultsRefusesOneselfAndFriendsAndJoinsWithTheText) {
     const Row rows[] = {
         {"添加好友", "爱丽丝|alice|m1", "不能添加自己！", ""},
         {"添加好友", "老友|pal|m1", "该用户已是您的好友！", ""},
-        {"添加好友", "鲍勃|bob|m1", "", "(5,1)0:alice|bob|"},
-        {"添加黑名单", "鲍勃|bob|m1", "", "(5,1)0:alice|bob|"},  // the online list adds friends
+        {"添加好友", "鲍勃|bob|m1", "", "5,1,0:alice|bob|"},
+        {"添加黑名单", "鲍勃|bob|m1", "", "5,1,0:alice|bob|"},  // the online list adds friends
     };
     for (const Row& row : rows) {
         WizardRig r;
@@ -194,11 +181,11 @@ TEST(FrmAddnew, AddingFromResultsRefusesOneselfAndFriendsAndJoinsWithTheText) {
     EXPECT_EQ(w.Text1->text(), QString(29, 'x') + "y");
     EXPECT_EQ(w.Label3->text(), "0");
     w.comSend->click();
-    EXPECT_EQ(r.sent(), "(7,5)0:alice|carol|棋社|" + std::string(29, 'x') + "y|");
+    EXPECT_EQ(r.sent(), "7,5,0:alice|carol|棋社|" + std::string(29, 'x') + "y|");
     EXPECT_TRUE(w.lstResult->isVisibleTo(&w));
     // A double click on a group without a cached card asks the server for it.
     w.rowDoubleClicked();
-    EXPECT_EQ(r.sent(), "(3,2)0:alice|棋社|");
+    EXPECT_EQ(r.sent(), "3,2,0:alice|棋社|");
 }
 
 // The items that name a job open the wizard for it; comSerch goes straight to a friend search
@@ -227,14 +214,14 @@ TEST(FrmAddnew, MenusAndTheTopBarOpenTheJobAndComSerchSearchesAtOnce) {
         EXPECT_EQ(w->caption(), QString::fromUtf8(row.caption));
         EXPECT_EQ(w->Option1->text(), QString::fromUtf8(row.option1));
     }
-    for (const char* mode : {"按用户名", "按昵称"}) {
+    for (const auto& [mode, frame] :
+         {std::pair{"按用户名", "5,3,3:alice|bob|"}, {"按昵称", "5,3,4:alice|bob|"}}) {
         WizardRig r;
         r.form->showMainFrame();
         app::ContactMenus::item(r.form->contactMenus().findMode, QString::fromUtf8(mode))->trigger();
         r.form->mainFrame().findBox()->setText(" bob ");
         r.form->mainFrame().searchButton()->click();
-        EXPECT_EQ(r.sent(),
-                  std::string("(5,3)") + (mode == std::string("按用户名") ? "3" : "4") + ":alice|bob|");
+        EXPECT_EQ(r.sent(), frame);
         EXPECT_EQ(r.form->addWizards().window()->Tag(), "addOnefrd");
     }
 }

@@ -23,10 +23,7 @@ namespace nq::test {
 namespace {
 
 struct ChatRig : FormRig {
-    ChatRig() {
-        load();
-        login();
-    }
+    ChatRig() : FormRig(kLoggedIn) {}
     app::frmChat& open(const char* name = "bob") {
         const QString caption = QString("与%1聊天中").arg(name);
         form->chatWindows().open({"PTP", name, caption, 3, 0});

@@ -6,7 +6,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QTextEdit>
-#include <algorithm>
 
 #include "app/chat_windows.h"
 #include "app/frm_check.h"
@@ -19,30 +18,7 @@ namespace nq::test {
 namespace {
 
 struct GroupRig : FormRig {
-    GroupRig() {
-        load();
-        login();
-    }
-    void serve(FrameKind k, uint16_t code, std::initializer_list<std::string_view> fields) {
-        Bytes body;
-        for (auto f : fields) appendField(body, gbk::fromUtf8(f));
-        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = kSessionNumber, .code = code}, body);
-        tick();
-    }
-    // The next frame sent but keep-alives, as "(type,sub)code a|b|c", " +" when more follow.
-    std::string sent() {
-        tick();
-        while (!chat.sent.empty()) {
-            const OwnedFrame f = sentOn(chat);
-            if (kindOf(f) == kind::kKeepAlive) continue;
-            std::string body = gbk::toUtf8(std::string_view(f.body).substr(0, f.body.size() - 1));
-            std::replace(body.begin(), body.end(), '\0', '|');
-            return "(" + std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + ")" +
-                   std::to_string(f.header.code) + " " + body +
-                   (f.raw.size() > 22 + f.body.size() ? " +" : "");
-        }
-        return "";
-    }
+    GroupRig() : FormRig(kLoggedIn) {}
     void shoot(QWidget& w, const char* name) {
         if (const char* dir = std::getenv("NQ_SHOTS")) w.grab().save(QString("%1/%2.png").arg(dir, name));
     }
@@ -58,10 +34,10 @@ TEST(GroupWindows, ConsentRoundTripForEachAnswer) {
     };
     // clang-format off
     const Row rows[] = {
-        {"agree", "棋友", Agree, "", "(7,6)1 alice|bob|棋友| ", "(7,3)0 alice|棋友"},
-        {"refuse", "棋友", Refuse, "人满了", "(7,6)2 alice|bob|棋友|人满了", "alice拒绝了您加入棋友的验证！其理由为：人满了。 "},
-        {"closed", "棋友", Close, "", "(7,6)2 alice|bob|", "alice拒绝了您加入棋友的验证！"},
-        {"group naming the label's words", "A其验证信息", Agree, "", "(7,6)1 alice|bob|| ", "(7,3)0 alice|A其验证信息"},
+        {"agree", "棋友", Agree, "", "7,6,1:alice|bob|棋友| |", "7,3,0:alice|棋友|"},
+        {"refuse", "棋友", Refuse, "人满了", "7,6,2:alice|bob|棋友|人满了|", "alice拒绝了您加入棋友的验证！其理由为：人满了。 "},
+        {"closed", "棋友", Close, "", "7,6,2:alice|bob||", "alice拒绝了您加入棋友的验证！"},
+        {"group naming the label's words", "A其验证信息", Agree, "", "7,6,1:alice|bob|| |", "7,3,0:alice|A其验证信息|"},
     };
     // clang-format on
     for (const Row& row : rows) {
@@ -91,7 +67,7 @@ TEST(GroupWindows, CreateFormAfterTheServersYesAndCardFromServerThenCache) {
     GroupRig r;
     app::GroupWindows& g = r.form->groupWindows();
     g.actions().askCreate();
-    EXPECT_EQ(r.sent(), "(7,10)0 alice");
+    EXPECT_EQ(r.sent(), "7,10,0:alice|");
     r.serve(kind::kMayCreateGroup, 2, {"50"});
     ASSERT_EQ(r.services.boxes.size(), 1u);
     EXPECT_EQ(r.services.boxes[0].text, "对不起，建立群需要50000金币以上，您现在的财富暂时无法建立一个群。");
@@ -104,7 +80,7 @@ TEST(GroupWindows, CreateFormAfterTheServersYesAndCardFromServerThenCache) {
     create->txtVname->setText("新村");
     create->txtVinfo->setPlainText("下棋");
     create->comSubmitClick();
-    EXPECT_EQ(r.sent(), "(7,1)0 alice|新村|下棋|0");
+    EXPECT_EQ(r.sent(), "7,1,0:alice|新村|下棋|0|");
 
     // Asked of the server first; the second time the card comes from UserInfo.dat, with the
     // creator as the latest group roster names him.
@@ -115,7 +91,7 @@ TEST(GroupWindows, CreateFormAfterTheServersYesAndCardFromServerThenCache) {
         g.actions().showCard(gbk::fromUtf8("棋友"));
         const bool own = std::string(creator) == "alice";
         if (own) {
-            EXPECT_EQ(r.sent(), "(3,2)0 alice|棋友");
+            EXPECT_EQ(r.sent(), "3,2,0:alice|棋友|");
             r.serve(kind::kGroupRecord, 0, {"101", "棋友", "周末下棋", "bob", "", "", "", "1", "1"});
         }
         app::frmVlg* card = g.vlgWindow();

@@ -9,10 +9,6 @@
 namespace nq::test {
 namespace {
 
-Bytes g(std::string_view utf8) {
-    return gbk::fromUtf8(utf8);
-}
-
 // A session with the contact model joined as the main window joins it; the chat server is
 // played by the test. Names in tests are UTF-8 and travel as GBK.
 class Rig : public SessionHarness {
@@ -24,12 +20,6 @@ class Rig : public SessionHarness {
     void offline(const std::string& me = "me") {
         session->myName = me;
         std::filesystem::create_directories(session->userFolder());
-    }
-    void serve(FrameKind k, uint16_t code, std::initializer_list<std::string_view> fields) {
-        Bytes body;
-        for (auto f : fields) appendField(body, g(f));
-        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = kSessionNumber, .code = code}, body);
-        tick();
     }
     std::string list(int i) {
         std::string out;

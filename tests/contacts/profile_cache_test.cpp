@@ -1,17 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
 #include "support/session_harness.h"
 
 namespace nq::test {
 namespace {
-
-Bytes g(std::string_view utf8) {
-    return gbk::fromUtf8(utf8);
-}
 
 // alice logged in, her contact model and profile model joined; the test plays the server.
 struct Rig : SessionHarness {
@@ -29,20 +23,8 @@ struct Rig : SessionHarness {
     std::string key(std::string_view file, std::string_view section, std::string_view k) {
         return gbk::toUtf8(CIniFile(session->userFile(file)).GetIniKey(g(section), g(k)));
     }
-    std::string fileText(std::string_view file) {
-        std::ifstream in(session->userFile(file), std::ios::binary);
-        return gbk::toUtf8(std::string(std::istreambuf_iterator<char>(in), {}));
-    }
-    void record(const std::vector<std::string_view>& fields) {
-        Bytes body;
-        for (auto f : fields) appendField(body, g(f));
-        fromChat({.seq = 1, .type = 3, .sub = 1, .session = kSessionNumber, .code = 1}, body);
-        tick();
-    }
-    std::string sent() {
-        tick();
-        return sentText(chat);
-    }
+    std::string fileText(std::string_view file) { return gbk::toUtf8(readFile(session->userFile(file))); }
+    void record(const std::vector<std::string_view>& fields) { serve(kind::kProfile, 1, fields); }
 };
 
 const std::vector<std::string_view> kBob = {"bob",    "3",      "书生", "1200", "鲍勃", "w2",     "签名",
@@ -57,11 +39,11 @@ TEST(ProfileCache, ARequestGoesOutOnlyForAPersonNotCachedUnderTheResolvedName) {
         const char *frame, *shownName;
     } rows[] = {
         {"bob", "", "bob", 3, "", "bob"},
-        {"bob", "", "", 3, "3,1,3:alice|bob||", ""},
+        {"bob", "", "", 3, "3,1,3:alice|bob|", ""},
         {"鲍勃", "bob", "bob", 4, "", "bob"},
-        {"鲍勃", "bob", "", 4, "3,1,3:alice|bob||", ""},
-        {"鲍勃", "", "bob", 4, "3,1,4:alice|鲍勃||", ""},
-        {"鲍勃", "bob", "bob", 3, "3,1,3:alice|鲍勃||", ""},
+        {"鲍勃", "bob", "", 4, "3,1,3:alice|bob|", ""},
+        {"鲍勃", "", "bob", 4, "3,1,4:alice|鲍勃|", ""},
+        {"鲍勃", "bob", "bob", 3, "3,1,3:alice|鲍勃|", ""},
     };
     for (const Row& row : rows) {
         Rig r;
@@ -127,10 +109,10 @@ TEST(ProfileCache, TheOwnProfileGoesOutAsOneMessageInItsOrderAndWithinItsLimits)
         const char *imageId, *nick, *frame;
     } rows[] = {
         {"11", "艾",
-         "4,1,0:alice|艾|w1|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|水瓶座|0|0||"},
+         "4,1,0:alice|艾|w1|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|水瓶座|0|0|"},
         {"10", "一二三四五六七八九十十一",
          "4,1,0:alice|一二三四五六七八九十|m9|签|25|1|国外|北京|京|e@x|址|100|01|13|丽|大学|单位|鼠|O型|"
-         "水瓶座|0|0||"},
+         "水瓶座|0|0|"},
     };
     for (const Row& row : rows) {
         Rig r;

@@ -10,7 +10,7 @@ const std::string kLine = "宋体/10/0/1:00/";
 TEST(IncomingQueue, TheLeavesKindEachLineOrDropTheUsersOwn) {
     struct Row {
         FrameKind frame;
-        std::vector<std::string> fields;
+        std::vector<std::string_view> fields;
         uint32_t stamp;
         const char* sender;
         float kind;  // 0: dropped, the writer stays and nothing sounds; 4 joins the strangers
@@ -90,7 +90,7 @@ TEST(UnreadScan, AFriendsRowBlinksByTheTickParityUntilHisWindowOpens) {
 TEST(OpenNextPending, TheNewWindowsModeFollowsWhereTheSenderIsFound) {
     struct Row {
         FrameKind frame;
-        std::vector<std::string> fields;
+        std::vector<std::string_view> fields;
         ChatMode mode;
         const char* caption;
         int friendIcon;  // his head in colour again once his line is fetched

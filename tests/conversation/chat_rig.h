@@ -1,18 +1,11 @@
 #pragma once
 // A logged-in session with contacts and chat manager; chat windows that only record.
 
-#include <fstream>
-#include <iterator>
-
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
 #include "support/session_harness.h"
 
 namespace nq::test {
-
-inline Bytes g(std::string_view utf8) {
-    return gbk::fromUtf8(utf8);
-}
 
 inline std::chrono::system_clock::time_point testNow() {  // 2006-5-1 04:30:07, local time in UTC
     setenv("TZ", "UTC", 1);
@@ -43,11 +36,8 @@ class ChatRig : public SessionHarness {
         m.setWindowDirectory(&windows);
         login();
     }
-    void serve(FrameKind k, const std::vector<std::string>& fields, uint32_t stamp = 1) {
-        Bytes body;
-        for (const auto& f : fields) appendField(body, g(f));
-        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = stamp}, body);
-        tick();
+    void serve(FrameKind k, const std::vector<std::string_view>& fields, uint32_t stamp = 1) {
+        ScriptedServers::serve(k, 0, fields, stamp);
     }
     void setKey(std::string_view section, std::string_view key, std::string_view value) {
         (void)CIniFile(session->userFile("NQUser.nq")).WriteIniKey(g(section), g(key), g(value));
@@ -62,10 +52,7 @@ class ChatRig : public SessionHarness {
         c.MyTree().addChild(c.MyTree().addRoot(g("山庄一"), 1), "gus", 3);
     }
     const IncomingQueue::Slot& slot(int i) { return m.incomingQueue.at(i); }
-    std::string record() {
-        std::ifstream in(m.recordFile(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
+    std::string record() { return readFile(m.recordFile()); }
 
     Contacts c{*session};
     ChatManager m{*session, c};

@@ -1,6 +1,5 @@
-// A real X desktop for the tests below: Xvfb on a display of its own, openbox as the window
-// manager and trayer as the XEmbed notification area, started before the application object and
-// stopped by their pids after the last test. Keys and clicks come from xdotool.
+// The global hotkey and the tray on a real X desktop (support/x_desktop.h); keys and clicks come
+// from xdotool.
 
 #include <gtest/gtest.h>
 
@@ -11,21 +10,18 @@
 #include <QThread>
 #include <QWidget>
 
-#include <csignal>
+#include <xcb/xcb.h>
+
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <vector>
-#include <xcb/xcb.h>
 #include <memory>
-#include <string>
-#include <unistd.h>
+#include <vector>
 
 #include "desktop/global_hotkey.h"
 #include "desktop/tray.h"
 #include "desktop/xcb_hotkey_grabber.h"
 #include "support/event_loop.h"
+#include "support/x_desktop.h"
 
 namespace nq {
 namespace {
@@ -103,49 +99,16 @@ TEST(X11Tray, AClickOnTheIconInTheTrayReachesTheProgram) {
     EXPECT_EQ(clicks.front(), TrayClick::Left);
 }
 
-// The helper processes of the display, in start order; stopped in reverse.
-std::vector<pid_t> helpers;
-
-pid_t spawn(const std::vector<std::string>& argv) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        std::vector<char*> args;
-        for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
-        execvp(args[0], args.data());
-        _exit(127);
-    }
-    helpers.push_back(pid);
-    return pid;
-}
-
 }  // namespace
 }  // namespace nq
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    // Xvfb picks a free display and writes its number to the pipe.
-    int fds[2];
-    if (pipe(fds) != 0) return 1;
-    nq::spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1024x768x24", "-nolisten", "tcp"});
-    close(fds[1]);
-    char number[16] = {};
-    const ssize_t got = read(fds[0], number, sizeof number - 1);
-    close(fds[0]);
-    if (got <= 0) {
+    const nq::test::XDesktop desktop;
+    if (!desktop.started()) {
         std::fputs("Xvfb did not start\n", stderr);
         return 1;
     }
-    const std::string display = ":" + std::string(number, std::strcspn(number, "\n"));
-    setenv("DISPLAY", display.c_str(), 1);
-    setenv("QT_QPA_PLATFORM", "xcb", 1);
-    nq::spawn({"openbox"});
-    nq::spawn({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request", "--height", "24"});
-    int rc = 1;
-    {
-        QApplication app(argc, argv);
-        rc = RUN_ALL_TESTS();
-    }
-    for (auto it = nq::helpers.rbegin(); it != nq::helpers.rend(); ++it) kill(*it, SIGTERM);
-    return rc;
+    QApplication app(argc, argv);
+    return RUN_ALL_TESTS();
 }

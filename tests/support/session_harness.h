@@ -4,6 +4,7 @@
 // delivers the answers, and the clock moves only when the test ticks. Nothing waits, so a pump
 // test is as fast and as repeatable as a unit test.
 
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <map>
@@ -27,6 +28,10 @@ inline void PrintTo(FrameKind k, std::ostream* os) {
 }  // namespace nq
 
 namespace nq::test {
+
+inline Bytes g(std::string_view utf8) {
+    return gbk::fromUtf8(utf8);
+}
 
 // What the session sends is kept for the test to read; what the test delivers reaches the
 // session at once; the timer only records whether it is on.
@@ -152,6 +157,8 @@ class ScriptedServers {
     static constexpr uint32_t kSessionNumber = 0x00ABCDEF;
 
     ScriptedServers() { writeIni("Sys.ini", "Server", kDispatcherHost); }
+    virtual ~ScriptedServers() = default;
+    virtual void tick(int n = 1) = 0;
 
     // Values are UTF-8 in the test and GBK on disk.
     void writeIni(std::string_view file, std::string_view key, const std::string& value,
@@ -164,14 +171,23 @@ class ScriptedServers {
 
     // The oldest frame the session sent on the socket and nobody has read.
     static OwnedFrame sentOn(MemorySocket& socket) { return frameOf(socket.take()); }
-    // The oldest frame sent as "type,sub,code:field|field|...", or "" when none was.
+    // The oldest frame sent but keep-alives as "type,sub,code:body", each NUL of the body shown
+    // as "|"; "" when none was.
     static std::string sentText(MemorySocket& socket) {
-        if (socket.sent.empty()) return "";
-        const OwnedFrame f = sentOn(socket);
-        std::string out = std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + "," +
-                          std::to_string(f.header.code) + ":";
-        for (auto field : splitAll(f.body)) out += gbk::toUtf8(field) + "|";
-        return out;
+        while (!socket.sent.empty()) {
+            const OwnedFrame f = sentOn(socket);
+            if (kindOf(f) == kind::kKeepAlive) continue;
+            std::string body = gbk::toUtf8(f.body);
+            std::replace(body.begin(), body.end(), '\0', '|');
+            return std::to_string(f.header.type) + "," + std::to_string(f.header.sub) + "," +
+                   std::to_string(f.header.code) + ":" + body;
+        }
+        return "";
+    }
+    // What the next tick sends, as sentText.
+    std::string sent() {
+        tick();
+        return sentText(chat);
     }
 
     void fromDispatcher(uint16_t code, const Bytes& body) {
@@ -181,6 +197,14 @@ class ScriptedServers {
         fromDispatcher(code::kGoToChatServer, joinFields({kChatHost, std::to_string(kChatPort)}));
     }
     void fromChat(const FrameHeader& h, const Bytes& body) { chat.deliver(encodeFrame(h, body)); }
+    // A frame of the chat server with its fields in UTF-8, and the tick that reads it.
+    void serve(FrameKind k, uint16_t code, const std::vector<std::string_view>& fields,
+               uint32_t session = kSessionNumber) {
+        Bytes body;
+        for (auto f : fields) appendField(body, g(f));
+        fromChat({.seq = 1, .type = k.type, .sub = k.sub, .session = session, .code = code}, body);
+        tick();
+    }
     void accept(uint32_t sessionNumber = kSessionNumber) {
         fromChat({.seq = 1, .type = 1, .sub = 1, .session = sessionNumber, .code = code::kLoginAccepted},
                  joinFields({gbk::fromUtf8("爱丽丝"), "m3"}));
@@ -216,7 +240,7 @@ class SessionHarness : public ScriptedServers {
     }
 
     std::string home() const { return dir.path(); }
-    void tick(int n = 1) {
+    void tick(int n = 1) override {
         for (int i = 0; i < n; ++i) session->tick();
     }
 
