@@ -19,6 +19,7 @@
 #include "conversation/chat_mode.h"
 #include "conversation/faces.h"
 #include "conversation/room_view.h"
+#include "desktop/mod_autosize.h"
 #include "wire/gbk.h"
 
 class QComboBox;
@@ -56,6 +57,8 @@ class frmChat : public QWidget, public RoomView {
     };
     // How much narrower button 4 makes the window: 2250 twips.
     static constexpr int kSidePanelPx = 150;
+    static constexpr int kDesignWidthPx = 560;
+    static constexpr int kDesignHeightPx = 470;
     static constexpr int kTimer1Ms = 10;
 
     frmChat(ChatWindows& windows, std::optional<ChatMode> mode, const Bytes& name, QWidget* parent = nullptr);
@@ -113,12 +116,13 @@ class frmChat : public QWidget, public RoomView {
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void build();
     void buildToolbar(QWidget* parent);
-    void buildSidePanels(QWidget* parent);
+    void buildSidePanels(QWidget* side);
     void Form_Load();
     void Form_Activate();
     void InitAndSetControls();
@@ -153,7 +157,7 @@ class frmChat : public QWidget, public RoomView {
     SendBoxSnapshot prevFormatText;
     Bytes memberName_;  // the member clicked last in IList1
     int memberHead_ = 0;
-    QSize minimal_;
+    AutosizeRecords autosize_;  // Mod_Autosize's table of the tagged controls
     ItemList members_;
 
     QTimer Timer1;
@@ -162,6 +166,7 @@ class frmChat : public QWidget, public RoomView {
     RichText* revRtf = nullptr;
     RichText* sndRtf = nullptr;
     QWidget* mainframe = nullptr;
+    QWidget* sidePanel_ = nullptr;
     XPContainer* myFrame = nullptr;
     XPContainer* vlgFrame = nullptr;
     QLabel* lbName = nullptr;

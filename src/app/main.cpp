@@ -20,6 +20,7 @@
 #include "desktop/hall_socket.h"
 #include "session/startup.h"
 #include "desktop/tray.h"
+#include "desktop/wayland_session.h"
 
 namespace {
 
@@ -35,12 +36,28 @@ std::string executableFolder() {
 
 // Qt aborts with a long story when it finds no display. Without one the options are still read
 // (by a core application, which needs none) so that --help and mistakes answer as usual.
-bool displayAvailable(int argc, char** argv) {
-    for (const char* var : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
-        if (const char* v = std::getenv(var); v && *v) return true;
+bool platformArgument(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         if (std::strcmp(argv[i], "-platform") == 0 || std::strcmp(argv[i], "--platform") == 0) return true;
     return false;
+}
+
+bool displayAvailable(int argc, char** argv) {
+    for (const char* var : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        if (const char* v = std::getenv(var); v && *v) return true;
+    return platformArgument(argc, argv);
+}
+
+// The window's edge hiding, snapping and the toasts' corner need global positions, which only
+// X11 gives: on a Wayland desktop the client runs through XWayland unless told otherwise.
+void preferXWayland(int argc, char** argv) {
+    const bool wayland = nq::waylandSession(std::getenv("WAYLAND_DISPLAY"), std::getenv("XDG_SESSION_TYPE"));
+    if (!nq::chooseXWayland(wayland, std::getenv("DISPLAY"), std::getenv("QT_QPA_PLATFORM"),
+                            platformArgument(argc, argv)))
+        return;
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+    std::fputs("nqchat: Wayland session: running through XWayland (QT_QPA_PLATFORM=wayland runs natively)\n",
+               stderr);
 }
 
 // The IM's Chinese captions need a CJK font; WenQuanYi Micro Hei is the one we install. The
@@ -65,6 +82,7 @@ void chooseFont() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    preferXWayland(argc, argv);
     const bool gui = displayAvailable(argc, argv);
     // The application object takes Qt's own options (-platform, -style ...) out of argv before
     // ours are read.

@@ -12,12 +12,12 @@
 #include <string>
 
 #include "app/main_menus.h"
+#include "desktop/mod_autosize.h"
 #include "desktop/tray.h"
 #include "session/session.h"
 #include "session/session_view.h"
 
 class QLabel;
-class QStackedWidget;
 class QStatusBar;
 
 namespace nq {
@@ -201,7 +201,8 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<HallLink> hallLink_;      // last: it acts on all of the above
 
     HeaderBand* header_ = nullptr;
-    QStackedWidget* frames_ = nullptr;
+    QWidget* canvas_ = nullptr;  // the client area the panels stand on
+    QRect frameDesign_;          // where loginFrame and mainframe stand at the design size
     LoginFrame* loginFrame_ = nullptr;
     MainFrame* mainFrame_ = nullptr;
     QStatusBar* statusBar_ = nullptr;
@@ -220,6 +221,8 @@ class Mainform : public QMainWindow, public SessionView {
     bool unloaded_ = false;
     bool readyNotified_ = false;
     QSize designSize_;
+    QSize lastResized_;         // the size the last resize handling saw
+    AutosizeRecords autosize_;  // Mod_Autosize's table of the tagged controls
 };
 
 }  // namespace nq::app

@@ -42,7 +42,9 @@ class MainFrame : public XPContainer {
     // Rows of the lists, in pixels: a 32-pixel head and a margin.
     static constexpr int kItemHeight = 36;
 
-    explicit MainFrame(const MainFrameSetup& setup, QWidget* parent = nullptr);
+    // Made at its `design` size: its controls take their design places there, and their Tags
+    // move them when the main window changes size.
+    MainFrame(const MainFrameSetup& setup, QSize design, QWidget* parent = nullptr);
 
     // Com_tab(i) click: the page's controls show and the others hide, its button turns pure
     // blue and the others black.
@@ -80,8 +82,9 @@ class MainFrame : public XPContainer {
   private:
     QLayout* buildFindRow();
     QLayout* buildTabRow();
-    QLayout* buildButtonRow(const MainFrameSetup& setup);
+    QWidget* buildButtonRow(const MainFrameSetup& setup);
     QWidget* buildContent(const MainFrameSetup& setup);
+    void placeDesign();
 
     ImageList heads_;
     std::array<lvButtons_H*, 4> tabs_{};
@@ -94,6 +97,8 @@ class MainFrame : public XPContainer {
     QLabel* image1_ = nullptr;
     QLabel* imgHVR_ = nullptr;
     QLabel* lbTopvlg_ = nullptr;
+    QWidget* pageRow_ = nullptr;
+    QWidget* content_ = nullptr;
     int page_ = Friends;
     int friendList_ = 0;
     SearchMode searchMode_ = ByName;
