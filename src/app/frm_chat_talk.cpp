@@ -14,8 +14,8 @@
 #include "app/chat_windows.h"
 #include "app/frm_chat.h"
 #include "contacts/contacts.h"
-#include "contacts/profile_cache.h"
 #include "contacts/group_actions.h"
+#include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
 #include "conversation/file_request.h"
 #include "session/session.h"
@@ -354,8 +354,8 @@ void frmChat::memberDoubleClicked() {
 void frmChat::lbFrdClicked() {
     // A person's window names him by nick, a member's window by account.
     if (chatMode == ChatMode::PTP || chatMode == ChatMode::TUN) {
-        windows_.showProfile(lbFrdCaption(), chatMode == ChatMode::PTP ? ProfileCache::kByNick
-                                                                       : ProfileCache::kByAccount);
+        windows_.showProfile(lbFrdCaption(),
+                             chatMode == ChatMode::PTP ? ProfileCache::kByNick : ProfileCache::kByAccount);
         return;
     }
     // A group shows its card.

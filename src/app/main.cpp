@@ -18,9 +18,9 @@
 #include "app/program_folder.h"
 #include "app/signal_bridge.h"
 #include "desktop/hall_socket.h"
-#include "session/startup.h"
 #include "desktop/tray.h"
 #include "desktop/wayland_session.h"
+#include "session/startup.h"
 
 namespace {
 
