@@ -198,11 +198,43 @@ void groupRole(Store& store, const GroupRole& r, std::ostream& out) {
     if (!r.account.empty()) {
         account = existing(store, r.account).name;
         const auto members = store.groupMembers(group->id);
-        if (std::none_of(members.begin(), members.end(), [&](const Contact& c) { return c.account == account; }))
+        if (std::none_of(members.begin(), members.end(),
+                         [&](const Contact& c) { return c.account == account; }))
             throw UsageError(r.account + " is no member of " + r.name);
     }
     store.setRole(group->id, r.role, account);
     out << r.role << " of " << r.name << ": " << (r.account.empty() ? "nobody" : r.account) << "\n";
+}
+
+// The room list (3,11) carries the name and every staff account in one frame.
+void roomSet(Store& store, const RoomSet& c, std::ostream& out) {
+    if (c.name.empty()) {
+        const auto room = store.room();
+        if (!room) {
+            out << "no room is named\n";
+            return;
+        }
+        out << gbk::toUtf8(room->name);
+        for (const Bytes& staff : room->staff) out << " " << gbk::toUtf8(staff);
+        out << "\n";
+        return;
+    }
+    Room room{gbkOf(c.name, "room name"), {}};
+    if (auto p = groupNameProblem(room.name)) throw UsageError(*p);
+    // The client keys the room by its name where it keys people and groups by theirs.
+    if (store.account(room.name) || store.accountByNick(room.name) || store.group(room.name))
+        throw UsageError(c.name + " is the name of somebody or of a group");
+    size_t bytes = room.name.size() + 1;
+    for (const std::string& s : c.staff) {
+        const Account a = existing(store, s);
+        if (std::find(room.staff.begin(), room.staff.end(), a.name) != room.staff.end())
+            throw UsageError(s + " is named twice");
+        room.staff.push_back(a.name);
+        bytes += a.name.size() + 1;
+    }
+    if (bytes > kMaxBody) throw UsageError("the name and the staff take more than one frame");
+    store.setRoom(room);
+    out << "the room is " << c.name << " with " << room.staff.size() << " staff\n";
 }
 
 struct DemoProfile {
@@ -262,6 +294,7 @@ void demo(Store& store, std::ostream& out) {
         for (const char* m : kDemoGroup.members) group.members.emplace_back(m);
         groupAdd(store, group, out);
     }
+    if (!store.room()) roomSet(store, {kDemoRoom.name, {kDemoRoom.staff}}, out);
     out << "demo accounts ready; every password is " << kDemoPassword << "\n";
 }
 
@@ -298,6 +331,8 @@ void runAdmin(Store& store, const Command& command, std::ostream& out) {
             } else if constexpr (std::is_same_v<T, UserCoins>) {
                 store.setCoins(existing(store, c.name).name, c.coins);
                 out << "coins of " << c.name << ": " << c.coins << "\n";
+            } else if constexpr (std::is_same_v<T, RoomSet>) {
+                roomSet(store, c, out);
             } else if constexpr (std::is_same_v<T, Demo>) {
                 demo(store, out);
             } else {

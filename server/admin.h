@@ -34,5 +34,11 @@ struct DemoGroup {
 };
 inline constexpr DemoGroup kDemoGroup = {
     "周末棋友会", "alice", {"bob", "carol", "erin"}, "周末一起下棋，欢迎新朋友。"};
+// The public room, with one of the demo accounts as its customer service.
+struct DemoRoom {
+    const char* name;
+    const char* staff;
+};
+inline constexpr DemoRoom kDemoRoom = {"珀岚大厅", "dave"};
 
 }  // namespace nq::server

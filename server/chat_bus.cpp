@@ -41,6 +41,15 @@ std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {
     return store_.onlineElsewhere(account, serverId_, kFreshSeconds);
 }
 
+std::vector<Bytes> ChatBus::roomMembersElsewhere(Time now, int limit) {
+    if (!othersRunning(now)) return {};
+    return store_.roomMembersElsewhere(serverId_, wall_() - kFreshSeconds, limit);
+}
+
+int64_t ChatBus::lastEventWritten(Time now) {
+    return othersRunning(now) ? store_.lastEventId() : 0;
+}
+
 void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const std::string& target,
                    const Bytes& body) {
     if (!othersRunning(now)) return;

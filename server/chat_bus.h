@@ -27,6 +27,10 @@ class ChatBus {
     bool othersRunning(Time now);
     // The server that holds a session of account, when it is another one.
     std::optional<std::string> elsewhere(const Bytes& account, Time now);
+    // Those in the public room at the other servers, limit at most; none while no other runs.
+    std::vector<Bytes> roomMembersElsewhere(Time now, int limit);
+    // The newest event of any server, 0 while no other runs.
+    int64_t lastEventWritten(Time now);
     void tell(Time now, BusKind kind, const Bytes& account, int code = 0, const std::string& target = {},
               const Bytes& body = {});
 

@@ -121,9 +121,11 @@ void ChatService::onAfterRosters(Session& s, const FrameHeader&, FieldReader&) {
 
 void ChatService::makeReady(Session& s) {
     // Once per session: a restart takes it up ready, its waiting messages flowing at once.
-    if (!s.ready)
+    if (!s.ready) {
         writes_.add("mark a session ready",
                     [account = s.account, id = config_.serverId](Store& st) { st.setReady(account, id); });
+        sendRoomList(s);  // the room comes after the rosters, ahead of the waiting messages
+    }
     s.ready = true;
     s.moreWaiting = true;
     queueWaiting(s);

@@ -10,6 +10,7 @@
 //   chat_relay.cpp     one-to-one messages, live and waiting in the store
 //   chat_contacts.cpp  rosters, profiles, friends and the blacklist
 //   chat_groups.cpp    the members of a group, group lines and their reply stamps
+//   chat_room.cpp      the public room: its list, who is in it, its lines
 //   chat_output.cpp    frames out, through each client's pacer
 //   chat_bus.h         what chat servers sharing a database tell each other, and load reports
 
@@ -123,6 +124,9 @@ class ChatService {
         // answers the acceptance (see onProfile).
         std::vector<Bytes> profilesAwaited;  // at most 16; a vector, as an empty deque holds 600 bytes
         ReplyStamps stamps;
+        // The last bus event written when his room member list was read: entries and leaves
+        // on other servers up to it are in the list already.
+        int64_t roomListedThrough = 0;
         // Where the last page of each listing ended, so that the next one goes on from there.
         struct {
             int64_t nextRow = 0;
@@ -155,6 +159,7 @@ class ChatService {
     void login(const Endpoint& from, const Frame& frame);
     void onLogout(Session& s, const FrameHeader& h, FieldReader& fields);
     void onKeepAlive(Session& s, const FrameHeader& h, FieldReader& fields);
+    void onDirectLink(Session& s, const FrameHeader& h, FieldReader& fields);
     void admit(const Endpoint& from, const Account& account, uint32_t number, bool elsewhere);
     Session& openSession(uint32_t number, const Account& account, const Endpoint& from);
     void endSession(uint32_t number, bool announceOffline, const char* reason);
@@ -218,6 +223,20 @@ class ChatService {
     void tellMembers(const std::vector<Contact>& members, FrameKind kind, const Bytes& body);
     void groupGone(const Bytes& notice);
 
+    // chat_room.cpp
+    void onRoom(Session& s, const FrameHeader& h, FieldReader& fields);
+    void enterRoom(Session& s);
+    void onRoomLine(Session& s, const FrameHeader& h, FieldReader& fields);
+    // Whoever leaves, by his leave frame or by the end of his session; nothing for one not in.
+    void leaveRoom(const Bytes& account);
+    void sendRoomList(Session& s);
+    void onRoomElsewhere(const BusEvent& e);
+    // A room frame to everyone in the room here but `except`.
+    void tellRoom(uint16_t code, const Bytes& body, const Bytes& except, int64_t busEvent = 0);
+    // After a restart: those in the room whose sessions came back are in it again.
+    void restoreRoom();
+    [[nodiscard]] bool inRoom(const Bytes& account) const;
+
     // chat_output.cpp
     // False when the frame was not queued: the client holds all it may (see PacingConfig).
     bool send(const Endpoint& to, FrameKind kind, uint16_t code, uint32_t session, const Bytes& body,
@@ -246,6 +265,7 @@ class ChatService {
     RateBuckets<Bytes> waitingRates_;   // by sending account
     RateBuckets<Bytes> groupRates_;     // group lines, by sending account
     RateBuckets<Bytes> joinRates_;      // join requests, by requesting account
+    RateBuckets<Bytes> roomRates_;      // room lines, by sending account
     RateBuckets<Bytes> limitNotices_;   // one notice a minute to a sender whose messages are turned away
     bool refusedInDatagram_ = false;
     uint16_t refusalSeq_ = 0;
@@ -254,6 +274,10 @@ class ChatService {
     std::unordered_map<uint32_t, Session> sessions_;
     std::unordered_map<Bytes, uint32_t> byAccount_;
     std::unordered_map<Endpoint, Peer, EndpointHash> peers_;
+    // The public room as the store names it, read again with the notices; those in it whose
+    // sessions are here, in the order they came, each once.
+    std::optional<Room> room_;
+    std::vector<Bytes> roomHere_;
     std::unordered_set<Endpoint, EndpointHash> blocked_;  // peers holding frames back
 
     std::vector<Datagram> output_;

@@ -129,6 +129,12 @@ void ChatService::onKeepAlive(Session& s, const FrameHeader&, FieldReader&) {
     sendTo(s, kind::kKeepAlive, code::kNone, {}, kAnswer);
 }
 
+// Files never travel in this version: every direct-link request hears that the peer is absent,
+// which the client shows as a box and nothing else.
+void ChatService::onDirectLink(Session& s, const FrameHeader& h, FieldReader&) {
+    sendTo(s, {family::kDirectLink, h.sub}, code::kPeerAbsent, {});
+}
+
 ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,
                                                const Endpoint& from) {
     Session& s = sessions_[number];
@@ -166,6 +172,7 @@ void ChatService::endSession(uint32_t number, bool announceOffline, const char* 
 
     keepUnsent(s);
     retireStamps(s);
+    leaveRoom(s.account);
     writes_.add("end a stored session", [account = s.account, id = config_.serverId, number](Store& st) {
         st.setOffline(account, id, number);
     });

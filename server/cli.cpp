@@ -81,6 +81,7 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"held-bytes", required_argument, nullptr, 0},
                            {"waiting-rate", required_argument, nullptr, 0},
                            {"group-rate", required_argument, nullptr, 0},
+                           {"room-rate", required_argument, nullptr, 0},
                            {"waiting-max", required_argument, nullptr, 0},
                            {"waiting-days", required_argument, nullptr, 0},
                            {"log-lines", required_argument, nullptr, 0},
@@ -223,6 +224,8 @@ ServeOptions serveOptions(const std::vector<Given>& options) {
             o.heldBytes = integer<size_t>(v, opt, 65536, size_t{1} << 30);
         } else if (g.is("group-rate")) {
             o.input.groupLinesPerMinute = integer<int>(v, opt, 1, 1000000);
+        } else if (g.is("room-rate")) {
+            o.input.roomLinesPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("waiting-rate")) {
             o.waiting.perSenderPerMinute = integer<int>(v, opt, 1, 1000000);
         } else if (g.is("waiting-max")) {
@@ -416,6 +419,12 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
         if (!m.to.starts_with("postgresql://") && !m.to.starts_with("postgres://"))
             throw UsageError("migrate --to wants a postgresql:// URI, not \"" + m.to + "\"");
         line.command = m;
+    } else if (command == "room") {
+        only(options, "room", {});
+        RoomSet r;
+        if (p.words.size() > 1) r.name = p.words[1];
+        r.staff.assign(p.words.begin() + std::min<size_t>(2, p.words.size()), p.words.end());
+        line.command = r;
     } else if (command == "demo") {
         only(options, "demo", {});
         Words(p.words, 1, "demo").end();
@@ -462,13 +471,15 @@ Serving:
                             included (default 60)
   --frame-rate N            frames a second taken from one address and port, bursts of
                             twice as many (default 20); past it frames are dropped
-  --datagram-frames N       frames read from one datagram (default 4; the client sends 2)
+  --datagram-frames N       frames read from one datagram (default 16)
   --reply-rate N            login refusals and dispatcher answers a second to one address,
                             one a datagram (default 20)
   --held-frames N           frames held back for one client (default 256)
   --held-bytes BYTES        bytes held back for one client (default 131072)
   --group-rate N            group lines a minute one user may send, bursts of a third as
                             many (default 30)
+  --room-rate N             lines a minute one user may say in the public room, bursts of a
+                            third as many (default 20)
   --waiting-rate N          messages a minute one user may leave waiting (default 60)
   --waiting-max N           messages waiting for one user (default 1000)
   --waiting-days N          waiting messages older than this are deleted (default 30)
@@ -499,9 +510,11 @@ Commands:
   migrate --from FILE --to URI
                             copy a SQLite database into an empty PostgreSQL one and check
                             that the copy holds every row (exit 1 when it does not)
+  room [NAME [STAFF...]]    name the public room and its customer-service staff (accounts);
+                            clients see it at their next login. Without NAME: show it
   demo                      create the demo accounts alice, bob, carol, dave and erin
-                            (password 123456), their friendships and the group 周末棋友会
-                            of alice, bob, carol and erin
+                            (password 123456), their friendships, the group 周末棋友会
+                            of alice, bob, carol and erin, and the room 珀岚大厅 (staff dave)
 
 Exit status: 0 done, 1 failure at run time, 2 bad command line or input.
 )";

@@ -84,6 +84,11 @@ struct UserCoins {
     std::string name;
     int64_t coins = 0;
 };
+// No name: show the room. A name: the room is called so, its staff the accounts given.
+struct RoomSet {
+    std::string name;
+    std::vector<std::string> staff;
+};
 struct Demo {};
 struct Migrate {
     std::string from;  // a SQLite file
@@ -92,7 +97,7 @@ struct Migrate {
 struct ShowHelp {};
 
 using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
-                             GroupList, GroupDissolve, GroupRole, UserCoins, Demo, Migrate, ShowHelp>;
+                             GroupList, GroupDissolve, GroupRole, UserCoins, RoomSet, Demo, Migrate, ShowHelp>;
 
 struct CommandLine {
     std::string db = "nqserver.db";  // a SQLite file, or a postgresql:// URI

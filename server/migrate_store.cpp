@@ -77,6 +77,17 @@ std::map<std::string, std::string> partsOf(Store& store) {
                                      : "";
         parts[which + " members"] = contacts(store.groupMembers(g.id));
     }
+    if (const auto room = store.room()) {
+        std::string staff;
+        for (const Bytes& a : room->staff) staff += a + '\1';
+        parts["room"] = room->name + '\2' + staff;
+    }
+    // Who is in the room is kept by chat server; those of every server that reported a load.
+    for (const ServerLoad& l : store.loads()) {
+        std::string members;
+        for (const Bytes& a : store.roomMembersAt(l.server)) members += a + '\1';
+        parts["room members at " + l.server] = members;
+    }
     std::string notices;
     for (const Notice& n : store.noticesAfter(0))
         notices +=

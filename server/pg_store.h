@@ -98,6 +98,13 @@ class PgStore : public Store {
     std::vector<KeptSession> heldSessions(const std::string& server, int64_t now,
                                           int64_t maxAgeSeconds) override;
 
+    std::optional<Room> room() override;
+    void setRoom(const Room& room) override;
+    void enterRoom(const Bytes& account, const std::string& server) override;
+    void leaveRoom(const Bytes& account, const std::string& server) override;
+    std::vector<Bytes> roomMembersAt(const std::string& server) override;
+    std::vector<Bytes> roomMembersElsewhere(const std::string& self, int64_t freshSince, int limit) override;
+
     void publish(const BusEvent& event) override;
     BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) override;
     int64_t lastEventId() override;

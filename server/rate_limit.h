@@ -16,8 +16,9 @@ struct InputLimits {
     // In one 500 ms tick a client sends at most what its ring holds (two frames, when it moves a
     // friend to the blacklist), its keep-alive and two answers to what it read: 10 frames a second.
     double framesPerSecond = 20;  // per address and port; bursts of twice as many
-    // The client puts two frames in one datagram at most (a friend moved to the blacklist).
-    int framesPerDatagram = 4;
+    // A tick sends whatever was queued since the one before in one datagram: one to three frames
+    // as people use the client, one a name when the game hall hands it a list of friends.
+    int framesPerDatagram = 16;
     // Answers to an address that no session proves: login refusals, dispatcher answers. A forger
     // who sends in a victim's name gets at most this many a second sent there, one a datagram.
     double repliesPerSecond = 20;  // per IPv4 address; bursts of twice as many
@@ -25,6 +26,8 @@ struct InputLimits {
     // and a human types a line every few seconds: 30 a minute keep a flooder to a quarter of a
     // busy member's reading. Bursts of a third as many.
     int groupLinesPerMinute = 30;  // per account
+    // The public room costs its members the same, and holds more of them.
+    int roomLinesPerMinute = 20;  // per account, bursts of a third as many
     // Each join request opens a window on the creator's screen; a dozen an hour is more than a
     // person looking for groups sends, and keeps a flooder from burying a creator in windows.
     int joinRequestsPerHour = 12;  // per requesting account, bursts as many

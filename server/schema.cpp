@@ -217,6 +217,22 @@ const std::array<const char*, kSchemaVersion> kSchemaSteps = {
     CREATE INDEX online_page ON online(account, number, server);
     UPDATE chat_groups SET host = creator WHERE host = '';
     )sql",
+    // The public room: one row naming it and its staff (accounts, one a line), and who is in it
+    // at which chat server, one row per account however often he comes in.
+    R"sql(
+    CREATE TABLE room (
+        id INTEGER PRIMARY KEY CHECK (id = 1),
+        name TEXT NOT NULL,
+        staff TEXT NOT NULL DEFAULT ''
+    );
+    CREATE TABLE room_members (
+        {rowid}
+        account TEXT PRIMARY KEY,
+        server TEXT NOT NULL,
+        joined_at INTEGER NOT NULL
+    );
+    CREATE INDEX room_members_by_server ON room_members(server);
+    )sql",
 };
 
 }  // namespace nq::server

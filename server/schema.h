@@ -11,7 +11,7 @@ namespace nq::server {
 
 enum class Engine { Sqlite, Postgres };
 
-inline constexpr int kSchemaVersion = 8;
+inline constexpr int kSchemaVersion = 9;
 extern const std::array<const char*, kSchemaVersion> kSchemaSteps;
 
 // Step `index` (0-based) as the engine runs it.

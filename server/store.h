@@ -128,6 +128,13 @@ struct ServerLoad {
     int64_t heartbeat = 0;  // Unix seconds
 };
 
+// The public room of the deployment, as the admin names it: one room shared by every chat
+// server on the database. Staff are accounts, the room's customer service.
+struct Room {
+    Bytes name;
+    std::vector<Bytes> staff;
+};
+
 // A session as the store keeps it from its login to its end, so that a chat server started again
 // after a stop or a crash takes it up and its client carries on unaware.
 struct KeptSession {
@@ -144,6 +151,9 @@ enum class BusKind {
     Kick = 2,       // account logged in at origin: its session elsewhere ends
     Waiting = 3,    // messages for account wait in the store; target holds his session
     GroupLine = 4,  // account said body, a (2,2) body, to his group's members online there
+    RoomEnter = 5,  // account came into the public room
+    RoomLeave = 6,  // account left it
+    RoomLine = 7,   // account said body, a (2,7) code 3 body, in the room
 };
 
 struct BusEvent {
@@ -277,6 +287,19 @@ class Store {
     // maxAgeSeconds before now: after that their clients have given up. Older ones are removed.
     virtual std::vector<KeptSession> heldSessions(const std::string& server, int64_t now,
                                                   int64_t maxAgeSeconds) = 0;
+
+    // The public room: none until the admin names it. Who is in it is kept by chat server, as
+    // the online rows are, so that each server lists those of the others that still report.
+    virtual std::optional<Room> room() = 0;
+    virtual void setRoom(const Room& room) = 0;
+    virtual void enterRoom(const Bytes& account, const std::string& server) = 0;
+    virtual void leaveRoom(const Bytes& account, const std::string& server) = 0;
+    // Those in the room at server, in the order they came.
+    virtual std::vector<Bytes> roomMembersAt(const std::string& server) = 0;
+    // Those in the room at servers other than self that reported since freshSince (Unix
+    // seconds), in the order they came, limit at most.
+    virtual std::vector<Bytes> roomMembersElsewhere(const std::string& self, int64_t freshSince,
+                                                    int limit) = 0;
 
     // Events between chat servers, read by each in order of id. lastId is the highest id read,
     // own events included, from where the next read goes on.

@@ -11,6 +11,7 @@
 #include "app/frm_check.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
+#include "conversation/public_room.h"
 #include "session/session.h"
 #include "widgets/rich_text.h"
 
@@ -19,7 +20,7 @@ const std::array<const char*, 5> ChatWindows::kLinkPatterns = {"http://", "www."
                                                                "ftp:\\\\"};
 
 ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat, QObject* parent)
-    : QObject(parent), session_(session), contacts_(contacts), chat_(chat), faces_(session.programFolder()) {
+    : QObject(parent), session_(session), contacts_(contacts), chat_(chat), faces_(session.assetFolder()) {
     boxLook_.font = Bytes(kDefaultFont);
     chat_.setWindowDirectory(this);
     // A queued line may be for any open window; each looks once and sleeps again if not.
@@ -36,8 +37,8 @@ ChatWindows::~ChatWindows() {
     closeAll();
 }
 
-std::string ChatWindows::programFile(const std::string& relative) const {
-    return session_.programFolder() + "/" + relative;
+std::string ChatWindows::assetFile(const std::string& relative) const {
+    return session_.assetFolder() + "/" + relative;
 }
 
 void ChatWindows::setMainWindow(QWidget* window, std::function<void(bool)> show) {
@@ -89,7 +90,10 @@ void ChatWindows::open(const ChatRequest& request) {
         restore(existing->caption());
         return;
     }
-    if (mode == ChatMode::MM) return;  // the room's window comes with the room's join
+    if (mode == ChatMode::MM) {
+        if (room_) room_->join(request.name);
+        return;
+    }
     frmChat* w = create(mode, request.name);
     if (mode == ChatMode::OTM) {
         const NodeTree& tree = contacts_.MyTree();
@@ -145,8 +149,20 @@ void ChatWindows::openChatWindow(const NewChatWindow& window) {
         for (const GroupMember& m : window.members) w->members().AddItem(m.name, {}, m.icon);
         w->showGroupPanel(true);
     }
+    if (window.captionAsGiven) w->setWindowTitle(QString::fromStdString(gbk::toUtf8(window.caption)));
     w->show();
+    if (window.focusSendBox) w->sendBox().setFocus();
     emit windowOpened(w);
+}
+
+RoomView* ChatWindows::roomView(const Bytes& caption) {
+    for (const auto& w : windows_)
+        if (w && w->caption() == caption && w->chatMode == ChatMode::MM) return w;
+    return nullptr;
+}
+
+void ChatWindows::roomClosed(bool talkWasEnabled) {
+    if (room_) room_->windowClosed(talkWasEnabled);
 }
 
 void ChatWindows::showMainWindow(bool fixZeroTop) {

@@ -16,6 +16,7 @@
 
 #include "conversation/chat_window_directory.h"
 #include "conversation/faces.h"
+#include "conversation/file_request.h"
 #include "conversation/message_body.h"
 
 namespace nq {
@@ -23,6 +24,7 @@ class ChatManager;
 class Contacts;
 class GroupActions;
 class ImageList;
+class PublicRoom;
 class Session;
 }  // namespace nq
 
@@ -52,7 +54,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     Contacts& contacts() { return contacts_; }
     ChatManager& chat() { return chat_; }
     Faces& faces() { return faces_; }
-    [[nodiscard]] std::string programFile(const std::string& relative) const;
+    [[nodiscard]] std::string assetFile(const std::string& relative) const;
 
     // The heads the member lists draw with; the main window's image list.
     void setHeads(const ImageList* heads) { heads_ = heads; }
@@ -71,6 +73,8 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
 
     // The links of every pane; opening any window forgets them all.
     std::vector<LinkRecord> linkTable;
+    // The files asked for from every window, for the run of the program.
+    FileRequests& fileRequests() { return fileRequests_; }
     // The send boxes' last font, size and colour: a new window's box starts with them.
     LineLook& boxLook() { return boxLook_; }
 
@@ -83,6 +87,9 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     void showProfile(const Bytes& name, int mode) {
         if (profileOpener_) profileOpener_(name, mode);
     }
+    // The public room: a double click on its item joins it, and its window's close leaves it.
+    void setPublicRoom(PublicRoom* room) { room_ = room; }
+    void roomClosed(bool talkWasEnabled);
     // The group logic: the consent windows answer through it, a group's name label shows its card.
     void setGroupActions(GroupActions* groups) { groups_ = groups; }
     [[nodiscard]] GroupActions* groupActions() const { return groups_; }
@@ -102,6 +109,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     void showMainWindow(bool fixZeroTop) override;
     void showJoinRequests() override;
     void openJoinRequestWindow(const Bytes& caption) override;
+    RoomView* roomView(const Bytes& caption) override;
 
   signals:
     // A window was made and shown (tests and the record window follow it).
@@ -118,6 +126,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     Contacts& contacts_;
     ChatManager& chat_;
     Faces faces_;
+    FileRequests fileRequests_{session_};
     const ImageList* heads_ = nullptr;
     QPointer<QWidget> mainWindow_;
     std::function<void(bool)> showMain_;
@@ -126,6 +135,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     std::function<void(const Bytes&)> memberMenu_;
     std::function<void(const Bytes&, int)> profileOpener_;
     GroupActions* groups_ = nullptr;
+    PublicRoom* room_ = nullptr;
     QPointer<frmCheck> check_;
 };
 

@@ -18,9 +18,11 @@ QString commandLineHelp() {
     return QStringLiteral(
         "usage: nqchat [--home DIR] [--trace] [--tick-ms N] [HALL-LINE]\n"
         "  --home DIR    program folder holding Sys.ini, User.ini and the per-user folders\n"
-        "                (default: $NQCHAT_HOME, else the folder of the executable)\n"
+        "                (default: $NQCHAT_HOME, else the executable's folder when it holds\n"
+        "                Sys.ini, else $XDG_DATA_HOME/nqchat)\n"
         "  --trace       print every datagram sent and received to stderr\n"
         "  --tick-ms N   interval of the session timer in ms (default 500); shorter compresses time\n"
+        "  --version     the version, then exit\n"
         "  --help        this text\n"
         "HALL-LINE is what a game hall passes: name$digest$mode$ (logs in without a click).\n"
         "Exit status: 0 after a normal exit, 1 without a display, 2 for bad options or a missing\n"
@@ -30,10 +32,11 @@ QString commandLineHelp() {
 CommandLine parseCommandLine(const QStringList& args) {
     QCommandLineParser parser;
     const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version(QStringLiteral("version"));
     const QCommandLineOption home(QStringLiteral("home"), QString(), QStringLiteral("DIR"));
     const QCommandLineOption trace(QStringLiteral("trace"));
     const QCommandLineOption tickMs(QStringLiteral("tick-ms"), QString(), QStringLiteral("N"));
-    parser.addOptions({home, trace, tickMs});
+    parser.addOptions({version, home, trace, tickMs});
 
     CommandLine line;
     if (!parser.parse(args)) {
@@ -50,6 +53,10 @@ CommandLine parseCommandLine(const QStringList& args) {
     }
     if (parser.isSet(help)) {
         line.help = true;
+        return line;
+    }
+    if (parser.isSet(version)) {
+        line.version = true;
         return line;
     }
     line.trace = parser.isSet(trace);
@@ -78,12 +85,6 @@ CommandLine parseCommandLine(int argc, char** argv) {
     QStringList args;
     for (int i = 0; i < argc; ++i) args << QString::fromLatin1(argv[i]);
     return parseCommandLine(args);
-}
-
-std::string programFolder(const CommandLine& line, const char* envHome, const std::string& exeDir) {
-    if (!line.home.empty()) return line.home;
-    if (envHome != nullptr && *envHome != '\0') return envHome;
-    return exeDir;
 }
 
 }  // namespace nq::app

@@ -11,6 +11,7 @@ namespace nq::app {
 
 struct CommandLine {
     bool help = false;
+    bool version = false;  // --version
     QString error;         // empty when the options were good
     std::string home;      // --home DIR, as the bytes given
     bool trace = false;    // --trace
@@ -27,9 +28,5 @@ struct CommandLine {
 
 // What --help prints.
 [[nodiscard]] QString commandLineHelp();
-
-// The program folder: --home, else $NQCHAT_HOME, else the executable's folder.
-[[nodiscard]] std::string programFolder(const CommandLine& line, const char* envHome,
-                                        const std::string& exeDir);
 
 }  // namespace nq::app

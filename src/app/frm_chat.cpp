@@ -12,6 +12,7 @@
 #include <QScreen>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QStackedLayout>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -20,6 +21,7 @@
 #include "app/frm_chat_record.h"
 #include "contacts/contacts.h"
 #include "conversation/chat_manager.h"
+#include "desktop/mod_autosize.h"
 #include "desktop/window_services.h"
 #include "session/session.h"
 #include "store/ini_file.h"
@@ -41,7 +43,8 @@ constexpr int kFacePickerColumns = 10;
 constexpr int kFacePickerRows = 5;
 const char* const kToolCaptions[8] = {"字体  ", "大小  ", "颜色  ",       "表情  ",
                                       "",       "",       "聊天记录    ", "清屏  "};
-const char* const kSideCaptions[4] = {"视频  ", "语音  ", "设置  ", "传文件   "};
+// Index 2 is the file button: the file request sits behind it.
+const char* const kSideCaptions[4] = {"视频  ", "语音  ", "传文件   ", "设置  "};
 const int kSizes[] = {8, 9, 10, 12, 14, 16, 18, 20, 22, 24};
 
 QString qs(const Bytes& gbk) {
@@ -118,9 +121,11 @@ void frmChat::build() {
         lookTool(*b);
         b->setForeColor(Qt::white);
         b->setEnabled(false);  // their features never came
+        b->setProperty("Tag", "MOVEH");
         top->addWidget(b);
         lvButtons_H1[static_cast<size_t>(i)] = b;
     }
+    connect(lvButtons_H1[kFileButton], &lvButtons_H::Click, this, &frmChat::chooseFileToSend);
 
     mainframe = new QWidget(this);
     revRtf = new RichText(mainframe);
@@ -159,16 +164,20 @@ void frmChat::build() {
     cbHallMem->setObjectName("cbHallMem");
     cbHallMem->setFixedWidth(100);
     const bool room = chatMode == ChatMode::MM;
-    lbObject->setVisible(room);
-    cbHallMem->setVisible(room);
+    for (QWidget* w : {static_cast<QWidget*>(comClose), static_cast<QWidget*>(comSend),
+                       static_cast<QWidget*>(lbObject), static_cast<QWidget*>(cbHallMem)})
+        w->setProperty("Tag", "MOVEALL");
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(8);
     buttons->addStretch();
     buttons->addWidget(comClose);
     buttons->addWidget(comSend);
-    buttons->addWidget(lbObject);
-    buttons->addWidget(cbHallMem);
+    // The room's addressee stands beside the buttons; elsewhere they keep the right end.
+    if (room) {
+        buttons->addWidget(lbObject);
+        buttons->addWidget(cbHallMem);
+    }
 
     auto* left = new QVBoxLayout(mainframe);
     left->setContentsMargins(8, 8, 4, 8);
@@ -180,7 +189,14 @@ void frmChat::build() {
 
     auto* side = new QWidget(this);
     side->setFixedWidth(kSidePanelPx);
+    sidePanel_ = side;
     buildSidePanels(side);
+    mainframe->setProperty("Tag", "STRETCHALL");
+    revRtf->setProperty("Tag", "STRETCHALL");
+    tools->setProperty("Tag", "STRETCHHMOVEV");
+    sndRtf->setProperty("Tag", "STRETCHHMOVEV");
+    topFrame->setProperty("Tag", "STRETCHH");
+    side->setProperty("Tag", "STRETCHVMOVEH");
 
     auto* body = new QHBoxLayout;
     body->setContentsMargins(0, 0, 0, 0);
@@ -225,7 +241,15 @@ void frmChat::build() {
 
     Timer1.setInterval(kTimer1Ms);
     connect(&Timer1, &QTimer::timeout, this, &frmChat::deliverOne);
-    resize(560, 470);
+
+    // The layouts give the design places once; from then on the Tags alone move the controls.
+    resize(kDesignWidthPx, kDesignHeightPx);
+    freezeLayouts(this);
+    tool(kWiden).setGeometry(tool(kNarrow).geometry());
+    tool(kWiden).setVisible(false);
+    lbObject->setVisible(room);
+    cbHallMem->setVisible(room);
+    showGroupPanel(false);
 }
 
 void frmChat::buildToolbar(QWidget* parent) {
@@ -242,17 +266,23 @@ void frmChat::buildToolbar(QWidget* parent) {
             b->setFixedWidth(24);
             b->setToolTip(i == kNarrow ? "隐藏侧栏" : "显示侧栏");
         }
-        b->setVisible(i != kWiden);
         if (i == kRecord) row->addStretch();
-        row->addWidget(b);
+        if (i >= kRecord) b->setProperty("Tag", "MOVEH");
+        if (i != kWiden) row->addWidget(b);
         connect(b, &lvButtons_H::Click, this, [this, i] { toolClicked(i); });
         lvButtons_H2[static_cast<size_t>(i)] = b;
     }
 }
 
-void frmChat::buildSidePanels(QWidget* parent) {
-    auto* stack = new QVBoxLayout(parent);
-    stack->setContentsMargins(4, 8, 8, 8);
+void frmChat::buildSidePanels(QWidget* side) {
+    auto* margins = new QVBoxLayout(side);
+    margins->setContentsMargins(4, 8, 8, 8);
+    // The person's and the group's panels share one place; each follows the window's height.
+    auto* parent = new QWidget(side);
+    margins->addWidget(parent);
+    auto* stack = new QStackedLayout(parent);
+    stack->setStackingMode(QStackedLayout::StackAll);
+    parent->setProperty("Tag", "STRETCHV");
 
     myFrame = new XPContainer(parent);
     myFrame->setObjectName("myFrame");
@@ -284,6 +314,8 @@ void frmChat::buildSidePanels(QWidget* parent) {
     mf->addWidget(lbDname);
     mf->addWidget(txtDname);
     mf->addStretch();
+    lbMyStyle->setProperty("Tag", "MOVEV");
+    imgMyself->setProperty("Tag", "MOVEV");
     mf->addWidget(lbMyStyle);
     mf->addWidget(imgMyself, 0, Qt::AlignHCenter);
 
@@ -298,6 +330,7 @@ void frmChat::buildSidePanels(QWidget* parent) {
     IList1 = new IList(vlgFrame);
     IList1->setObjectName("IList1");
     IList1->setModel(&members_);
+    IList1->setProperty("Tag", "STRETCHV");
     if (windows_.heads()) IList1->setImageList(windows_.heads());
     connect(IList1, &IList::Click, this, &frmChat::memberClicked);
     connect(IList1, &IList::DblClick, this, &frmChat::memberDoubleClicked);
@@ -319,7 +352,8 @@ void frmChat::buildSidePanels(QWidget* parent) {
 
     stack->addWidget(myFrame);
     stack->addWidget(vlgFrame);
-    showGroupPanel(false);
+    myFrame->setProperty("Tag", "STRETCHV");
+    vlgFrame->setProperty("Tag", "STRETCHV");
 }
 
 void frmChat::showGroupPanel(bool on) {
@@ -336,20 +370,21 @@ void frmChat::Form_Load() {
     Session& s = windows_.session();
     activated_ = false;
     imgMyself->setPixmap(QPixmap(
-        QString::fromStdString(windows_.programFile("image/" + std::to_string(ownHead() - 1) + ".jpg"))));
+        QString::fromStdString(windows_.assetFile("image/" + std::to_string(ownHead() - 1) + ".jpg"))));
 
     CIniFile userIni(s.userIni());
     const Bytes at = userIni.GetIniKey(store::settings::kPositionSection, store::settings::kChatForm);
     const auto comma = at.find(',');
+    // Twips, as the main window's position: 15 a pixel.
     const int left = std::atoi(at.substr(0, comma).c_str());
-    if (left > 0 && comma != Bytes::npos) move(left, std::atoi(at.substr(comma + 1).c_str()));
+    if (left > 0 && comma != Bytes::npos) move(left / 15, std::atoi(at.substr(comma + 1).c_str()) / 15);
     applyStoredTransparency(
         this, userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency));
 
     wantsResize_ = true;
-    minimal_ = QSize(width() - 33, height() - 33);  // 500 twips under the design size
-    setMinimumSize(minimal_);
-    // Never dragged larger than the screen it stands on.
+    AutosizeControls(autosize_, this, true);
+    // The size limit: never smaller than at its load, never larger than its screen.
+    setMinimumSize(QWidget::size());
     if (const QScreen* shown = screen()) setMaximumSize(shown->size());
 
     FontSel->lower();
@@ -420,7 +455,7 @@ void frmChat::Form_Activate() {
         if (head > Contacts::kOfflineShift) head -= Contacts::kOfflineShift;
         if (head == 0) head = Contacts::kDefaultFriendHead;
         imgFriend->setPixmap(QPixmap(
-            QString::fromStdString(windows_.programFile("image/" + std::to_string(head - 1) + ".jpg"))));
+            QString::fromStdString(windows_.assetFile("image/" + std::to_string(head - 1) + ".jpg"))));
     }
 }
 
@@ -438,14 +473,20 @@ void frmChat::requestDetails(bool group) {
 
 void frmChat::closeEvent(QCloseEvent* event) {
     savePosition();
+    if (chatMode == ChatMode::MM) windows_.roomClosed(talkEnabled());
     if (record_) record_->close();
     QWidget::closeEvent(event);
 }
 
 void frmChat::savePosition() {
     CIniFile userIni(windows_.session().userIni());
-    const std::string at = std::to_string(x()) + "," + std::to_string(y()) + ",";
+    const std::string at = std::to_string(x() * 15) + "," + std::to_string(y() * 15) + ",";
     userIni.WriteIniKey(store::settings::kPositionSection, store::settings::kChatForm, at);
+}
+
+void frmChat::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (wantsResize_) AutosizeControls(autosize_, this);
 }
 
 void frmChat::changeEvent(QEvent* event) {
@@ -557,12 +598,22 @@ void frmChat::OnColorDlgShow() {
 }
 
 void frmChat::setNarrow(bool narrow) {
-    QWidget* side = myFrame->parentWidget();
-    side->setVisible(!narrow);
-    const int w = narrow ? width() - kSidePanelPx : width() + kSidePanelPx;
-    if (narrow) setMinimumWidth(std::max(0, minimal_.width() - kSidePanelPx));
-    resize(w, height());
-    if (!narrow) setMinimumWidth(minimal_.width());
+    const int step = narrow ? -kSidePanelPx : kSidePanelPx;
+    // Everything follows the new width by its Tag but the history, tools and send box, which
+    // keep their size: the side panel's width is what comes and goes. The window is then
+    // measured afresh, its new width the design and the minimum.
+    std::vector<std::pair<QWidget*, QRect>> column{{mainframe, mainframe->geometry()}};
+    for (QWidget* w : mainframe->findChildren<QWidget*>()) column.emplace_back(w, w->geometry());
+    const int wanted = width() + step;
+    setMinimumWidth(std::min(minimumWidth(), wanted));
+    resize(wanted, height());
+    setMinimumWidth(width());
+    // Short of the wanted width (the screen limit), the column gives up the difference.
+    const QSize slack(width() - wanted, 0);
+    for (const auto& [w, at] : column)
+        w->setGeometry(autosizeRect(at, autosizeRule(w->property("Tag").toString()), QSize(0, 0), slack));
+    sidePanel_->setVisible(!narrow);
+    AutosizeControls(autosize_, this, true);
     tool(kNarrow).setVisible(!narrow);
     tool(kWiden).setVisible(narrow);
 }

@@ -18,6 +18,8 @@
 #include "contacts/item_list.h"
 #include "conversation/chat_mode.h"
 #include "conversation/faces.h"
+#include "conversation/room_view.h"
+#include "desktop/mod_autosize.h"
 #include "wire/gbk.h"
 
 class QComboBox;
@@ -39,13 +41,24 @@ namespace nq::app {
 class ChatWindows;
 class frmChatRecord;
 
-class frmChat : public QWidget {
+class frmChat : public QWidget, public RoomView {
     Q_OBJECT
   public:
     // The toolbar, by index.
-    enum Tool { kFont = 0, kSize = 1, kColor = 2, kFace = 3, kNarrow = 4, kWiden = 5, kRecord = 6, kClear = 7 };
+    enum Tool {
+        kFont = 0,
+        kSize = 1,
+        kColor = 2,
+        kFace = 3,
+        kNarrow = 4,
+        kWiden = 5,
+        kRecord = 6,
+        kClear = 7
+    };
     // How much narrower button 4 makes the window: 2250 twips.
     static constexpr int kSidePanelPx = 150;
+    static constexpr int kDesignWidthPx = 560;
+    static constexpr int kDesignHeightPx = 470;
     static constexpr int kTimer1Ms = 10;
 
     frmChat(ChatWindows& windows, std::optional<ChatMode> mode, const Bytes& name, QWidget* parent = nullptr);
@@ -59,7 +72,7 @@ class frmChat : public QWidget {
     // The members of a group or the room, shown in IList1 with vlgFrame; an empty list shows
     // myFrame instead.
     void showGroupPanel(bool on);
-    ItemList& members() { return members_; }
+    ItemList& members() override { return members_; }
     // The group's introduction beside the member list.
     void setGroupText(const QString& text);
 
@@ -79,19 +92,37 @@ class frmChat : public QWidget {
     // Face n into the send box at the caret (the picker's click).
     void OnFaceListClicked(int face);
 
+    // The file button (lvButtons_H1 index 2, disabled in this version): the open dialog, then
+    // fileChosen with what it returned.
+    static constexpr int kFileButton = 2;
+    void chooseFileToSend();
+    // The dialog's answer: an empty one is a Cancel, which keeps the dialog's earlier name, so
+    // a file chosen before is requested again; with no earlier name nothing happens.
+    void fileChosen(const QString& path);
+
     // setLinks over the history pane from a character position, for every link pattern.
     void markLinks(int fromChar);
+
+    // ---- RoomView (frm_chat_room.cpp) ----
+    void prepareMemberRows() override;
+    void writeSystemLine(const Bytes& text, uint32_t color) override;
+    void setTalkEnabled(bool enabled) override;
+    [[nodiscard]] bool talkEnabled() const override;
+    void addAddressee(const Bytes& name) override;
+    void closeView() override { close(); }
+    [[nodiscard]] QComboBox& addressees() { return *cbHallMem; }
 
   protected:
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void build();
     void buildToolbar(QWidget* parent);
-    void buildSidePanels(QWidget* parent);
+    void buildSidePanels(QWidget* side);
     void Form_Load();
     void Form_Activate();
     void InitAndSetControls();
@@ -126,7 +157,7 @@ class frmChat : public QWidget {
     SendBoxSnapshot prevFormatText;
     Bytes memberName_;  // the member clicked last in IList1
     int memberHead_ = 0;
-    QSize minimal_;
+    AutosizeRecords autosize_;  // Mod_Autosize's table of the tagged controls
     ItemList members_;
 
     QTimer Timer1;
@@ -135,6 +166,7 @@ class frmChat : public QWidget {
     RichText* revRtf = nullptr;
     RichText* sndRtf = nullptr;
     QWidget* mainframe = nullptr;
+    QWidget* sidePanel_ = nullptr;
     XPContainer* myFrame = nullptr;
     XPContainer* vlgFrame = nullptr;
     QLabel* lbName = nullptr;
@@ -160,6 +192,7 @@ class frmChat : public QWidget {
     std::array<lvButtons_H*, 4> lvButtons_H1{};
     quint32 color_ = 0;  // CommonColor.Color
     QPointer<frmChatRecord> record_;
+    QString fileDialogName_;  // CommonColor.FileName: it outlives a Cancel
 };
 
 }  // namespace nq::app

@@ -4,6 +4,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
@@ -12,9 +14,10 @@
 #include "app/chat_windows.h"
 #include "app/frm_chat.h"
 #include "contacts/contacts.h"
-#include "contacts/profile_cache.h"
 #include "contacts/group_actions.h"
+#include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
+#include "conversation/file_request.h"
 #include "session/session.h"
 #include "store/ini_file.h"
 #include "store/store_keys.h"
@@ -351,8 +354,8 @@ void frmChat::memberDoubleClicked() {
 void frmChat::lbFrdClicked() {
     // A person's window names him by nick, a member's window by account.
     if (chatMode == ChatMode::PTP || chatMode == ChatMode::TUN) {
-        windows_.showProfile(lbFrdCaption(), chatMode == ChatMode::PTP ? ProfileCache::kByNick
-                                                                       : ProfileCache::kByAccount);
+        windows_.showProfile(lbFrdCaption(),
+                             chatMode == ChatMode::PTP ? ProfileCache::kByNick : ProfileCache::kByAccount);
         return;
     }
     // A group shows its card.
@@ -362,6 +365,18 @@ void frmChat::lbFrdClicked() {
 
 void frmChat::setGroupText(const QString& text) {
     txtVinfo->setPlainText(text);
+}
+
+void frmChat::chooseFileToSend() {
+    fileChosen(QFileDialog::getOpenFileName(this, "请选择一个文件发送", fileDialogName_, "All Files (*)"));
+}
+
+void frmChat::fileChosen(const QString& path) {
+    if (!path.isEmpty()) fileDialogName_ = path;
+    if (fileDialogName_.isEmpty()) return;
+    const QByteArray local = fileDialogName_.toLocal8Bit();
+    windows_.fileRequests().request(Bytes(local.constData(), static_cast<size_t>(local.size())),
+                                    static_cast<double>(QFileInfo(fileDialogName_).size()), caption());
 }
 
 }  // namespace nq::app

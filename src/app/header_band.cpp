@@ -91,6 +91,7 @@ HeaderBand::HeaderBand(QWidget* parent) : XPContainer(parent) {
             b->setImgSize(kGlyphPx);
             b->setToolTip(i == kAddFriend ? "添加好友" : "系统设置");
             b->setFixedSize(26, 24);
+            b->setProperty("Tag", "MOVEH");  // they stand at the band's right end
         }
         if (i == kAddFriend) row->addStretch();
         row->addWidget(b);
@@ -112,6 +113,8 @@ HeaderBand::HeaderBand(QWidget* parent) : XPContainer(parent) {
     subtitle_ = new QLabel(this);
     subtitle_->setObjectName("subtitle");
     whiteOnBand(subtitle_, 210);
+    name->setProperty("Tag", "STRETCHH");
+    subtitle_->setProperty("Tag", "STRETCHH");
 
     auto* titles = new QVBoxLayout;
     titles->setSpacing(2);

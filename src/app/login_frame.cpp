@@ -119,6 +119,14 @@ LoginFrame::LoginFrame(QWidget* parent) : XPContainer(parent) {
     col->addWidget(lbInfo);
     col->addStretch(2);
 
+    // What follows the window's width once the main window's Tags take over from the layout.
+    for (QWidget* w :
+         {static_cast<QWidget*>(txtName), static_cast<QWidget*>(txtPassword),
+          static_cast<QWidget*>(com_login), static_cast<QWidget*>(lbInfo), static_cast<QWidget*>(avatar)})
+        w->setProperty("Tag", "STRETCHH");
+    cb_autoRun->setProperty("Tag", "MOVEH");
+    com_cancle->setProperty("Tag", "MOVEH");
+
     setTabOrder(txtName, txtPassword);
     setTabOrder(txtPassword, cb_remPwd);
     setTabOrder(cb_remPwd, cb_autoRun);

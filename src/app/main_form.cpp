@@ -10,7 +10,6 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
-#include <QStackedWidget>
 #include <QStatusBar>
 #include <QWindow>
 #include <cstdio>
@@ -20,6 +19,7 @@
 #include "app/contact_area.h"
 #include "app/desktop_bridge.h"
 #include "app/group_windows.h"
+#include "app/hall_link.h"
 #include "app/header_band.h"
 #include "app/login_frame.h"
 #include "app/main_frame.h"
@@ -28,6 +28,7 @@
 #include "contacts/contacts.h"
 #include "contacts/profile_cache.h"
 #include "conversation/chat_manager.h"
+#include "conversation/public_room.h"
 #include "desktop/auto_hide.h"
 #include "desktop/hotkey_text.h"
 #include "desktop/qt_platform_services.h"
@@ -112,10 +113,12 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     build();
     session_ = std::make_unique<Session>(options_.programFolder, parts.services, *this, parts.winSock_Update,
                                          parts.SocketChat, parts.timer_Peng);
+    if (!options_.assetFolder.empty()) session_->setAssetFolder(options_.assetFolder);
     session_->traceFrames = options_.trace;
     contacts_ = std::make_unique<Contacts>(*session_);
     chats_ = std::make_unique<ChatManager>(*session_, *contacts_);
     chatWindows_ = std::make_unique<ChatWindows>(*session_, *contacts_, *chats_);
+    attachPublicRoom();
     connect(chats_.get(), &ChatManager::trayIconRefresh, this,
             [this](int state) { desktop_->traySetState(state); });
     chatWindows_->setMainWindow(this, [this](bool fixZeroTop) {
@@ -145,7 +148,15 @@ Mainform::Mainform(MainformOptions options, MainformParts parts, QWidget* parent
     desktop_->onTrayClick([this](TrayClick click) { trayClicked(click); });
     desktop_->onHotkeyFetch([this] { chats_->openNextPendingByHotkey(); });
     connect(session_.get(), &Session::hotkeyRegistrationDue, this, &Mainform::registerStoredHotkey);
-    connect(session_.get(), &Session::hotkeyReleaseDue, this, [this] { desktop_->applyHotkey(1, "", "Del"); });
+    connect(session_.get(), &Session::hotkeyReleaseDue, this,
+            [this] { desktop_->applyHotkey(1, "", "Del"); });
+    hallLink_ = std::make_unique<HallLink>(*this);
+    attachRoomView([this] { showRoomView(); });
+    connect(session_.get(), &Session::hallLinkStartDue, hallLink_.get(), &HallLink::listen);
+}
+
+void Mainform::attachRoomView(std::function<void()> show) {
+    hallLink_->setRoomView(std::move(show));
 }
 
 void Mainform::registerStoredHotkey() {
@@ -164,20 +175,19 @@ Mainform::~Mainform() = default;
 void Mainform::build() {
     setWindowTitle("珀岚聊天");
     setWindowIcon(nq::appIcon());
+    designSize_ = QSize(kDesignWidth, kDesignHeight);
+    resize(designSize_);
 
-    header_ = new HeaderBand(this);
-    setMenuWidget(header_);
+    // Every panel stands at its design place on a plain client area; their Tags, not a layout,
+    // move them when the window changes size.
+    canvas_ = new QWidget(this);
+    setCentralWidget(canvas_);
+    header_ = new HeaderBand(canvas_);
     menus_ = buildMainMenus(this);
     header_->attachMenus(menus_);
     contactMenus_ = buildContactMenus(this);
 
-    // The contact frame is made when it is first needed: the login panel is all a start shows.
-    loginFrame_ = new LoginFrame(this);
-    frames_ = new QStackedWidget(this);
-    frames_->addWidget(loginFrame_);
-    setCentralWidget(frames_);
-
-    statusBar_ = new StatusStrip(this);
+    statusBar_ = new StatusStrip(canvas_);
     statusBar_->setObjectName("StatusBar1");
     statusBar_->setSizeGripEnabled(false);
     for (int i = 0; i < 2; ++i) {
@@ -186,10 +196,23 @@ void Mainform::build() {
         statusPanels_[i]->setContentsMargins(6, 2, 6, 2);
         statusBar_->addWidget(statusPanels_[i], 1);
     }
-    setStatusBar(statusBar_);
 
-    designSize_ = QSize(kDesignWidth, kDesignHeight);
-    resize(designSize_);
+    const int bandHeight = header_->sizeHint().height();
+    const int stripHeight = statusBar_->sizeHint().height();
+    header_->setGeometry(0, 0, kDesignWidth, bandHeight);
+    header_->setProperty("Tag", "STRETCHH");
+    freezeLayouts(header_);
+    statusBar_->setGeometry(0, kDesignHeight - stripHeight, kDesignWidth, stripHeight);
+    statusBar_->setProperty("Tag", "STRETCHHMOVEV");
+
+    // The contact frame is made when it is first needed: the login panel is all a start shows.
+    frameDesign_ = QRect(0, bandHeight, kDesignWidth, kDesignHeight - bandHeight - stripHeight);
+    loginFrame_ = new LoginFrame(canvas_);
+    loginFrame_->setGeometry(frameDesign_);
+    loginFrame_->setProperty("Tag", "STRETCHALL");
+    freezeLayouts(loginFrame_);
+    AutosizeControls(autosize_, this, true);
+
     // The design position: near the right edge of the screen, where such windows live. A
     // stored position replaces it at load.
     if (const QScreen* screen = QApplication::primaryScreen()) {
@@ -247,7 +270,7 @@ void Mainform::connectMenus() {
 
 // Every item that shows a person's profile, and the name in a conversation window's title.
 void Mainform::attachProfiles() {
-    profiles_ = std::make_unique<ProfileWindows>(*session_, *contacts_, options_.programFolder);
+    profiles_ = std::make_unique<ProfileWindows>(*session_, *contacts_, session_->assetFolder());
     ProfileWindows& p = *profiles_;
     attachMenuAction(menus_.myInfo, [&p] { p.showOwn(); });
     const auto selected = [this](int list) {
@@ -346,7 +369,8 @@ void Mainform::load(const std::string& commandLine) {
     desktop_->trayAdd(this, kTrayTip);
     if (!desktop_->trayAvailable()) {
         static bool said = false;
-        if (!said) std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
+        if (!said)
+            std::fputs("nqchat: no system tray on this desktop: closing the main window quits\n", stderr);
         said = true;
     }
     s.restoreLoginPanel(commandLine);
@@ -443,8 +467,18 @@ void Mainform::unload() {
 void Mainform::resizeEvent(QResizeEvent* event) {
     QMainWindow::resizeEvent(event);
     if (windowState() & Qt::WindowMinimized) return;
-    // A top edge at 0 or above the screen would read as docked to the edge-hiding logic.
-    if (pos().y() <= 0) move(pos().x(), 1);
+    // Qt also sends one when the window comes back with the same size, as it does when it is
+    // moved into the topmost band; only a new size counts, or a docked window would be pulled
+    // down below the edge the moment the edge hiding raises it.
+    if (size() == lastResized_) return;
+    lastResized_ = size();
+    if (!(windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen))) {
+        // A top edge at 0 or above the screen would read as docked to the edge-hiding logic.
+        if (pos().y() <= 0) move(pos().x(), 1);
+        const QSize least = size().expandedTo(designSize_);
+        if (least != size()) resize(least);
+    }
+    AutosizeControls(autosize_, this);
 }
 
 void Mainform::showEvent(QShowEvent* event) {
@@ -472,7 +506,7 @@ QString Mainform::statusText(int panel) const {
 }
 
 bool Mainform::mainFrameShown() const {
-    return mainFrame_ && frames_->currentWidget() == mainFrame_;
+    return mainFrame_ && !mainFrame_->isHidden();
 }
 
 MainFrame& Mainform::mainFrame() {
@@ -483,13 +517,18 @@ MainFrame& Mainform::mainFrame() {
             return QString::fromStdString(gbk::toUtf8(sys.GetIniKey(keys::kPortalSection, key)));
         };
         MainFrameSetup setup;
-        setup.imageFolder = QString::fromStdString(session_->programFolder() + "/image");
+        setup.imageFolder = QString::fromStdString(session_->assetFolder() + "/image");
         setup.topGroupsUrl = url(keys::kPortalTopGroups);
         setup.partnerUrl = url(keys::kPortalPartner);
         setup.hallUrl = url(keys::kPortalHall);
         setup.communityUrl = url(keys::kPortalCommunity);
-        mainFrame_ = new MainFrame(setup, this);
-        frames_->addWidget(mainFrame_);
+        // Made at its design place and size, then brought to the window's present size.
+        mainFrame_ = new MainFrame(setup, frameDesign_.size(), canvas_);
+        mainFrame_->move(frameDesign_.topLeft());
+        mainFrame_->setProperty("Tag", "STRETCHALL");
+        mainFrame_->hide();
+        AutosizeAppend(autosize_, mainFrame_);
+        AutosizeControls(autosize_, this);
         contactArea_ = new ContactArea(*session_, *contacts_, *mainFrame_, contactMenus_, this);
         contactArea_->setChatOpener(chatOpener_);
         chatWindows_->setHeads(&mainFrame_->heads());
@@ -557,12 +596,14 @@ void Mainform::setStatus(int panel, const std::string& text) {
 }
 
 void Mainform::showLoginFrame() {
-    frames_->setCurrentWidget(loginFrame_);
+    if (mainFrame_) mainFrame_->hide();
+    loginFrame_->show();
     header_->setSubtitle("游戏玩家的聊天工具");
 }
 
 void Mainform::showMainFrame() {
-    frames_->setCurrentWidget(&mainFrame());
+    mainFrame().show();
+    loginFrame_->hide();
     const std::string nick = gbk::toUtf8(session_->myNick.empty() ? session_->myName : session_->myNick);
     header_->setSubtitle(fromUtf8(nick));
 }

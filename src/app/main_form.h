@@ -12,17 +12,18 @@
 #include <string>
 
 #include "app/main_menus.h"
+#include "desktop/mod_autosize.h"
 #include "desktop/tray.h"
 #include "session/session.h"
 #include "session/session_view.h"
 
 class QLabel;
-class QStackedWidget;
 class QStatusBar;
 
 namespace nq {
 class ChatManager;
 class Contacts;
+class PublicRoom;
 }  // namespace nq
 
 namespace nq::app {
@@ -31,6 +32,7 @@ class AddWizards;
 class ChatWindows;
 class ContactArea;
 class GroupWindows;
+class HallLink;
 struct ChatRequest;
 class HeaderBand;
 class LoginFrame;
@@ -43,6 +45,7 @@ struct MainformOptions {
     int tickMs = Session::kTickMs;  // timer_Peng's interval
     bool trace = false;             // every datagram in and out to stderr
     std::string homeArgument = {};  // --home as given, for the autostart entry; empty without
+    std::string assetFolder = {};   // empty: the program folder
 };
 
 // What tests hand in instead of the real sockets, timer, platform and desktop services. With
@@ -77,6 +80,7 @@ class Mainform : public QMainWindow, public SessionView {
     Contacts& contacts() { return *contacts_; }
     ChatManager& chats() { return *chats_; }
     ChatWindows& chatWindows() { return *chatWindows_; }
+    PublicRoom& publicRoom() { return *room_; }
     ProfileWindows& profiles() { return *profiles_; }
     GroupWindows& groupWindows() { return *groups_; }
     AddWizards& addWizards() { return *addWizards_; }
@@ -118,6 +122,15 @@ class Mainform : public QMainWindow, public SessionView {
     // The conversation subsystem opens its window for a double click on a contact or a popup's
     // message item; until it is attached those stop short of the window.
     void attachChatOpener(std::function<void(const ChatRequest&)> open);
+    // The room-only view that the hall's launchMode 2 and its room-view request show. Until one
+    // is attached they only bring the window back.
+    void attachRoomView(std::function<void()> show);
+    HallLink& hallLink() { return *hallLink_; }
+
+    // The slim room-only view (the hall's launch mode 2 and its room-view request): the window
+    // restored, the rooms' list alone in front with no selection, the rooms page's two portal
+    // buttons, the tab 聊天室 in blue and the others black.
+    void showRoomView();
 
     // ---- SessionView ----
     std::string nameText() const override;
@@ -163,6 +176,7 @@ class Mainform : public QMainWindow, public SessionView {
     void connectControls();
     void connectMenus();
     void attachProfiles();
+    void attachPublicRoom();
     void restoreWindowSettings();
     void activated();
     void unload();
@@ -179,13 +193,16 @@ class Mainform : public QMainWindow, public SessionView {
     std::unique_ptr<Session> session_;
     std::unique_ptr<Contacts> contacts_;  // after the session, whose leaves refer to it
     std::unique_ptr<ChatManager> chats_;  // after the contacts, whose lists it blinks
+    std::unique_ptr<PublicRoom> room_;    // before the chat windows, whose room window leaves it
     std::unique_ptr<ChatWindows> chatWindows_;
     std::unique_ptr<ProfileWindows> profiles_;
     std::unique_ptr<GroupWindows> groups_;    // before the chat windows it hands its actions to
     std::unique_ptr<AddWizards> addWizards_;  // its leaves refer to the session
+    std::unique_ptr<HallLink> hallLink_;      // last: it acts on all of the above
 
     HeaderBand* header_ = nullptr;
-    QStackedWidget* frames_ = nullptr;
+    QWidget* canvas_ = nullptr;  // the client area the panels stand on
+    QRect frameDesign_;          // where loginFrame and mainframe stand at the design size
     LoginFrame* loginFrame_ = nullptr;
     MainFrame* mainFrame_ = nullptr;
     QStatusBar* statusBar_ = nullptr;
@@ -204,6 +221,8 @@ class Mainform : public QMainWindow, public SessionView {
     bool unloaded_ = false;
     bool readyNotified_ = false;
     QSize designSize_;
+    QSize lastResized_;         // the size the last resize handling saw
+    AutosizeRecords autosize_;  // Mod_Autosize's table of the tagged controls
 };
 
 }  // namespace nq::app

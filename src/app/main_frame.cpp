@@ -1,12 +1,12 @@
 #include "app/main_frame.h"
 
 #include "app/button_looks.h"
+#include "desktop/mod_autosize.h"
 #include "widgets/contact_tree_view.h"
 #include "widgets/i_list.h"
 #include "widgets/lv_buttons_h.h"
 
 #include <QDir>
-#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kMargin = 8;
 constexpr int kLvdownWidth = 24;
+constexpr int kButtonGap = 4;
 const QColor kLink(0x2f, 0x80, 0xed);
 
 lvButtons_H* subButton(const QString& caption, int index, QWidget* parent) {
@@ -29,20 +30,21 @@ lvButtons_H* subButton(const QString& caption, int index, QWidget* parent) {
 
 }  // namespace
 
-MainFrame::MainFrame(const MainFrameSetup& setup, QWidget* parent)
+MainFrame::MainFrame(const MainFrameSetup& setup, QSize design, QWidget* parent)
     : XPContainer(parent),
       heads_(ImageList::fromFile(QDir(setup.imageFolder).filePath("heads.png"))),
       partnerUrl_(setup.partnerUrl) {
     setObjectName("mainframe");
     // Edge to edge with the band above and the status strip below: background only.
     setStyle(Plain);
+    resize(design);
 
     auto* col = new QVBoxLayout(this);
     col->setContentsMargins(0, 0, 0, kMargin);
     col->setSpacing(4);
     col->addLayout(buildFindRow());
     col->addLayout(buildTabRow());
-    col->addLayout(buildButtonRow(setup));
+    col->addWidget(buildButtonRow(setup));
     col->addWidget(buildContent(setup), 1);
 
     lbTopvlg_ = new QLabel(this);
@@ -60,7 +62,35 @@ MainFrame::MainFrame(const MainFrameSetup& setup, QWidget* parent)
     image1_->setPixmap(QPixmap(QDir(setup.imageFolder).filePath("banner.png")));
     col->addWidget(image1_);
 
+    placeDesign();
     showPage(Friends);
+}
+
+// The rows take their design places from the layout once; then the Tags alone move them.
+void MainFrame::placeDesign() {
+    freezeLayouts(this);
+    findBox_->setProperty("Tag", "STRETCHH");
+    comSerch_->setProperty("Tag", "MOVEH");
+    lvdown_->setProperty("Tag", "MOVEH");
+    content_->setProperty("Tag", "STRETCHALL");
+    lbTopvlg_->setProperty("Tag", "MOVEV");
+    image1_->setProperty("Tag", "STRETCHHMOVEV");
+    const QRect pane(kMargin, 0, content_->width() - 2 * kMargin, content_->height());
+    for (QWidget* w : {static_cast<QWidget*>(tree_), static_cast<QWidget*>(imgHVR_),
+                       static_cast<QWidget*>(lists_[0]), static_cast<QWidget*>(lists_[1]),
+                       static_cast<QWidget*>(lists_[2]), static_cast<QWidget*>(lists_[3])}) {
+        w->setGeometry(pane);
+        w->setProperty("Tag", "STRETCHALL");
+    }
+    // Each page's buttons share the row among themselves: they stand on one another's places.
+    const int rowWidth = pageRow_->width() - 2 * kMargin;
+    for (const auto& [from, to] : {std::pair{0, 2}, std::pair{3, 4}, std::pair{5, 6}}) {
+        const int n = to - from + 1;
+        const int w = (rowWidth - (n - 1) * kButtonGap) / n;
+        for (int i = from; i <= to; ++i)
+            pageButtons_[static_cast<size_t>(i)]->setGeometry(kMargin + (i - from) * (w + kButtonGap), 0, w,
+                                                              pageRow_->height());
+    }
 }
 
 // Quick find: the box, the server search and the popup of the search mode. The buttons come on
@@ -104,17 +134,13 @@ QLayout* MainFrame::buildTabRow() {
 }
 
 // All seven page buttons share one row; a page shows its own and hides the rest.
-QLayout* MainFrame::buildButtonRow(const MainFrameSetup& setup) {
+QWidget* MainFrame::buildButtonRow(const MainFrameSetup& setup) {
     const std::array<const char*, 7> captions{"我的好友", "黑名单",   "陌生人",  "创建山庄",
                                               "添加山庄", "游戏大厅", "玩家社区"};
-    auto* row = new QHBoxLayout;
-    row->setContentsMargins(kMargin, 0, kMargin, 0);
-    row->setSpacing(4);
-    for (int i = 0; i < 7; ++i) {
-        auto* b = subButton(captions[static_cast<size_t>(i)], i, this);
-        pageButtons_[static_cast<size_t>(i)] = b;
-        row->addWidget(b, 1);
-    }
+    pageRow_ = new QWidget(this);
+    for (int i = 0; i < 7; ++i)
+        pageButtons_[static_cast<size_t>(i)] = subButton(captions[static_cast<size_t>(i)], i, pageRow_);
+    pageRow_->setFixedHeight(pageButtons_[0]->sizeHint().height());
     for (int i = 0; i < 3; ++i) {
         pageButtons_[static_cast<size_t>(i)]->setMode(lvButtons_H::Option);
         connect(pageButtons_[static_cast<size_t>(i)], &lvButtons_H::Click, this,
@@ -130,14 +156,13 @@ QLayout* MainFrame::buildButtonRow(const MainFrameSetup& setup) {
         b->setEnabled(!url.isEmpty());
         connect(b, &lvButtons_H::Click, this, [this, url] { emit urlRequested(url); });
     }
-    return row;
+    return pageRow_;
 }
 
 // The lists, the tree and the partner banner share one place; a page shows one of them.
 QWidget* MainFrame::buildContent(const MainFrameSetup& setup) {
     auto* content = new QWidget(this);
-    auto* grid = new QGridLayout(content);
-    grid->setContentsMargins(kMargin, 0, kMargin, 0);
+    content_ = content;
     QPalette white = palette();
     white.setColor(QPalette::Base, Qt::white);
     white.setColor(QPalette::Text, QColor(0x22, 0x28, 0x33));
@@ -151,13 +176,11 @@ QWidget* MainFrame::buildContent(const MainFrameSetup& setup) {
         l->SetPos(46, captionY, 46, captionY, 6, 2, 6, 2);
         l->setImageList(&heads_);
         lists_[static_cast<size_t>(i)] = l;
-        grid->addWidget(l, 0, 0);
     }
     tree_ = new ContactTreeView(content);
     tree_->setObjectName("MyTree");
     tree_->setPalette(white);
     tree_->setImageList(&heads_);
-    grid->addWidget(tree_, 0, 0);
 
     imgHVR_ = new QLabel(content);
     imgHVR_->setObjectName("imgHVR");
@@ -166,7 +189,6 @@ QWidget* MainFrame::buildContent(const MainFrameSetup& setup) {
     imgHVR_->setFocusPolicy(Qt::StrongFocus);
     if (!setup.partnerUrl.isEmpty()) imgHVR_->setCursor(Qt::PointingHandCursor);
     imgHVR_->installEventFilter(this);
-    grid->addWidget(imgHVR_, 0, 0);
     return content;
 }
 
@@ -208,6 +230,22 @@ void MainFrame::showPage(int page) {
         t->setValue(current);
         t->setForeColor(current ? QColor(0, 0, 255) : QColor(0, 0, 0));
     }
+}
+
+void MainFrame::showRoomOnly() {
+    for (int i = 0; i < 3; ++i) lists_[static_cast<size_t>(i)]->setVisible(false);
+    lists_[3]->setVisible(true);
+    lists_[3]->raise();
+    lists_[3]->setSelected(ItemList::kSelectionCleared);
+    tree_->setVisible(false);
+    image1_->setEnabled(true);
+    for (int i = 0; i < 7; ++i) pageButtons_[static_cast<size_t>(i)]->setVisible(i >= 5);
+    // Our tabs also show the current page pressed: the pressed one follows the blue caption.
+    for (int i = 0; i < 4; ++i) {
+        tabs_[static_cast<size_t>(i)]->setForeColor(i == Rooms ? QColor(0, 0, 255) : Qt::black);
+        tabs_[static_cast<size_t>(i)]->setValue(i == Rooms);
+    }
+    lbTopvlg_->setVisible(false);
 }
 
 void MainFrame::showFriendList(int index) {

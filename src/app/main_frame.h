@@ -42,11 +42,17 @@ class MainFrame : public XPContainer {
     // Rows of the lists, in pixels: a 32-pixel head and a margin.
     static constexpr int kItemHeight = 36;
 
-    explicit MainFrame(const MainFrameSetup& setup, QWidget* parent = nullptr);
+    // Made at its `design` size: its controls take their design places there, and their Tags
+    // move them when the main window changes size.
+    MainFrame(const MainFrameSetup& setup, QSize design, QWidget* parent = nullptr);
 
     // Com_tab(i) click: the page's controls show and the others hide, its button turns pure
     // blue and the others black.
     void showPage(int page);
+    // The room-only view: the rooms' list in front with its selection cleared, the rest of the
+    // pages' lists, tree, buttons and link hidden, the rooms page's buttons shown and Com_tab(2)
+    // blue. Unlike showPage it leaves the banners' visibility and the current page as they were.
+    void showRoomOnly();
     int currentPage() const { return page_; }
     // lvButtons_H1(0..2) on the friends page: friends, blacklist, strangers.
     void showFriendList(int index);
@@ -62,6 +68,8 @@ class MainFrame : public XPContainer {
     QLineEdit* findBox() const { return findBox_; }
     lvButtons_H* searchButton() const { return comSerch_; }
     lvButtons_H* searchModeButton() const { return lvdown_; }
+    QLabel* banner() const { return image1_; }
+    QLabel* topGroupsLink() const { return lbTopvlg_; }
     const ImageList& heads() const { return heads_; }
 
   protected:
@@ -74,8 +82,9 @@ class MainFrame : public XPContainer {
   private:
     QLayout* buildFindRow();
     QLayout* buildTabRow();
-    QLayout* buildButtonRow(const MainFrameSetup& setup);
+    QWidget* buildButtonRow(const MainFrameSetup& setup);
     QWidget* buildContent(const MainFrameSetup& setup);
+    void placeDesign();
 
     ImageList heads_;
     std::array<lvButtons_H*, 4> tabs_{};
@@ -88,6 +97,8 @@ class MainFrame : public XPContainer {
     QLabel* image1_ = nullptr;
     QLabel* imgHVR_ = nullptr;
     QLabel* lbTopvlg_ = nullptr;
+    QWidget* pageRow_ = nullptr;
+    QWidget* content_ = nullptr;
     int page_ = Friends;
     int friendList_ = 0;
     SearchMode searchMode_ = ByName;

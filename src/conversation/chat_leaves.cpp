@@ -39,7 +39,7 @@ void ChatManager::registerLeaves() {
     h.on(kind::kChat, [this](Session&) { onChat(); });
     h.on(kind::kGroupChat, [this](Session&) { onGroupChat(); });
     h.on(kind::kMemberChat, [this](Session&) { onMemberChat(); });
-    h.on(kind::kRoom, [this](Session&) { onRoom(); });
+    h.on(kind::kRoom, [this](Session&) { onRoomLine(); });
     h.on(kind::kJoinRequest, [this](Session&) { onJoinRequest(); });
 }
 
@@ -114,7 +114,7 @@ void ChatManager::onMemberChat() {
 
 // Only a line of a room whose window is open is queued; the window flashes once for it. The
 // other codes of the family belong to the room window itself.
-void ChatManager::onRoom() {
+void ChatManager::onRoomLine() {
     if (session_.wire.head.Code != code::kRoomLine) return;
     const Bytes caption = groupCaption(roomName);
     bool open = false;

@@ -25,6 +25,7 @@ class NoWindows final : public ChatWindowDirectory {
     void showMainWindow(bool) override {}
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}
+    RoomView* roomView(const Bytes&) override { return nullptr; }
 };
 
 }  // namespace

@@ -104,6 +104,11 @@ class ChatManager : public QObject {
     // revMsg.nq of the logged-in user.
     [[nodiscard]] std::string recordFile() const;
 
+    // The leaf of a room's line (2,7) code 3; the room's other codes are the public room's.
+    void onRoomLine();
+    // The windows set, or a directory in which nothing is open and nothing opens.
+    [[nodiscard]] ChatWindowDirectory& windowDirectory() { return windows(); }
+
   signals:
     // The tray icon is to show TrayIconState `state` (0, 1 or 2) now, even when unchanged.
     void trayIconRefresh(int state);
@@ -116,7 +121,6 @@ class ChatManager : public QObject {
     void onChat();
     void onGroupChat();
     void onMemberChat();
-    void onRoom();
     void onJoinRequest();
     [[nodiscard]] float kindOfSender(const Bytes& sender);
     void playMessageSound();

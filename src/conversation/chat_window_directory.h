@@ -12,6 +12,8 @@
 
 namespace nq {
 
+class RoomView;
+
 struct OpenChat {
     Bytes caption;                 // "与x聊天中" or "在x聊天中"
     std::optional<ChatMode> mode;  // none for a window whose mode was never set
@@ -29,6 +31,8 @@ struct NewChatWindow {
     Bytes lbFrd;                       // the conversation's name label
     bool groupPanel = false;           // vlgFrame shown and on top
     std::vector<GroupMember> members;  // IList1's rows, for a group
+    bool captionAsGiven = false;       // the title is `caption` itself, not made from mode and lbFrd
+    bool focusSendBox = false;
 };
 
 class ChatWindowDirectory {
@@ -49,6 +53,8 @@ class ChatWindowDirectory {
     virtual void showJoinRequests() = 0;
     // A further frmCheck with the given caption, shown.
     virtual void openJoinRequestWindow(const Bytes& caption) = 0;
+    // The first open window of that caption in mode "MM", or null.
+    [[nodiscard]] virtual RoomView* roomView(const Bytes& caption) = 0;
 };
 
 }  // namespace nq

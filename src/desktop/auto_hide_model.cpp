@@ -5,7 +5,9 @@
 namespace nq {
 
 namespace {
-int sign(int v) { return (v > 0) - (v < 0); }
+int sign(int v) {
+    return (v > 0) - (v < 0);
+}
 }  // namespace
 
 QPoint AutoHideModel::finalPosition(const QRect& frame) const {
@@ -51,10 +53,18 @@ std::optional<QPoint> AutoHideModel::setOpen(bool open, const QRect& frame) {
     const int w = frame.width(), h = frame.height(), seen = s_.pixelsSeen;
     int d = 0;
     switch (s_.where) {
-        case 2: d = open ? seen - h : h - seen; break;
-        case 3: d = open ? w - seen : seen - w; break;
-        case 4: d = open ? seen - w : w - seen; break;
-        default: d = open ? h - seen : seen - h; break;
+        case 2:
+            d = open ? seen - h : h - seen;
+            break;
+        case 3:
+            d = open ? w - seen : seen - w;
+            break;
+        case 4:
+            d = open ? seen - w : w - seen;
+            break;
+        default:
+            d = open ? h - seen : seen - h;
+            break;
     }
     distance_ = static_cast<std::int16_t>(d);
     vertical_ = s_.where == 1 || s_.where == 2;

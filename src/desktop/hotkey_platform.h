@@ -1,7 +1,7 @@
 #pragma once
-// The hotkey grabber for the platform Qt runs on: X11 key grabs under the xcb platform (XWayland
-// included); elsewhere a grabber that registers nothing, after one line on stderr that the
-// global hotkey is unavailable.
+// The hotkey grabber for the desktop: in a Wayland session the desktop's GlobalShortcuts portal
+// over D-Bus, X11 key grabs under the xcb platform otherwise; where neither exists a grabber that
+// registers nothing, after one line on stderr that the global hotkey is unavailable.
 
 #include <memory>
 

@@ -17,25 +17,30 @@ constexpr std::array<std::pair<std::string_view, std::uint16_t>, 7> kNames{{
     {"Ctrl+Alt+Shift", kHotkeyCtrl | kHotkeyAlt | kHotkeyShift},
 }};
 
-// Virtual keys whose X11 keysyms do not follow from a range.
-constexpr std::array<std::pair<int, std::uint32_t>, 17> kSingles{{
-    {0x08, 0xff08},  // Back
-    {0x09, 0xff09},  // Tab
-    {0x0d, 0xff0d},  // Return
-    {0x13, 0xff13},  // Pause
-    {0x1b, 0xff1b},  // Escape
-    {0x20, 0x0020},  // space
-    {0x21, 0xff55},  // Prior
-    {0x22, 0xff56},  // Next
-    {0x23, 0xff57},  // End
-    {0x24, 0xff50},  // Home
-    {0x25, 0xff51},  // Left
-    {0x26, 0xff52},  // Up
-    {0x27, 0xff53},  // Right
-    {0x28, 0xff54},  // Down
-    {0x2c, 0xff61},  // Print
-    {0x2d, 0xff63},  // Insert
-    {0x2e, 0xffff},  // Delete
+// Virtual keys whose X11 keysyms do not follow from a range, with the keysyms' names.
+struct Single {
+    int vk;
+    std::uint32_t keysym;
+    std::string_view name;
+};
+constexpr std::array<Single, 17> kSingles{{
+    {0x08, 0xff08, "BackSpace"},
+    {0x09, 0xff09, "Tab"},
+    {0x0d, 0xff0d, "Return"},
+    {0x13, 0xff13, "Pause"},
+    {0x1b, 0xff1b, "Escape"},
+    {0x20, 0x0020, "space"},
+    {0x21, 0xff55, "Prior"},
+    {0x22, 0xff56, "Next"},
+    {0x23, 0xff57, "End"},
+    {0x24, 0xff50, "Home"},
+    {0x25, 0xff51, "Left"},
+    {0x26, 0xff52, "Up"},
+    {0x27, 0xff53, "Right"},
+    {0x28, 0xff54, "Down"},
+    {0x2c, 0xff61, "Print"},
+    {0x2d, 0xff63, "Insert"},
+    {0x2e, 0xffff, "Delete"},
 }};
 
 }  // namespace
@@ -98,9 +103,28 @@ std::uint32_t x11Keysym(int vk) {
     if (vk >= 'A' && vk <= 'Z') return static_cast<std::uint32_t>(vk - 'A' + 'a');
     if (vk >= 0x60 && vk <= 0x69) return 0xffb0 + static_cast<std::uint32_t>(vk - 0x60);  // KP_0..KP_9
     if (vk >= 0x70 && vk <= 0x87) return 0xffbe + static_cast<std::uint32_t>(vk - 0x70);  // F1..F24
-    for (const auto& [code, keysym] : kSingles)
-        if (code == vk) return keysym;
+    for (const Single& single : kSingles)
+        if (single.vk == vk) return single.keysym;
     return 0;
+}
+
+std::string portalTrigger(const HotkeySpec& spec) {
+    const int vk = spec.virtualKey;
+    std::string key;
+    if ((vk >= '0' && vk <= '9') || (vk >= 'A' && vk <= 'Z'))
+        key = std::string(1, static_cast<char>(x11Keysym(vk)));
+    else if (vk >= 0x60 && vk <= 0x69)
+        key = "KP_" + std::to_string(vk - 0x60);
+    else if (vk >= 0x70 && vk <= 0x87)
+        key = "F" + std::to_string(vk - 0x70 + 1);
+    for (const Single& single : kSingles)
+        if (single.vk == vk) key = single.name;
+    if (key.empty()) return {};
+    std::string trigger;
+    if (spec.mask & kHotkeyCtrl) trigger += "CTRL+";
+    if (spec.mask & kHotkeyAlt) trigger += "ALT+";
+    if (spec.mask & kHotkeyShift) trigger += "SHIFT+";
+    return trigger + key;
 }
 
 }  // namespace nq

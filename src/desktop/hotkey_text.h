@@ -51,4 +51,9 @@ std::uint16_t x11Modifiers(std::uint16_t mask);
 // space, the arrows and the editing block); 0 for a code with no X11 counterpart.
 std::uint32_t x11Keysym(int virtualKey);
 
+// The combination as the desktop's shortcut portal takes a preferred trigger: upper-case
+// modifier names joined by "+" and the key's keysym name ("CTRL+ALT+q", "SHIFT+F12"); empty
+// for a key with no X11 counterpart.
+std::string portalTrigger(const HotkeySpec& spec);
+
 }  // namespace nq

@@ -80,10 +80,12 @@ bool MagneticSnap::touchesInWidth(const SnapRect& r, const SnapRect& e) const {
 
 SnapRect MagneticSnap::sizing(Id id, const SnapRect& proposed, SizingEdge edge) const {
     const int self = indexOf(id);
-    const bool leftEdge = edge == SizingEdge::Left || edge == SizingEdge::TopLeft || edge == SizingEdge::BottomLeft;
+    const bool leftEdge =
+        edge == SizingEdge::Left || edge == SizingEdge::TopLeft || edge == SizingEdge::BottomLeft;
     const bool rightEdge =
         edge == SizingEdge::Right || edge == SizingEdge::TopRight || edge == SizingEdge::BottomRight;
-    const bool topEdge = edge == SizingEdge::Top || edge == SizingEdge::TopLeft || edge == SizingEdge::TopRight;
+    const bool topEdge =
+        edge == SizingEdge::Top || edge == SizingEdge::TopLeft || edge == SizingEdge::TopRight;
     const bool bottomEdge =
         edge == SizingEdge::Bottom || edge == SizingEdge::BottomLeft || edge == SizingEdge::BottomRight;
     const auto near = [this](int a, int b) { return std::abs(a - b) < snapWidth; };
@@ -94,22 +96,30 @@ SnapRect MagneticSnap::sizing(Id id, const SnapRect& proposed, SizingEdge edge) 
         const SnapRect& e = rects_[i];
         if (touchesInHeight(r, e)) {
             if (leftEdge) {
-                if (near(proposed.left, e.left)) r.left = e.left;
-                else if (near(proposed.left, e.right)) r.left = e.right;
+                if (near(proposed.left, e.left))
+                    r.left = e.left;
+                else if (near(proposed.left, e.right))
+                    r.left = e.right;
             }
             if (rightEdge) {
-                if (near(proposed.right, e.left)) r.right = e.left;
-                else if (near(proposed.right, e.right)) r.right = e.right;
+                if (near(proposed.right, e.left))
+                    r.right = e.left;
+                else if (near(proposed.right, e.right))
+                    r.right = e.right;
             }
         }
         if (touchesInWidth(r, e)) {
             if (topEdge) {
-                if (near(proposed.top, e.top)) r.top = e.top;
-                else if (near(proposed.top, e.bottom)) r.top = e.bottom;
+                if (near(proposed.top, e.top))
+                    r.top = e.top;
+                else if (near(proposed.top, e.bottom))
+                    r.top = e.bottom;
             }
             if (bottomEdge) {
-                if (near(proposed.bottom, e.top)) r.bottom = e.top;
-                else if (near(proposed.bottom, e.bottom)) r.bottom = e.bottom;
+                if (near(proposed.bottom, e.top))
+                    r.bottom = e.top;
+                else if (near(proposed.bottom, e.bottom))
+                    r.bottom = e.bottom;
             }
         }
     }

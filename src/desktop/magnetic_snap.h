@@ -55,7 +55,8 @@ class MagneticSnap {
 
     // At the start of a move or resize: the work area and every window's rectangle (a zoomed
     // window reports the work area), index for index with the table; entry 0 is ignored.
-    void enterSizeMove(Id moving, const SnapRect& workArea, const std::vector<SnapRect>& rects, QPoint cursor);
+    void enterSizeMove(Id moving, const SnapRect& workArea, const std::vector<SnapRect>& rects,
+                       QPoint cursor);
 
     // The rectangle a resize really takes.
     [[nodiscard]] SnapRect sizing(Id id, const SnapRect& proposed, SizingEdge edge) const;

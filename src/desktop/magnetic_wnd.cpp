@@ -109,8 +109,8 @@ void cMagneticWnd::endMove(QWidget* window) {
 void cMagneticWnd::followParent(QWidget* parent) {
     const int self = snap_.indexOf(idOf(parent));
     if (self == 0) return;
-    const QPoint travel = parent->frameGeometry().topLeft() -
-                          QPoint(snap_.rect(self).left, snap_.rect(self).top);
+    const QPoint travel =
+        parent->frameGeometry().topLeft() - QPoint(snap_.rect(self).left, snap_.rect(self).top);
     if (travel.isNull()) return;
     placing_ = true;
     for (int i = 1; i <= snap_.count(); ++i) {

@@ -1,5 +1,6 @@
 #include "desktop/mod_autosize.h"
 
+#include <QLayout>
 #include <QVariant>
 #include <QWidget>
 
@@ -11,10 +12,10 @@ AutosizeRule autosizeRule(const QString& tag) {
         AutosizeRule rule;
     };
     static const Entry kRules[] = {
-        {"STRETCHH", {true, false, false, false}},      {"STRETCHV", {false, true, false, false}},
-        {"STRETCHALL", {true, true, false, false}},     {"MOVEH", {false, false, true, false}},
-        {"MOVEV", {false, false, false, true}},         {"MOVEALL", {false, false, true, true}},
-        {"STRETCHVMOVEH", {false, true, true, false}},  {"STRETCHHMOVEV", {true, false, false, true}},
+        {"STRETCHH", {true, false, false, false}},     {"STRETCHV", {false, true, false, false}},
+        {"STRETCHALL", {true, true, false, false}},    {"MOVEH", {false, false, true, false}},
+        {"MOVEV", {false, false, false, true}},        {"MOVEALL", {false, false, true, true}},
+        {"STRETCHVMOVEH", {false, true, true, false}}, {"STRETCHHMOVEV", {true, false, false, true}},
     };
     for (const Entry& e : kRules)
         if (tag == QLatin1String(e.tag)) return e.rule;
@@ -36,24 +37,47 @@ QRect autosizeRect(const QRect& d, const AutosizeRule& rule, QSize design, QSize
 
 namespace {
 
+void recordTagged(AutosizeRecords& table, QWidget* control) {
+    const QString tag = control->property("Tag").toString();
+    if (tag.isEmpty()) return;
+    table.records.push_back({control->geometry(), tag});
+    table.controls.emplace_back(control);
+}
+
 void takeRecords(AutosizeRecords& table, QWidget* window) {
     table.records.clear();
     table.controls.clear();
-    for (QWidget* child : window->findChildren<QWidget*>()) {
-        const QString tag = child->property("Tag").toString();
-        if (tag.isEmpty()) continue;
-        table.records.push_back({child->geometry(), tag});
-        table.controls.emplace_back(child);
+    for (QWidget* child : window->findChildren<QWidget*>()) recordTagged(table, child);
+    table.design = window->size();
+}
+
+void settle(QWidget* w) {
+    if (QLayout* l = w->layout()) {
+        l->activate();
+        l->setGeometry(w->rect());
     }
-    table.design = window->frameGeometry().size();
+    for (QWidget* child : w->findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+        if (!child->isWindow()) settle(child);
 }
 
 }  // namespace
 
+void AutosizeAppend(AutosizeRecords& table, QWidget* part) {
+    recordTagged(table, part);
+    for (QWidget* child : part->findChildren<QWidget*>()) recordTagged(table, child);
+}
+
+void freezeLayouts(QWidget* root) {
+    settle(root);
+    delete root->layout();
+    for (QWidget* w : root->findChildren<QWidget*>())
+        if (!w->isWindow()) delete w->layout();
+}
+
 void AutosizeControls(AutosizeRecords& table, QWidget* window, bool rebuild, AutosizeAxis axis) {
     if (!window || window->isMinimized()) return;
     if (table.records.empty() || rebuild) takeRecords(table, window);
-    const QSize present = window->frameGeometry().size();
+    const QSize present = window->size();
     for (std::size_t i = 0; i < table.records.size(); ++i) {
         QWidget* control = table.controls[i];
         if (!control) continue;

@@ -2,12 +2,14 @@
 // Mod_Autosize: keeps a window's controls at their design distances from the right and bottom
 // edges as the window changes size. Each control says in its "Tag" property how it reacts; no
 // layout engine takes part, and nothing is ever scaled: a control keeps its size or takes up the
-// whole difference. All sizes are in pixels of the window's outer (frame) size.
+// whole difference. All sizes are in pixels. Only differences between the present and the design
+// size of the window count, so the client size serves as well as the outer size while the frame
+// stays the same, and unlike the outer size it is known before the window manager decorates.
 
+#include <QPointer>
 #include <QRect>
 #include <QSize>
 #include <QString>
-#include <QPointer>
 #include <vector>
 
 class QWidget;
@@ -51,5 +53,15 @@ struct AutosizeRecords {
 // present size becomes the design size.
 void AutosizeControls(AutosizeRecords& table, QWidget* window, bool rebuild = false,
                       AutosizeAxis axis = AutosizeAxis::Both);
+
+// Records the tagged controls of `part` (itself included), a panel made after the table was
+// taken, at their present geometry, which must be their place at the window's design size.
+// The next AutosizeControls call moves them to the window's present size.
+void AutosizeAppend(AutosizeRecords& table, QWidget* part);
+
+// Lets every Qt layout under `root` (root's own included) place its widgets once at the size
+// they have now, then removes the layouts: the geometry they leave is the design geometry,
+// and afterwards only the Tags move anything. Explicitly hidden widgets are not placed.
+void freezeLayouts(QWidget* root);
 
 }  // namespace nq

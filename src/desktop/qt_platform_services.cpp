@@ -2,6 +2,8 @@
 
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QFile>
+#include <QGuiApplication>
 #include <QLibrary>
 #include <QMessageBox>
 #include <QProcess>
@@ -47,6 +49,10 @@ QtPlatformServices::~QtPlatformServices() {
 
 BoxAnswer QtPlatformServices::messageBox(const std::string& text, const std::string& title,
                                          BoxButtons buttons, BoxIcon icon) {
+    // Offscreen nobody sees the box: a headless run (a script, a check of an installed package)
+    // still learns what the client said, and that it now waits for an answer.
+    if (QGuiApplication::platformName() == QLatin1String("offscreen"))
+        std::fprintf(stderr, "nqchat: message box \"%s\": %s\n", title.c_str(), text.c_str());
     QMessageBox box(boxIcon(icon), fromUtf8(title), fromUtf8(text),
                     buttons == BoxButtons::OkCancel ? QMessageBox::Ok | QMessageBox::Cancel : QMessageBox::Ok,
                     mainWindow_.data());
@@ -60,8 +66,13 @@ void QtPlatformServices::playSound(const std::string& path) {
     if (path.empty()) return;
     if (!soundLoaded_) {
         soundLoaded_ = true;
-        const QString folder =
-            soundModuleFolder_.isEmpty() ? QCoreApplication::applicationDirPath() : soundModuleFolder_;
+        // A build keeps the module beside nqchat; a package keeps it under the library folder.
+        QString folder = soundModuleFolder_;
+        if (folder.isEmpty()) {
+            folder = QCoreApplication::applicationDirPath();
+            if (!QFile::exists(folder + QLatin1Char('/') + QLatin1String(kSoundModuleName)))
+                folder += QLatin1String("/" NQ_SOUND_MODULE_RELDIR);
+        }
         QLibrary module(folder + QLatin1Char('/') + QLatin1String(kSoundModuleName));
         play_ = reinterpret_cast<PlaySoundFunction>(module.resolve(kPlaySoundSymbol));
         // Without the module the program stays silent; saying so once is enough.

@@ -17,8 +17,8 @@ namespace {
 constexpr std::array<std::uint16_t, 4> kLockVariants{0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_2,
                                                      XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2};
 // The modifier bits that tell one hotkey from another; the lock keys and mouse buttons do not.
-constexpr std::uint16_t kSignificant = XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 |
-                                       XCB_MOD_MASK_4;
+constexpr std::uint16_t kSignificant =
+    XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_4;
 
 }  // namespace
 
@@ -37,7 +37,8 @@ XcbHotkeyGrabber::~XcbHotkeyGrabber() {
     if (connection_ == nullptr) return;
     if (QCoreApplication::instance() != nullptr) QCoreApplication::instance()->removeNativeEventFilter(this);
     for (const Grab& g : grabs_)
-        for (std::uint16_t lock : kLockVariants) xcb_ungrab_key(connection_, g.keycode, root_, g.modifiers | lock);
+        for (std::uint16_t lock : kLockVariants)
+            xcb_ungrab_key(connection_, g.keycode, root_, g.modifiers | lock);
     xcb_flush(connection_);
 }
 
@@ -46,8 +47,8 @@ std::uint8_t XcbHotkeyGrabber::keycodeOf(std::uint32_t keysym) const {
     const int first = setup->min_keycode;
     const int count = setup->max_keycode - first + 1;
     xcb_get_keyboard_mapping_reply_t* reply = xcb_get_keyboard_mapping_reply(
-        connection_, xcb_get_keyboard_mapping(connection_, setup->min_keycode, static_cast<std::uint8_t>(count)),
-        nullptr);
+        connection_,
+        xcb_get_keyboard_mapping(connection_, setup->min_keycode, static_cast<std::uint8_t>(count)), nullptr);
     if (reply == nullptr) return 0;
     const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(reply);
     const int perCode = reply->keysyms_per_keycode;
@@ -77,7 +78,8 @@ void XcbHotkeyGrabber::RegisterHotKey(int id, std::uint16_t mask, int virtualKey
         }
     }
     if (!held) {
-        for (std::uint16_t lock : kLockVariants) xcb_ungrab_key(connection_, keycode, root_, modifiers | lock);
+        for (std::uint16_t lock : kLockVariants)
+            xcb_ungrab_key(connection_, keycode, root_, modifiers | lock);
         xcb_flush(connection_);
         return;
     }
@@ -91,7 +93,8 @@ void XcbHotkeyGrabber::UnregisterHotKey(int id) {
     if (connection_ == nullptr) return;
     std::erase_if(grabs_, [&](const Grab& g) {
         if (g.id != id) return false;
-        for (std::uint16_t lock : kLockVariants) xcb_ungrab_key(connection_, g.keycode, root_, g.modifiers | lock);
+        for (std::uint16_t lock : kLockVariants)
+            xcb_ungrab_key(connection_, g.keycode, root_, g.modifiers | lock);
         return true;
     });
     xcb_flush(connection_);

@@ -50,17 +50,19 @@ void Session::restoreLoginPanel(const std::string& commandLine) {
     }
 
     hallStart = false;
-    if (const auto hall = parseHallLine(gbk::fromUtf8(commandLine))) {
-        hallStart = true;
-        hallCommand = hall->command;
-        view_.setLoginEnabled(false);
-        view_.setCancelEnabled(true);
-        timer_.setEnabled(true);
-        view_.setNameText(gbk::toUtf8(hall->name));
-        view_.setPasswordText(kPasswordPlaceholder);
-        startLogin(hall->name, joinFields({hall->name, hall->digest}));
-    }
+    if (const auto hall = parseHallLine(gbk::fromUtf8(commandLine))) startHallLogin(*hall);
     emit hallLinkStartDue();
+}
+
+void Session::startHallLogin(const HallStart& hall) {
+    hallStart = true;
+    hallCommand = hall.command;
+    view_.setLoginEnabled(false);
+    view_.setCancelEnabled(true);
+    timer_.setEnabled(true);
+    view_.setNameText(gbk::toUtf8(hall.name));
+    view_.setPasswordText(kPasswordPlaceholder);
+    startLogin(hall.name, joinFields({hall.name, hall.digest}));
 }
 
 void Session::comLoginClick() {

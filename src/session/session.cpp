@@ -35,7 +35,7 @@ std::string Session::userIni() const {
     return programFolder_ + "/" + std::string(keys::kUserFileName);
 }
 std::string Session::soundPath(const std::string& file) const {
-    return programFolder_ + "/sound/" + file;
+    return assetFolder() + "/sound/" + file;
 }
 std::string Session::updaterPath() const {
     return programFolder_ + "/update";

@@ -16,6 +16,7 @@
 #include "session/dispatch.h"
 #include "session/platform_services.h"
 #include "session/session_view.h"
+#include "session/startup.h"
 #include "session/transport.h"
 #include "store/ini_file.h"
 #include "wire/packet.h"
@@ -97,6 +98,10 @@ class Session : public QObject {
 
     // ---- paths in the program folder ----
     const std::string& programFolder() const { return programFolder_; }
+    // Sounds, pictures and faces: the program folder unless an install keeps them apart
+    // (read-only under /usr/share while the program folder is the user's own).
+    const std::string& assetFolder() const { return assetFolder_.empty() ? programFolder_ : assetFolder_; }
+    void setAssetFolder(std::string folder) { assetFolder_ = std::move(folder); }
     std::string sysIni() const;
     std::string userIni() const;
     std::string userFolder() const;                     // <program folder>/<myName>
@@ -132,6 +137,8 @@ class Session : public QObject {
     // The end of the main window's load: boxes, automatic login, the hall's command line, and
     // then the hall link starts.
     void restoreLoginPanel(const std::string& commandLine);
+    // A start line's login, without a click: at the load, or handed over by a second nqchat.
+    void startHallLogin(const HallStart& hall);
     void comLoginClick();
     void comCancleClick();
     void remPwdClicked(bool checked);
@@ -206,6 +213,7 @@ class Session : public QObject {
     static void writeSetting(const std::string& file, std::string_view key, std::string_view value);
 
     std::string programFolder_;
+    std::string assetFolder_;  // empty: the program folder
     PlatformServices& services_;
     SessionView& view_;
     DatagramSocket& update_;

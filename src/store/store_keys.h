@@ -105,6 +105,12 @@ namespace temp {
 inline constexpr std::string_view kFileName = "nqtemp.nq";
 inline constexpr std::string_view kHallChatSection = "\xB4\xF3\xCC\xFC\xC1\xC4\xCC\xEC";  // 大厅聊天
 inline constexpr std::string_view kHallChatKey = "1";
+// The hall's lists, in the program folder's copy: names under "1", "2", ... and their count,
+// spelled "num" for friends and "Num" for the blacklist (the reader is case-blind; the hall is not).
+inline constexpr std::string_view kAddFriendsSection = "\xBC\xD3\xCE\xAA\xBA\xC3\xD3\xD1";      // 加为好友
+inline constexpr std::string_view kAddBlacklistSection = "\xBC\xD3\xCE\xAA\xBA\xDA\xC3\xFB\xB5\xA5";  // 加为黑名单
+inline constexpr std::string_view kAddFriendsCount = "num";
+inline constexpr std::string_view kAddBlacklistCount = "Num";
 }  // namespace temp
 
 // ---- User.ini (per user) and Sys.ini (per installation): section Setting and Position.

@@ -71,6 +71,8 @@ inline constexpr FrameKind kMayCreateGroup{7, 10};
 inline constexpr FrameKind kNoticeBox{8, 1};
 inline constexpr FrameKind kNoticeToast{8, 2};
 inline constexpr FrameKind kKeepAlive{9, 0};
+// Direct links: the client's one request; the answers are read by family alone
+inline constexpr FrameKind kFileRequest{10, 1};
 }  // namespace kind
 
 // Codes, by the kinds that carry them. A request's code says what is asked; a reply's code
@@ -93,6 +95,8 @@ inline constexpr uint16_t kRoomEntryFailed = 2;
 inline constexpr uint16_t kRoomLine = 3;
 inline constexpr uint16_t kRoomLeave = 4;  // client: leaving; server: somebody left
 inline constexpr uint16_t kRoomMembers = 5;
+// (3,11)
+inline constexpr uint16_t kRoomListed = 1;
 // (3,1) requests
 inline constexpr uint16_t kProfileShow = 1;
 inline constexpr uint16_t kProfileAfterAdd = 3;  // completes a friend just added

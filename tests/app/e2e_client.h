@@ -21,7 +21,8 @@ inline constexpr int kE2eTickMs = 50;
 
 // One user's whole client with the stock faces, logged in.
 struct E2eClient {
-    E2eClient(const TempDir& tmp, const QString& ip, const char* name)
+    // With a start line the client logs in by it, as a game hall starts it; else by the panel.
+    E2eClient(const TempDir& tmp, const QString& ip, const char* name, const std::string& startLine = "")
         : account(name), home(QString::fromStdString(tmp.file(name))) {
         EXPECT_TRUE(QDir().mkpath(home));
         writeCrlf(home + "/Sys.ini", {"[Setting]", "Ver=1.0", "Server=" + ip});
@@ -30,8 +31,9 @@ struct E2eClient {
         timer = std::make_unique<QtTimer>(kE2eTickMs, [this] { form->session().tick(); });
         form = std::make_unique<app::Mainform>(app::MainformOptions{home.toStdString(), kE2eTickMs},
                                                app::MainformParts{services, update, chat, *timer, desktop});
-        form->load("");
+        form->load(startLine);
         form->show();
+        if (!startLine.empty()) return;
         form->loginFrame().txtName->setText(name);
         form->loginFrame().txtPassword->setText("123456");
         form->loginFrame().com_login->click();

@@ -193,5 +193,15 @@ TEST(FrmChat, OnlyTheWindowALineIsQueuedForWakes) {
         [&] { return windows[0]->revPane().Text().contains("wake") && !windows[0]->deliveryRunning(); }));
 }
 
+// The last window's place is kept in twips, as the main window's, and the next one opens there.
+TEST(FrmChat, TheNextWindowOpensWhereTheLastClosed) {
+    ChatRig r;
+    app::frmChat& first = r.open();
+    first.move(120, 90);
+    first.close();
+    EXPECT_EQ(r.readIni(keys::kUserFileName, keys::kChatForm, keys::kPositionSection), "1800,1350,");
+    EXPECT_EQ(r.open("c1").pos(), QPoint(120, 90));
+}
+
 }  // namespace
 }  // namespace nq::test

@@ -194,6 +194,28 @@ TEST(MainformFrames, RosterSwapsTheFramesAndLogoutClearsFriendsBlacklistAndTree)
     EXPECT_EQ(mf.currentFriendList(), 0) << "the friends page opens on the friend list";
 }
 
+// From the groups page (which stays the current page) and a minimised window.
+TEST(MainformFrames, TheRoomOnlyView) {
+    FormRig rig;
+    Mainform& f = rig.load();
+    app::MainFrame& mf = f.mainFrame();
+    f.showMainFrame();
+    mf.tab(1)->click();
+    mf.banner()->setEnabled(false);
+    mf.list(3)->setSelected(1);
+    f.showMinimized();
+    f.showRoomView();
+    EXPECT_TRUE(!f.isMinimized() && mf.list(3)->isVisible() && mf.banner()->isEnabled() &&
+                mf.list(3)->Selected() == ItemList::kSelectionCleared && mf.currentPage() == 1);
+    for (QWidget* hidden : {(QWidget*)mf.list(0), (QWidget*)mf.list(1), (QWidget*)mf.list(2),
+                            (QWidget*)mf.tree(), (QWidget*)mf.topGroupsLink()})
+        EXPECT_FALSE(hidden->isVisible());
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(mf.pageButton(i)->isVisible(), i >= 5) << i;
+    for (int i = 0; i < 4; ++i)
+        EXPECT_TRUE(mf.tab(i)->foreColor() == (i == 2 ? QColor(0, 0, 255) : QColor(Qt::black)) &&
+                    mf.tab(i)->value() == (i == 2));
+}
+
 TEST(MainformResize, KeepsTheTopBelowTheEdgeAndTheDesignSizeAsMinimum) {
     FormRig rig;
     Mainform& f = rig.load();

@@ -22,11 +22,13 @@ class RecordingWindows : public ChatWindowDirectory {
     void showMainWindow(bool fixZeroTop) override { mainShown.push_back(fixZeroTop); }
     void showJoinRequests() override {}
     void openJoinRequestWindow(const Bytes&) override {}
+    RoomView* roomView(const Bytes&) override { return opened.empty() ? nullptr : room; }
 
     std::vector<OpenChat> open;
     std::vector<Bytes> flashed;
     std::vector<NewChatWindow> opened;
     std::vector<bool> mainShown;
+    RoomView* room = nullptr;
 };
 
 class ChatRig : public SessionHarness {
@@ -36,8 +38,9 @@ class ChatRig : public SessionHarness {
         m.setWindowDirectory(&windows);
         login();
     }
-    void serve(FrameKind k, const std::vector<std::string_view>& fields, uint32_t stamp = 1) {
-        ScriptedServers::serve(k, 0, fields, stamp);
+    void serve(FrameKind k, const std::vector<std::string_view>& fields, uint32_t stamp = 1,
+               uint16_t code = 0) {
+        ScriptedServers::serve(k, code, fields, stamp);
     }
     void setKey(std::string_view section, std::string_view key, std::string_view value) {
         (void)CIniFile(session->userFile("NQUser.nq")).WriteIniKey(g(section), g(key), g(value));

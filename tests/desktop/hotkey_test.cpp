@@ -56,6 +56,13 @@ TEST(HotkeyText, X11MeaningOfMasksAndKeys) {
     for (const auto& k : keys) EXPECT_EQ(x11Keysym(k.vk), k.keysym) << k.vk;
 }
 
+TEST(HotkeyText, PortalTriggers) {
+    const std::pair<HotkeySpec, const char*> rows[] = {
+        {{3, 'Q'}, "CTRL+ALT+q"}, {{7, 0x7b}, "CTRL+ALT+SHIFT+F12"}, {{4, 0x08}, "SHIFT+BackSpace"},
+        {{0, 0x63}, "KP_3"},      {{6, 0x21}, "CTRL+SHIFT+Prior"},   {{2, 0x5b}, ""}};
+    for (const auto& [spec, trigger] : rows) EXPECT_EQ(portalTrigger(spec), trigger) << trigger;
+}
+
 // Records what reaches the system and lets the test press a registered identifier.
 class FakeGrabber : public HotkeyGrabber {
   public:

@@ -130,6 +130,7 @@ TEST_F(ChatTest, WaitingMessagesAreLimitedBySenderReceiverAndAge) {
 TEST_F(ChatTest, AnswersToAnAddressAreOneADatagramAndRateLimited) {
     config_.login.addressFailures = 1000;
     config_.input.repliesPerSecond = 5;
+    config_.input.framesPerDatagram = 4;  // the frame rate, not the refusal rate, ends a longer datagram
     Bytes logins;
     for (int i = 0; i < 120; ++i)
         logins += encodeFrame({1, kind::kLogin.type, kind::kLogin.sub, 0, 0},

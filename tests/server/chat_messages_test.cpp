@@ -250,5 +250,39 @@ TEST_F(ChatTest, ASilentClientKeepsItsSessionAndIsSentNoMoreThanItsRingHolds) {
     EXPECT_GT(gone.at - lastHeard, 30min);
 }
 
+// Files never travel: whatever the direct-link request, the peer is absent.
+TEST_F(ChatTest, EveryDirectLinkRequestHearsThePeerIsAbsent) {
+    enter(alice, "alice");
+    for (uint16_t sub : {1, 2, 9}) {
+        say(alice, {family::kDirectLink, sub}, 0, {"alice", g("与鲍勃聊天中")});
+        EXPECT_EQ(inbox(alice).back().kind(), (FrameKind{family::kDirectLink, sub}));
+        EXPECT_EQ(inbox(alice).back().header.code, code::kPeerAbsent);
+    }
+}
+
+// The hall's list: each name once per friend the client has, in one datagram; the repeats are
+// passed over, so names past the per-datagram limit still count. Equal chat lines are two lines.
+TEST_F(ChatTest, RepeatedAddRequestsOfOneDatagramCountOnce) {
+    enter(alice, "alice");
+    enter(bob, "bob");
+    Bytes datagram;
+    const auto add = [&](FrameKind k, std::initializer_list<std::string_view> fields) {
+        encodeFrame({.seq = static_cast<uint16_t>(datagram.size()),
+                     .type = k.type,
+                     .sub = k.sub,
+                     .session = session(alice)},
+                    joinFields(fields), datagram);
+    };
+    for (int i = 0; i < 17; ++i) add(kind::kAddFriend, {"alice", "erin"});
+    add(kind::kAddFriend, {"alice", "x"});
+    add(kind::kChat, {"alice", "bob", "ok"});
+    add(kind::kChat, {"alice", "bob", "ok"});
+    raw(alice, datagram);
+    advance(3s);
+    EXPECT_EQ(codesOf(framesOf(alice, kind::kAddFriend)),
+              (std::vector<uint16_t>{code::kDone, code::kFailed}));
+    EXPECT_EQ(framesOf(bob, kind::kChat).size(), 2u);
+}
+
 }  // namespace
 }  // namespace nq::server

@@ -85,6 +85,15 @@ TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     EXPECT_EQ(alice.waitFor(kind::kChat).fields[0], "bob");
     alice.send(kind::kGroupChat, {g("周末棋友会"), g("宋体/10/0/1:00/开局")});  // to carol here, bob there
     for (Client* member : {&carol, &bob}) EXPECT_EQ(member->waitFor(kind::kGroupChat).fields[0], "alice");
+    // One room over both: bob on B finds alice of A listed, she hears him come, he hears her say.
+    alice.send(kind::kRoom);
+    EXPECT_EQ(alice.waitFor(kind::kRoom).fields, std::vector<Bytes>{"alice"});
+    bob.send(kind::kRoom);
+    bob.waitFor(kind::kRoom);
+    EXPECT_EQ(bob.waitFor(kind::kRoom).fields, std::vector<Bytes>{"alice"});
+    EXPECT_EQ(alice.waitFor(kind::kRoom).fields, std::vector<Bytes>{"bob"});
+    alice.send(kind::kRoom, {g("珀岚大厅"), g("宋体/10/0/1:00/大家好")}, code::kRoomLine);
+    EXPECT_EQ(bob.waitFor(kind::kRoom).fields.at(2), g("宋体/10/0/1:00/大家好"));
     // alice logs in on B: her session on A is expelled, and bob hears nothing of it.
     ASSERT_EQ(again.login(chatB.chat(), "alice").header.code, code::kLoginAccepted);
     EXPECT_EQ(alice.waitFor(kind::kLogin).header.code, code::kLoggedInElsewhere);

@@ -169,10 +169,10 @@ void Client::sendFrame(const server::Endpoint& to, FrameKind kind, uint16_t code
     sendRaw(to, encodeFrame({seq_, kind.type, kind.sub, session, code}, body));
 }
 
-void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn) {
+void Client::send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn, uint16_t code) {
     Bytes body = joinFields({name_});
     for (const Bytes& f : fieldsAfterOwn) appendField(body, f);
-    sendFrame(chat_, kind, 0, session_, body);
+    sendFrame(chat_, kind, code, session_, body);
 }
 
 std::optional<Received> Client::next(std::chrono::steady_clock::time_point deadline) {
@@ -252,6 +252,7 @@ Received Client::enter(const server::Endpoint& chat, const std::string& name) {
     else
         waitFor(kind::kGroupRoster);
     send(kind::kAfterRosters);
+    waitFor(kind::kRoomList);  // the demo's room, ahead of any waiting message
     return r;
 }
 

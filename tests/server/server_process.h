@@ -86,7 +86,7 @@ class Client {
     int refusals() const { return refusals_; }
     void sendRaw(const server::Endpoint& to, std::string_view bytes);
     // To the chat server of the last login, with its session and the own name in front.
-    void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {});
+    void send(FrameKind kind, std::vector<Bytes> fieldsAfterOwn = {}, uint16_t code = 0);
     Received waitFor(FrameKind kind, std::chrono::milliseconds timeout = 3s);  // skips other frames
     void expectSilence(std::chrono::milliseconds window, std::optional<FrameKind> kind = std::nullopt);
     // The chat server the dispatcher names, as "host:port".

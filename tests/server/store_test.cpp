@@ -228,6 +228,21 @@ TEST_P(StoreTest, ABatchUndoesAFailedWriteAloneAndAFaultWhole) {
     EXPECT_EQ(store_->countWaiting("alice", 1000), 2);  // PostgreSQL: connected again at once
 }
 
+// Coming in again, at any server, puts one last; a server that stopped reporting hides its people.
+TEST_P(StoreTest, TheRoomListsItsPeopleInTheOrderTheyCame) {
+    EXPECT_FALSE(store_->room());
+    store_->setRoom({"hall", {"dave", "erin"}});
+    EXPECT_EQ(store_->room()->staff, (std::vector<Bytes>{"dave", "erin"}));
+    for (const char* a : {"ann", "bob", "cat"}) store_->enterRoom(a, "s1");
+    store_->enterRoom("ann", "s2");
+    store_->leaveRoom("bob", "s2");
+    store_->reportLoad("s1", 2, 100);
+    store_->reportLoad("s2", 1, 50);
+    EXPECT_EQ(store_->roomMembersElsewhere("s3", 100, 10), (std::vector<Bytes>{"bob", "cat"}));
+    EXPECT_EQ(store_->roomMembersElsewhere("s1", 0, 10), std::vector<Bytes>{"ann"});
+    EXPECT_EQ(store_->roomMembersElsewhere("s3", 0, 10), (std::vector<Bytes>{"bob", "cat", "ann"}));
+}
+
 // A message is acknowledged only once it is in the database: a connection lost under the write
 // queue keeps the write queued, unacknowledged, until the connection is back.
 TEST_P(PostgresStoreTest, AWriteIsAcknowledgedOnlyOnceMade) {
@@ -264,6 +279,9 @@ TEST_P(PostgresStoreTest, MigrateCopiesASqliteFileWhole) {
         Account alice = *file.account("alice");
         alice.starSign = gbk::fromUtf8("天秤座");
         file.saveProfile(alice);
+        file.enterRoom("bob", "s1");
+        file.enterRoom("carol", "s1");
+        file.reportLoad("s1", 2, 100);
     }
     store_.reset();
     fresh();

@@ -72,6 +72,13 @@ const std::vector<Asset>& catalogue() {
             all.push_back({"face/" + std::to_string(i + 1) + ".gif",
                            [&face = faces[i]] { return encodeGif(faceFrames(face), nullptr); }});
         all.push_back({"keywords.kwd", keywordFile});
+        // The menu entry's icon in the hicolor theme, which the package installs under
+        // /usr/share/icons; desktops pick the size nearest their need.
+        for (int px : {16, 32, 48, 64, 128, 256}) {
+            const std::string side = std::to_string(px);
+            all.push_back({"icons/hicolor/" + side + "x" + side + "/apps/nqchat.png",
+                           [px] { return png(chatIcon(px)); }});
+        }
         return all;
     }();
     return kAll;

@@ -40,6 +40,8 @@ QImage chatIcon(int size) {
     QImage img = blank(size);
     QPainter p(&img);
     p.setRenderHint(QPainter::Antialiasing);
+    // The menu's larger sizes (48 to 256 pixels) have room enough: the 32-pixel drawing, scaled.
+    if (size > 32) p.scale(size / 32.0, size / 32.0);
 
     QPainterPath body;
     body.addRoundedRect(g.body, g.radius, g.radius);

@@ -6,7 +6,8 @@
 
 namespace nq::assets {
 
-// The program icon: a blue speech bubble with three dots. size is 16 or 32 (pixels).
+// The program icon: a blue speech bubble with three dots, size × size pixels: drawn for 16 and 32,
+// the 32-pixel drawing scaled for anything larger.
 QImage chatIcon(int size);
 
 // A picture's offline form: the same shapes in grey, keeping transparency.
