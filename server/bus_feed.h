@@ -27,6 +27,8 @@ class BusFeed {
     virtual Duration readInterval() const = 0;
     // Readable when events wait, for the loop to watch; -1 when the feed is only read on time.
     virtual int wakeFd() const { return -1; }
+    // Takes what made wakeFd readable; true when it told of events of servers other than self.
+    virtual bool takeWake(const std::string& /*self*/) { return false; }
 };
 
 // The bus table, read four times a second.

@@ -88,6 +88,10 @@ void ChatBus::withdraw() {
     if (!serverId_.empty()) store_.withdrawLoad(serverId_);
 }
 
+void ChatBus::woken(Time now) {
+    if (feed_->takeWake(serverId_)) nextRead_ = now;
+}
+
 Time ChatBus::nextWake() const {
     return std::min(nextRead_, serverId_.empty() ? Time::max() : nextReport_);
 }

@@ -42,6 +42,9 @@ class ChatBus {
     void report(Time now, int sessions);
     void withdraw();
     Time nextWake() const;
+    // The feed's descriptor for the loop to watch (-1: none), and what to do when it is readable.
+    int wakeFd() const { return feed_->wakeFd(); }
+    void woken(Time now);
 
   private:
     Store& store_;

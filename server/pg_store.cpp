@@ -4,6 +4,8 @@
 #include <ctime>
 #include <thread>
 
+#include "server/pg_feed.h"
+
 namespace nq::server {
 namespace {
 
@@ -475,6 +477,12 @@ void PgStore::publish(const BusEvent& e) {
         "VALUES ($1, $2, $3, $4, $5, $6, $7)",
         {e.origin, static_cast<int>(e.kind), gbkArg(e.account), e.code, e.target,
          static_cast<int64_t>(std::time(nullptr)), blobArg(e.body)});
+    // Delivered at the commit, so a listener never reads the table before the row is there.
+    run("SELECT pg_notify($1, $2)", {std::string(kBusChannel), e.origin});
+}
+
+std::unique_ptr<BusFeed> PgStore::busFeed() {
+    return std::make_unique<PgFeed>(*this, uri_);
 }
 
 Store::BusRead PgStore::eventsAfter(int64_t id, const std::string& exceptOrigin) {

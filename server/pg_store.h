@@ -106,6 +106,7 @@ class PgStore : public Store {
     std::vector<Bytes> roomMembersElsewhere(const std::string& self, int64_t freshSince, int limit) override;
 
     void publish(const BusEvent& event) override;
+    std::unique_ptr<BusFeed> busFeed() override;
     BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) override;
     int64_t lastEventId() override;
     void pruneEvents(int64_t olderThanSeconds) override;

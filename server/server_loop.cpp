@@ -152,6 +152,7 @@ class Loop {
                        "another process cut short or replaced %s-shm, the database's shared index; "
                        "opened the database again",
                        dbPath_.c_str());
+            if (chat_) watchBus(chat_->busWakeFd());
             const Time now = Clock::now();
             int timeoutMs = 1000;
             if (chat_) {
@@ -172,6 +173,8 @@ class Loop {
                     if (events[i].events & EPOLLIN) drainChat();
                 } else if (dispatcherSocket_ && fd == dispatcherSocket_->fd()) {
                     if (events[i].events & EPOLLIN) drainDispatcher();
+                } else if (chat_ && fd == busFd_) {
+                    chat_->onBusWake(Clock::now());
                 }
             }
             if (chat_) {
@@ -205,6 +208,14 @@ class Loop {
         ev.events = events;
         ev.data.fd = fd;
         epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &ev);
+    }
+    // The bus feed's descriptor changes when its connection is made again; a closed one has
+    // left the epoll set by itself, so the removal may find nothing.
+    void watchBus(int fd) {
+        if (fd == busFd_) return;
+        if (busFd_ >= 0) epoll_ctl(epoll_, EPOLL_CTL_DEL, busFd_, nullptr);
+        if (fd >= 0) watch(fd, EPOLLIN);
+        busFd_ = fd;
     }
     void rewatch(int fd, uint32_t events) {
         epoll_event ev{};
@@ -292,6 +303,7 @@ class Loop {
     bool chatWaitsForRoom_ = false;
     bool dispatcherWaitsForRoom_ = false;
     int epoll_ = -1;
+    int busFd_ = -1;
 };
 
 }  // namespace

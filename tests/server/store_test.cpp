@@ -7,6 +7,7 @@
 #include "server/sqlite_store.h"
 
 #include <libpq-fe.h>
+#include <poll.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -261,6 +262,32 @@ TEST_P(PostgresStoreTest, AWriteIsAcknowledgedOnlyOnceMade) {
     writes.flush(t0 + WriteQueue::kRetry);
     EXPECT_EQ(told, std::vector<bool>{true});
     EXPECT_EQ(store_->countWaiting("bob", 10), 1);
+}
+
+// An event one server publishes makes the other's descriptor readable at its commit, long before
+// the table would be read on time; its own events wake nobody.
+TEST_P(PostgresStoreTest, AnEventWakesTheOtherServerThroughItsDescriptor) {
+    const auto other = open();
+    const auto feed = other->busFeed();
+    const int64_t from = feed->start();
+    const auto publish = [&](const char* origin) {
+        store_->writeBatch(
+            1,
+            [&](size_t) {
+                feed->publish(*store_, {0, origin, BusKind::Kick, "bob", 0, {}, {}});
+            },
+            true);
+    };
+    publish("b:2");
+    pollfd p{feed->wakeFd(), POLLIN, 0};
+    ASSERT_EQ(poll(&p, 1, 10000), 1) << "no wake within ten seconds";
+    EXPECT_FALSE(feed->takeWake("b:2"));
+    publish("a:1");
+    ASSERT_EQ(poll(&p, 1, 10000), 1);
+    EXPECT_TRUE(feed->takeWake("b:2"));
+    const auto read = feed->read(from, "b:2");
+    ASSERT_EQ(read.events.size(), 1u);
+    EXPECT_EQ(read.events[0].origin, "a:1");
 }
 
 // Everything a user sees comes across, group numbers and roster order included; the copy is
