@@ -29,11 +29,12 @@ function(nq_module_include_root folder out)
   set(${out} ${root} PARENT_SCOPE)
 endfunction()
 
-# nq_add_test(NAME name SOURCES ... DEPS ...): one GoogleTest program per folder, sharing one main.
+# nq_add_test(NAME name SOURCES ... DEPS ... [PROPERTIES ...]): one GoogleTest program per folder,
+# sharing one main; PROPERTIES go to every test it holds (a fixture it needs, its environment).
 function(nq_add_test)
-  cmake_parse_arguments(T "" "NAME" "SOURCES;DEPS" ${ARGN})
+  cmake_parse_arguments(T "" "NAME" "SOURCES;DEPS;PROPERTIES" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE nq::test_support ${T_DEPS})
   # The shared main sets QT_QPA_PLATFORM and NQ_BIN_DIR, so a test runs the same from ctest or by hand.
-  gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 30)
+  gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 30 PROPERTIES ${T_PROPERTIES})
 endfunction()

@@ -5,7 +5,6 @@
 namespace nq::server {
 namespace {
 
-constexpr Duration kRead = std::chrono::milliseconds(250);
 constexpr int64_t kFreshSeconds = 15;
 constexpr int64_t kEventLifetimeSeconds = 60;
 constexpr Duration kLoadReport = std::chrono::seconds(2);
@@ -14,8 +13,16 @@ constexpr int64_t kLoadHeartbeatSeconds = 5;
 }  // namespace
 
 ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall)
-    : store_(store), writes_(writes), serverId_(std::move(serverId)), wall_(std::move(wall)) {
-    lastEventId_ = store_.lastEventId();  // events from before the start were for others
+    : store_(store),
+      feed_(store.busFeed()),
+      writes_(writes),
+      serverId_(std::move(serverId)),
+      wall_(std::move(wall)) {
+    lastEventId_ = feed_->start();
+}
+
+std::unique_ptr<BusFeed> Store::busFeed() {
+    return std::make_unique<TableFeed>(*this);
 }
 
 bool ChatBus::othersRunning(Time now) {
@@ -47,14 +54,14 @@ void ChatBus::tell(Time now, BusKind kind, const Bytes& account, int code, const
                    const Bytes& body) {
     if (!othersRunning(now)) return;
     BusEvent e{0, serverId_, kind, account, code, target, body};
-    writes_.add("tell the other chat servers", [e](Store& s) { s.publish(e); });
+    writes_.add("tell the other chat servers", [e, feed = feed_.get()](Store& s) { feed->publish(s, e); });
 }
 
 std::vector<BusEvent> ChatBus::poll(Time now) {
     if (now < nextRead_) return {};
-    nextRead_ = now + kRead;
+    nextRead_ = now + feed_->readInterval();
     if (!othersRunning(now)) return {};
-    Store::BusRead read = store_.eventsAfter(lastEventId_, serverId_);
+    Store::BusRead read = feed_->read(lastEventId_, serverId_);
     lastEventId_ = read.lastId;
     return std::move(read.events);
 }
@@ -79,6 +86,10 @@ void ChatBus::report(Time now, int sessions) {
 
 void ChatBus::withdraw() {
     if (!serverId_.empty()) store_.withdrawLoad(serverId_);
+}
+
+void ChatBus::woken(Time now) {
+    if (feed_->takeWake(serverId_)) nextRead_ = now;
 }
 
 Time ChatBus::nextWake() const {

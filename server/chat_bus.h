@@ -6,10 +6,12 @@
 // their users, and pass on group lines for members online elsewhere. A server alone on its
 // database writes and reads no events at all.
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "server/bus_feed.h"
 #include "server/clock.h"
 #include "server/store.h"
 #include "server/write_queue.h"
@@ -40,9 +42,13 @@ class ChatBus {
     void report(Time now, int sessions);
     void withdraw();
     Time nextWake() const;
+    // The feed's descriptor for the loop to watch (-1: none), and what to do when it is readable.
+    int wakeFd() const { return feed_->wakeFd(); }
+    void woken(Time now);
 
   private:
     Store& store_;
+    std::unique_ptr<BusFeed> feed_;
     WriteQueue& writes_;
     const std::string serverId_;
     WallClock wall_;

@@ -79,6 +79,10 @@ class ChatService {
     // Time-outs, held frames, notices and the load report; call at least by nextWake.
     void onTimer(Time now);
     Time nextWake(Time now);
+    // Readable when another chat server has published events (-1: they are only read on time);
+    // onBusWake takes them in at the next onTimer.
+    int busWakeFd() const { return bus_.wakeFd(); }
+    void onBusWake(Time now) { bus_.woken(now); }
 
     // Frames released for sending since the last call; the caller empties it.
     std::vector<Datagram>& output() { return output_; }

@@ -95,6 +95,8 @@ const option kOptions[] = {{"db", required_argument, nullptr, 0},
                            {"box", no_argument, nullptr, 0},
                            {"intro", required_argument, nullptr, 0},
                            {"toast", no_argument, nullptr, 0},
+                           {"from", required_argument, nullptr, 0},
+                           {"to", required_argument, nullptr, 0},
                            {nullptr, 0, nullptr, 0}};
 int optionIndex(std::string_view name) {
     int i = 0;
@@ -408,6 +410,15 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
             throw UsageError(sub.empty() ? "group wants add, list, dissolve or role"
                                          : "group wants add, list, dissolve or role, not \"" + sub + "\"");
         }
+    } else if (command == "migrate") {
+        only(options, "migrate", {"from", "to"});
+        Words(p.words, 1, "migrate").end();
+        Migrate m;
+        for (const Given& g : options) (g.is("from") ? m.from : m.to) = g.value;
+        if (m.from.empty() || m.to.empty()) throw UsageError("migrate wants --from FILE and --to URI");
+        if (!m.to.starts_with("postgresql://") && !m.to.starts_with("postgres://"))
+            throw UsageError("migrate --to wants a postgresql:// URI, not \"" + m.to + "\"");
+        line.command = m;
     } else if (command == "room") {
         only(options, "room", {});
         RoomSet r;
@@ -426,10 +437,13 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
 
 std::string usageText() {
     return R"(usage: nqserver [serve] [OPTIONS]          run the dispatcher and a chat server
-       nqserver [--db FILE] COMMAND ...        change the database
+       nqserver [--db FILE|URI] COMMAND ...    change the database
 
 Serving:
   --db FILE                 database file, created on first start (default ./nqserver.db)
+  --db postgresql://...     a PostgreSQL database instead, shared by chat servers on
+                            several machines, such as postgresql://nq@db1/nqchat (libpq's
+                            connection URI; the tables are made on first start)
   --address ADDR            IPv4 address to bind (default 0.0.0.0)
   --dispatcher-port PORT    dispatcher port (default 4000)
   --chat-port PORT          chat server port (default 8000)
@@ -493,6 +507,9 @@ Commands:
   group dissolve NAME       remove a group; its members online hear it at once
   group role NAME host|hostess|deputy|butler [ACCOUNT]
                             name a member to a role of the group's card, or clear it
+  migrate --from FILE --to URI
+                            copy a SQLite database into an empty PostgreSQL one and check
+                            that the copy holds every row (exit 1 when it does not)
   room [NAME [STAFF...]]    name the public room and its customer-service staff (accounts);
                             clients see it at their next login. Without NAME: show it
   demo                      create the demo accounts alice, bob, carol, dave and erin

@@ -90,13 +90,17 @@ struct RoomSet {
     std::vector<std::string> staff;
 };
 struct Demo {};
+struct Migrate {
+    std::string from;  // a SQLite file
+    std::string to;    // a postgresql:// URI
+};
 struct ShowHelp {};
 
 using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
-                             GroupList, GroupDissolve, GroupRole, UserCoins, RoomSet, Demo, ShowHelp>;
+                             GroupList, GroupDissolve, GroupRole, UserCoins, RoomSet, Demo, Migrate, ShowHelp>;
 
 struct CommandLine {
-    std::string db = "nqserver.db";
+    std::string db = "nqserver.db";  // a SQLite file, or a postgresql:// URI
     Command command;
 };
 

@@ -10,8 +10,9 @@
 
 #include "server/admin.h"
 #include "server/cli.h"
+#include "server/migrate_store.h"
+#include "server/open_store.h"
 #include "server/server_loop.h"
-#include "server/sqlite_store.h"
 
 namespace {
 
@@ -43,8 +44,10 @@ int main(int argc, char** argv) {
             signal(SIGBUS, onBusError);
             return serve(*serveOptions, line.db, log);
         }
-        SqliteStore store(line.db);
-        runAdmin(store, line.command, std::cout);
+        if (const auto* m = std::get_if<Migrate>(&line.command))
+            return migrateStore(m->from, m->to, std::cout) ? 0 : 1;
+        const auto store = openStore(line.db);
+        runAdmin(*store, line.command, std::cout);
         return 0;
     } catch (const UsageError& e) {
         std::cerr << "nqserver: " << e.what() << " (see nqserver --help)\n";

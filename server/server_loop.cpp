@@ -16,6 +16,7 @@
 #include "server/dispatcher_service.h"
 #include "server/handover.h"
 #include "server/listen_sockets.h"
+#include "server/open_store.h"
 #include "server/sqlite_store.h"
 #include "server/udp_socket.h"
 
@@ -56,7 +57,12 @@ std::string routeLocalAddress(const Endpoint& client) {
 class Loop {
   public:
     Loop(const ServeOptions& o, const std::string& dbPath, Logger& log)
-        : options_(o), log_(log), dbPath_(dbPath), store_(dbPath) {
+        : options_(o),
+          log_(log),
+          dbPath_(dbPath),
+          storeOwned_(openStore(dbPath)),
+          store_(*storeOwned_),
+          sqlite_(dynamic_cast<SqliteStore*>(storeOwned_.get())) {
         const uint32_t address = *parseIpv4(o.address);
         const bool anyAddress = address == 0;
         const std::string boundHost = anyAddress ? std::string() : o.address;
@@ -141,11 +147,12 @@ class Loop {
         int successor = -1;  // the connection of the server that takes over
         epoll_event events[8];
         while (!stopping) {
-            if (store_.reopenIfSharedMemoryDamaged())
+            if (sqlite_ && sqlite_->reopenIfSharedMemoryDamaged())
                 NQ_LOG(log_, Warn,
                        "another process cut short or replaced %s-shm, the database's shared index; "
                        "opened the database again",
                        dbPath_.c_str());
+            if (chat_) watchBus(chat_->busWakeFd());
             const Time now = Clock::now();
             int timeoutMs = 1000;
             if (chat_) {
@@ -166,6 +173,8 @@ class Loop {
                     if (events[i].events & EPOLLIN) drainChat();
                 } else if (dispatcherSocket_ && fd == dispatcherSocket_->fd()) {
                     if (events[i].events & EPOLLIN) drainDispatcher();
+                } else if (chat_ && fd == busFd_) {
+                    chat_->onBusWake(Clock::now());
                 }
             }
             if (chat_) {
@@ -199,6 +208,14 @@ class Loop {
         ev.events = events;
         ev.data.fd = fd;
         epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &ev);
+    }
+    // The bus feed's descriptor changes when its connection is made again; a closed one has
+    // left the epoll set by itself, so the removal may find nothing.
+    void watchBus(int fd) {
+        if (fd == busFd_) return;
+        if (busFd_ >= 0) epoll_ctl(epoll_, EPOLL_CTL_DEL, busFd_, nullptr);
+        if (fd >= 0) watch(fd, EPOLLIN);
+        busFd_ = fd;
     }
     void rewatch(int fd, uint32_t events) {
         epoll_event ev{};
@@ -269,7 +286,9 @@ class Loop {
     const ServeOptions options_;
     Logger& log_;
     std::string dbPath_;
-    SqliteStore store_;
+    std::unique_ptr<Store> storeOwned_;
+    Store& store_;
+    SqliteStore* sqlite_;  // null on PostgreSQL, which has no shared-memory file of ours to watch
     ChatConfig chatConfig_;
     std::string ownHost_;
     std::unique_ptr<UdpSocket> chatSocket_;
@@ -284,6 +303,7 @@ class Loop {
     bool chatWaitsForRoom_ = false;
     bool dispatcherWaitsForRoom_ = false;
     int epoll_ = -1;
+    int busFd_ = -1;
 };
 
 }  // namespace

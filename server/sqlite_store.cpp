@@ -1,6 +1,6 @@
 #include "server/sqlite_store.h"
 
-#include "server/sqlite_schema.h"
+#include "server/schema.h"
 #include "server/sqlite_statement.h"
 
 #include <sqlite3.h>
@@ -166,14 +166,13 @@ int SqliteStore::schemaVersion() {
 
 void SqliteStore::migrate() {
     const int have = schemaVersion();
-    constexpr int want = static_cast<int>(kSchemaSteps.size());
-    static_assert(want == kSchemaVersion);
+    constexpr int want = kSchemaVersion;
     if (have > want)
         throw StoreError("schema version " + std::to_string(have) + " is newer than this server's " +
                          std::to_string(want));
     for (int v = have; v < want; ++v) {
         transaction([&] {
-            exec(kSchemaSteps[v]);
+            exec(schemaStep(Engine::Sqlite, v).c_str());
             exec(("PRAGMA user_version=" + std::to_string(v + 1)).c_str());
         });
     }

@@ -9,6 +9,7 @@
 
 #include <sys/types.h>
 
+#include "server/schema.h"
 #include "server/store.h"
 
 struct sqlite3;
@@ -25,7 +26,7 @@ class SqliteStore : public Store {
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
 
-    static constexpr int kSchemaVersion = 9;
+    static constexpr int kSchemaVersion = server::kSchemaVersion;
     int schemaVersion();
 
     std::optional<Account> account(const Bytes& name) override;
@@ -107,8 +108,8 @@ class SqliteStore : public Store {
     std::vector<std::string> writeBatch(size_t count, const std::function<void(size_t)>& write,
                                         bool waitForLock) override;
 
-    // How long a statement waits for another connection's lock before it fails (2 s at first).
-    void setPatience(std::chrono::milliseconds patience);
+    // 2 s at first.
+    void setPatience(std::chrono::milliseconds patience) override;
     // Caps the file at this many pages (of 4 KiB), so that a full disk can be tried on any disk.
     void limitPages(int64_t pages);
     // Every change fails as on a file made read-only, so that one can be tried as root.

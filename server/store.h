@@ -5,8 +5,10 @@
 // encoding, whatever the engine keeps inside.
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -17,6 +19,8 @@
 #include "wire/gbk.h"
 
 namespace nq::server {
+
+class BusFeed;
 
 // A person as the profile record shows him, plus the password digest.
 struct Account {
@@ -168,11 +172,20 @@ class StoreError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Another connection holds the write lock: nothing was written, and the same writes may succeed
-// later.
+// Nothing was written, and the same writes may succeed later: another connection holds the write
+// lock (StoreBusy itself), or the database cannot be reached (StoreUnavailable). A write is made
+// only when its call returned without throwing; a caller never reports as made what threw.
 class StoreBusy : public StoreError {
   public:
     using StoreError::StoreError;
+};
+
+// The connection to a database server was lost or cannot be opened now; the store opens it again
+// by itself, after a back-off. When the loss came while a commit was on its way, the commit may
+// have been made all the same: a caller that tries again writes at least once, never zero times.
+class StoreUnavailable : public StoreBusy {
+  public:
+    using StoreBusy::StoreBusy;
 };
 
 class Store {
@@ -295,6 +308,9 @@ class Store {
         int64_t lastId = 0;
     };
     virtual void publish(const BusEvent& event) = 0;
+    // How the chat servers on this store hear of each other's events: the bus table read on a
+    // timer (bus_feed.h), unless the engine has a better way.
+    virtual std::unique_ptr<BusFeed> busFeed();
     virtual BusRead eventsAfter(int64_t id, const std::string& exceptOrigin) = 0;
     virtual int64_t lastEventId() = 0;
     virtual void pruneEvents(int64_t olderThanSeconds) = 0;
@@ -302,9 +318,12 @@ class Store {
     // Runs write(0) .. write(count - 1) in order as one transaction, each undone alone if it
     // fails; returns the failures' reasons by index (empty for those written). Without
     // waitForLock it throws StoreBusy at once, having written nothing, if another connection
-    // holds the write lock. StoreError: the transaction was lost as a whole, nothing written.
+    // holds the write lock; StoreUnavailable when the database cannot be reached. StoreError:
+    // the transaction was lost as a whole, nothing written.
     virtual std::vector<std::string> writeBatch(size_t count, const std::function<void(size_t)>& write,
                                                 bool waitForLock) = 0;
+    // How long a statement waits for another connection's lock before it throws StoreBusy.
+    virtual void setPatience(std::chrono::milliseconds patience) = 0;
 };
 
 }  // namespace nq::server

@@ -1,8 +1,60 @@
-#include "server/sqlite_schema.h"
+#include "server/schema.h"
+
+#include <string_view>
 
 namespace nq::server {
+namespace {
 
-const std::array<const char*, 9> kSchemaSteps = {
+// Words of the SQLite text and what PostgreSQL says instead. Integers are 64 bits in SQLite; text
+// compares byte for byte there, so PostgreSQL's columns take the "C" collation, which does the
+// same whatever locale the cluster was made with. The tables whose roster order SQLite keeps in
+// its implicit rowid get a column of that name. A step's INSERT OR REPLACE only ever moved rows of
+// tables that an older SQLite server filled; every PostgreSQL database is made by a server that
+// runs all steps at once on empty tables, so a plain INSERT does the same there.
+constexpr std::pair<std::string_view, std::string_view> kPostgresWords[] = {
+    {"INTEGER PRIMARY KEY AUTOINCREMENT", "BIGSERIAL PRIMARY KEY"},
+    {"INTEGER", "BIGINT"},
+    {"TEXT", "TEXT COLLATE \"C\""},
+    {"BLOB", "BYTEA"},
+    {"x''", "''::bytea"},
+    {"INSERT OR REPLACE", "INSERT"},
+    {"{rowid}", "rowid BIGSERIAL NOT NULL,"},
+};
+
+bool wordChar(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+}
+
+}  // namespace
+
+std::string schemaStep(Engine engine, int index) {
+    const std::string_view text = kSchemaSteps.at(static_cast<size_t>(index));
+    std::string out;
+    out.reserve(text.size() * 2);
+    for (size_t i = 0; i < text.size();) {
+        bool replaced = false;
+        for (auto [from, to] : kPostgresWords) {
+            if (from == "{rowid}" && engine == Engine::Sqlite)
+                to = "";
+            else if (engine == Engine::Sqlite)
+                continue;
+            // Whole words only: "INTEGER" inside a name such as "INTEGERS" stays.
+            const bool starts = text.substr(i, from.size()) == from;
+            const bool whole = starts && (i == 0 || !wordChar(text[i - 1])) &&
+                               (i + from.size() >= text.size() || !wordChar(text[i + from.size()]));
+            if (whole) {
+                out += to;
+                i += from.size();
+                replaced = true;
+                break;
+            }
+        }
+        if (!replaced) out += text[i++];
+    }
+    return out;
+}
+
+const std::array<const char*, kSchemaVersion> kSchemaSteps = {
     R"sql(
     CREATE TABLE accounts (
         name TEXT PRIMARY KEY,
@@ -33,12 +85,14 @@ const std::array<const char*, 9> kSchemaSteps = {
     );
     -- rowid order is roster order: friends appear in the order they were added.
     CREATE TABLE friends (
+        {rowid}
         owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
         friend TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
         PRIMARY KEY (owner, friend)
     );
     CREATE INDEX friends_by_friend ON friends(friend);
     CREATE TABLE blacklist (
+        {rowid}
         owner TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
         target TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
         PRIMARY KEY (owner, target)
@@ -130,6 +184,7 @@ const std::array<const char*, 9> kSchemaSteps = {
         created_at INTEGER NOT NULL
     );
     CREATE TABLE group_members (
+        {rowid}
         group_id INTEGER NOT NULL REFERENCES chat_groups(id) ON DELETE CASCADE,
         member TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
         role TEXT NOT NULL CHECK (role IN ('creator', 'member')),
@@ -149,6 +204,7 @@ const std::array<const char*, 9> kSchemaSteps = {
     // the requester. The online listing pages by account and the group search by name.
     R"sql(
     CREATE TABLE join_requests (
+        {rowid}
         group_id INTEGER NOT NULL REFERENCES chat_groups(id) ON DELETE CASCADE,
         requester TEXT NOT NULL REFERENCES accounts(name) ON DELETE CASCADE,
         text TEXT NOT NULL,
@@ -170,6 +226,7 @@ const std::array<const char*, 9> kSchemaSteps = {
         staff TEXT NOT NULL DEFAULT ''
     );
     CREATE TABLE room_members (
+        {rowid}
         account TEXT PRIMARY KEY,
         server TEXT NOT NULL,
         joined_at INTEGER NOT NULL
