@@ -59,14 +59,18 @@ bool managerRuns(xcb_connection_t* c) {
     return prop && xcb_get_property_value_length(prop.get()) > 0;
 }
 
-// Until the manager has framed a window that it is given, a move of it would not count the frame.
+// Until the manager has framed a window that it is given and shown the frame, the window may
+// still lie at the frame's corner, and a move of it would not count the frame.
 void waitUntilFramed(xcb_connection_t* c, xcb_window_t window) {
     if (!managerRuns(c)) return;
     constexpr auto kPoll = std::chrono::milliseconds(5);
     constexpr int kPolls = 60;
     for (int i = 0; i < kPolls; ++i) {
         const auto tree = owned(xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
-        if (!tree || tree->parent != tree->root) return;
+        const auto shown =
+            owned(xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
+        if (!tree || !shown || (tree->parent != tree->root && shown->map_state == XCB_MAP_STATE_VIEWABLE))
+            return;
         std::this_thread::sleep_for(kPoll);
     }
 }

@@ -56,7 +56,7 @@ TEST(X11Mainform, DocksAtTheTopEdgeReturnsToThePointerAndReachesTheWindowManager
         << outer("Absolute upper-left Y:") << "+" << outer("Height:");
     pointer(300, 1);
     EXPECT_TRUE(waitUntil([&] { return outer("Absolute upper-left Y:") == -1 && f.frameGeometry().top() == -1; }))
-        << outer("Absolute upper-left Y:");
+        << outer("Absolute upper-left Y:") << " qt " << f.frameGeometry().top();
     // The edge hiding has put it into the top band (a new X window) by SetTopMost.
     EXPECT_TRUE(waitUntil([&] { return run("xprop", {"_NET_WM_STATE"}, &f).contains("STATE_ABOVE"); }));
     SetTransparency(&f, 128);  // 128/255 of 0xffffffff
