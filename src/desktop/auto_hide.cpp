@@ -48,7 +48,8 @@ AutoHideWindow AutoHide::windowNow() {
     if (const QScreen* screen = window_->screen()) model_.setScreen(screen->geometry());
     const Qt::WindowStates state = window_->windowState();
     // Qt keeps the place it asked for, not always the one the window manager gave.
-    return {x11OuterGeometry(window_).value_or(window_->frameGeometry()), (state & Qt::WindowMinimized) != 0, (state & Qt::WindowMaximized) != 0};
+    return {x11OuterGeometry(window_).value_or(window_->frameGeometry()), (state & Qt::WindowMinimized) != 0,
+            (state & Qt::WindowMaximized) != 0};
 }
 
 void AutoHide::checkMouseOver() {
@@ -80,8 +81,15 @@ void AutoHide::animate() {
 void AutoHide::place(const std::optional<QPoint>& at) {
     if (!at || !window_) return;
     // Hidden, the window is out of the window manager's hands; out, it is an ordinary window.
-    // Its frame comes or goes with that, so its place is reckoned again.
-    const QPoint to = setWindowManaged(window_, model_.opened()) ? model_.finalPosition(windowNow().frame) : *at;
+    // Its frame comes or goes with that, so its place is reckoned again by the new size at the
+    // old corner, where the window manager may not yet have put it.
+    QPoint to = *at;
+    const QPoint corner = windowNow().frame.topLeft();
+    if (setWindowManaged(window_, model_.opened())) {
+        QRect frame = windowNow().frame;
+        frame.moveTopLeft(corner);
+        to = model_.finalPosition(frame);
+    }
     moveTo(to);
     if (model_.settings().alwaysOnTop && !(window_->windowFlags() & Qt::WindowStaysOnTopHint))
         SetTopMost(window_, true);

@@ -38,7 +38,8 @@ std::optional<xcb_window_t> nativeWindow(const QWidget* window) {
 std::optional<QRect> geometryOf(xcb_connection_t* c, xcb_window_t window, xcb_window_t root) {
     const auto g = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr));
     if (!g) return std::nullopt;
-    const auto at = owned(xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, window, root, 0, 0), nullptr));
+    const auto at =
+        owned(xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, window, root, 0, 0), nullptr));
     if (!at) return std::nullopt;
     // The border, if any, lies outside the window's own origin on both sides.
     const int border = g->border_width;
@@ -99,7 +100,8 @@ std::optional<QRect> x11OuterGeometry(const QWidget* window) {
     for (;;) {
         const auto tree = owned(xcb_query_tree_reply(c, xcb_query_tree(c, *w), nullptr));
         if (!tree) return std::nullopt;
-        if (tree->parent == tree->root || tree->parent == XCB_WINDOW_NONE) return geometryOf(c, *w, tree->root);
+        if (tree->parent == tree->root || tree->parent == XCB_WINDOW_NONE)
+            return geometryOf(c, *w, tree->root);
         w = tree->parent;
     }
 }
@@ -109,21 +111,22 @@ bool setWindowManaged(QWidget* window, bool managed) {
     if (window == nullptr || c == nullptr) return false;
     if (window->windowFlags().testFlag(Qt::X11BypassWindowManagerHint) != managed) return false;
     const bool visible = window->isVisible();
-    QRect inside = window->geometry();
-    if (const std::optional<xcb_window_t> w = nativeWindow(window); w && visible) {
-        inside = geometryOf(c, *w, rootOf(c)).value_or(inside);
-        if (!managed) {
-            window->hide();
-            waitUntilReleased(c, *w);
-        }
+    const QPoint corner = x11OuterGeometry(window).value_or(window->frameGeometry()).topLeft();
+    if (const std::optional<xcb_window_t> w = nativeWindow(window); w && visible && !managed) {
+        window->hide();
+        waitUntilReleased(c, *w);
     }
-    // The new flag takes an unmapped window; it comes back where its contents were.
+    // The new flag takes an unmapped window. Unframed, the window stands at its old frame's
+    // corner, and a new frame is moved there, so that repeated hiding does not walk it sideways.
     window->setWindowFlag(Qt::X11BypassWindowManagerHint, !managed);
     if (visible) {
-        window->setGeometry(inside);
+        window->setGeometry(QRect(corner, window->size()));
         window->show();
         window->raise();
-        if (const std::optional<xcb_window_t> w = nativeWindow(window); w && managed) waitUntilFramed(c, *w);
+        if (const std::optional<xcb_window_t> w = nativeWindow(window); w && managed) {
+            waitUntilFramed(c, *w);
+            x11MoveOuterTo(window, corner);
+        }
     }
     return true;
 }

@@ -17,7 +17,7 @@ namespace nq {
 [[nodiscard]] std::optional<QRect> x11OuterGeometry(const QWidget* window);
 
 // Hands the window to the window manager (managed) or takes it away from it (override-redirect:
-// no frame, no constraint, no taskbar entry). The window's contents stay where they are on screen;
+// no frame, no constraint, no taskbar entry). The outermost rectangle keeps its top left corner;
 // a visible window is mapped again, as X wants for the change. False when nothing changed: off
 // X11, or the window already was so.
 bool setWindowManaged(QWidget* window, bool managed);
