@@ -41,7 +41,7 @@ TEST(X11Mainform, DocksAtTheTopEdgeReturnsToThePointerAndReachesTheWindowManager
     f.show();
     // Above the edge, touched and left, it hides by the X server's word (its frame, if any,
     // included) but for two rows; the pointer on them brings it out to one row above the edge,
-    // not a frame's border to the side.
+    // not a frame's border to the side, and back into the window manager's hands.
     const auto outer = [&](const char* field) {
         const auto parentOf = [](const QString& id) {
             return run("xwininfo", {"-tree", "-id", id}).section("Parent window id: ", 1).section('\n', 0, 0);
@@ -60,7 +60,8 @@ TEST(X11Mainform, DocksAtTheTopEdgeReturnsToThePointerAndReachesTheWindowManager
     pointer(300, 1);
     EXPECT_TRUE(waitUntil([&] {
         return outer("Absolute upper-left Y:") == -1 && outer("Absolute upper-left X:") == left &&
-               f.frameGeometry().top() == -1;
+               f.frameGeometry().top() == -1 &&
+               run("xwininfo", {}, &f).contains("Override Redirect State: no");
     })) << outer("Absolute upper-left X:")
         << "," << outer("Absolute upper-left Y:");
     // The edge hiding has put it into the top band (a new X window) by SetTopMost.
