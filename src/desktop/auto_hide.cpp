@@ -6,6 +6,7 @@
 #include <QWidget>
 
 #include "desktop/window_services.h"
+#include "desktop/x11_window_frame.h"
 
 namespace nq {
 
@@ -25,6 +26,8 @@ void AutoHide::start() {
 
 void AutoHide::setEnabled(bool enabled) {
     if (!window_) return;
+    // Left where it is, a hidden window goes back to the window manager, which may pull it in.
+    if (!enabled) setWindowManaged(window_, true);
     place(model_.setEnabled(enabled, windowNow().frame));
     syncTimers();
 }
@@ -44,11 +47,16 @@ void AutoHide::ClosePanel() {
 AutoHideWindow AutoHide::windowNow() {
     if (const QScreen* screen = window_->screen()) model_.setScreen(screen->geometry());
     const Qt::WindowStates state = window_->windowState();
-    return {window_->frameGeometry(), (state & Qt::WindowMinimized) != 0, (state & Qt::WindowMaximized) != 0};
+    // Qt keeps the place it asked for, not always the one the window manager gave.
+    return {x11OuterGeometry(window_).value_or(window_->frameGeometry()), (state & Qt::WindowMinimized) != 0,
+            (state & Qt::WindowMaximized) != 0};
 }
 
 void AutoHide::checkMouseOver() {
     if (!window_) return;
+    // Brought down below the edge or minimised by someone else, it is an ordinary window again.
+    if (const AutoHideWindow now = windowNow(); now.frame.top() >= 0 || now.minimized)
+        setWindowManaged(window_, true);
     place(model_.hoverCheck(windowNow(), cursor_()));
     syncTimers();
 }
@@ -61,7 +69,10 @@ void AutoHide::animate() {
     if (finished) {
         place(at);
     } else if (at) {
-        window_->move(*at);
+        // The hiding slide leaves the window manager first, which would stop it a tenth or a
+        // title bar short of the edge.
+        if (!model_.opened()) setWindowManaged(window_, false);
+        moveTo(*at);
     }
     syncTimers();
 }
@@ -69,10 +80,24 @@ void AutoHide::animate() {
 // A final place: the window also goes to the top of its band, the topmost one by default.
 void AutoHide::place(const std::optional<QPoint>& at) {
     if (!at || !window_) return;
-    window_->move(*at);
+    // Hidden, the window is out of the window manager's hands; out, it is an ordinary window.
+    // Its frame comes or goes with that, so its place is reckoned again by the new size at the
+    // old corner, where the window manager may not yet have put it.
+    QPoint to = *at;
+    const QPoint corner = windowNow().frame.topLeft();
+    if (setWindowManaged(window_, model_.opened())) {
+        QRect frame = windowNow().frame;
+        frame.moveTopLeft(corner);
+        to = model_.finalPosition(frame);
+    }
+    moveTo(to);
     if (model_.settings().alwaysOnTop && !(window_->windowFlags() & Qt::WindowStaysOnTopHint))
         SetTopMost(window_, true);
     window_->raise();
+}
+
+void AutoHide::moveTo(QPoint at) {
+    if (!x11MoveOuterTo(window_, at)) window_->move(at);
 }
 
 void AutoHide::syncTimers() {

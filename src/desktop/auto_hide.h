@@ -43,6 +43,7 @@ class AutoHide : public QObject {
   private:
     AutoHideWindow windowNow();  // also tells the model its screen
     void place(const std::optional<QPoint>& at);
+    void moveTo(QPoint at);  // the outer top left corner, frame included
     void syncTimers();
 
     QPointer<QWidget> window_;

@@ -39,15 +39,31 @@ TEST(X11Mainform, DocksAtTheTopEdgeReturnsToThePointerAndReachesTheWindowManager
     app::Mainform f(app::MainformOptions{home.path().toStdString()});
     f.load("");
     f.show();
-    // Above the edge, touched and left, it hides by the X server's word, leaving two rows or what
-    // the window manager lets a program (openbox: a tenth); the pointer there brings it out.
-    const auto top = [&] { return run("xwininfo", {}, &f).section("Y:", 1).section('\n', 0, 0).toInt(); };
+    // Above the edge, touched and left, it hides by the X server's word (its frame, if any,
+    // included) but for two rows; the pointer on them brings it out to one row above the edge,
+    // not a frame's border to the side, and back into the window manager's hands.
+    const auto outer = [&](const char* field) {
+        const auto parentOf = [](const QString& id) {
+            return run("xwininfo", {"-tree", "-id", id}).section("Parent window id: ", 1).section('\n', 0, 0);
+        };
+        QString id = QString::number(f.windowHandle()->winId());
+        for (QString p; !(p = parentOf(id)).isEmpty() && !p.contains("(the root window)");)
+            id = p.section(' ', 0, 0);
+        return run("xwininfo", {"-id", id}).section(field, 1).section('\n', 0, 0).toInt();
+    };
     f.move(200, -30);
     pointer(300, 200);
+    const int left = outer("Absolute upper-left X:");
     pointer(900, 700);
-    EXPECT_TRUE(waitUntil([&] { return top() < -f.height() * 8 / 10; })) << top();
-    pointer(300, 0);
-    EXPECT_TRUE(waitUntil([&] { return f.frameGeometry().top() == -1 && top() == f.geometry().top(); }));
+    EXPECT_TRUE(waitUntil([&] { return outer("Absolute upper-left Y:") + outer("Height:") == 2; }))
+        << outer("Absolute upper-left Y:") << "+" << outer("Height:");
+    pointer(300, 1);
+    EXPECT_TRUE(waitUntil([&] {
+        return outer("Absolute upper-left Y:") == -1 && outer("Absolute upper-left X:") == left &&
+               f.frameGeometry().top() == -1 &&
+               run("xwininfo", {}, &f).contains("Override Redirect State: no");
+    })) << outer("Absolute upper-left X:")
+        << "," << outer("Absolute upper-left Y:");
     // The edge hiding has put it into the top band (a new X window) by SetTopMost.
     EXPECT_TRUE(waitUntil([&] { return run("xprop", {"_NET_WM_STATE"}, &f).contains("STATE_ABOVE"); }));
     SetTransparency(&f, 128);  // 128/255 of 0xffffffff
