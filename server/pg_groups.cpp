@@ -46,9 +46,7 @@ std::vector<Contact> PgStore::groupMembers(int64_t groupId) {
         run("SELECT a.name, a.nick, a.head FROM group_members m JOIN accounts a ON a.name = m.member "
             "WHERE m.group_id = $1 ORDER BY m.rowid",
             {groupId});
-    std::vector<Contact> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back({r.gbk(i, 0), r.gbk(i, 1), r.gbk(i, 2)});
-    return out;
+    return r.contacts();
 }
 
 std::vector<Bytes> PgStore::coMembers(const Bytes& account) {
@@ -56,9 +54,7 @@ std::vector<Bytes> PgStore::coMembers(const Bytes& account) {
         run("SELECT DISTINCT other.member FROM group_members own JOIN group_members other "
             "ON other.group_id = own.group_id WHERE own.member = $1 AND other.member != $1",
             {gbkArg(account)});
-    std::vector<Bytes> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back(r.gbk(i, 0));
-    return out;
+    return r.firstColumn();
 }
 
 int64_t PgStore::createGroup(const Group& g) {

@@ -42,9 +42,7 @@ void PgStore::leaveRoom(const Bytes& account, const std::string& server) {
 
 std::vector<Bytes> PgStore::roomMembersAt(const std::string& server) {
     Rows r = run("SELECT account FROM room_members WHERE server = $1 ORDER BY joined_at, rowid", {server});
-    std::vector<Bytes> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back(r.gbk(i, 0));
-    return out;
+    return r.firstColumn();
 }
 
 std::vector<Bytes> PgStore::roomMembersElsewhere(const std::string& self, int64_t freshSince, int limit) {
@@ -52,9 +50,7 @@ std::vector<Bytes> PgStore::roomMembersElsewhere(const std::string& self, int64_
         run("SELECT r.account FROM room_members r JOIN chat_servers c ON c.server = r.server "
             "WHERE r.server != $1 AND c.heartbeat >= $2 ORDER BY r.joined_at, r.rowid LIMIT $3",
             {self, freshSince, limit});
-    std::vector<Bytes> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back(r.gbk(i, 0));
-    return out;
+    return r.firstColumn();
 }
 
 }  // namespace nq::server

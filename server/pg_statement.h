@@ -58,6 +58,17 @@ class PgStore::Rows {
         return out;
     }
     int64_t changed() const { return std::strtoll(PQcmdTuples(r_), nullptr, 10); }
+    // Rows of account, nick, head, as rosters list people.
+    std::vector<Contact> contacts() const {
+        std::vector<Contact> out;
+        for (int i = 0; i < size(); ++i) out.push_back({gbk(i, 0), gbk(i, 1), gbk(i, 2)});
+        return out;
+    }
+    std::vector<Bytes> firstColumn() const {
+        std::vector<Bytes> out;
+        for (int i = 0; i < size(); ++i) out.push_back(gbk(i, 0));
+        return out;
+    }
 
   private:
     PGresult* r_;

@@ -349,9 +349,7 @@ std::vector<Contact> PgStore::onlinePage(const Bytes& after, int64_t skip, int l
         "WHERE c.server = o.server AND c.heartbeat >= $3)) ORDER BY o.account LIMIT $4 OFFSET $5) p "
         "JOIN accounts a ON a.name = p.account ORDER BY p.account",
         {gbkArg(after), self, freshSince, limit, skip});
-    std::vector<Contact> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back({r.gbk(i, 0), r.gbk(i, 1), r.gbk(i, 2)});
-    return out;
+    return r.contacts();
 }
 
 std::vector<Contact> PgStore::friends(const Bytes& owner) {
@@ -359,16 +357,12 @@ std::vector<Contact> PgStore::friends(const Bytes& owner) {
         run("SELECT a.name, a.nick, a.head FROM friends f JOIN accounts a ON a.name = f.friend "
             "WHERE f.owner = $1 ORDER BY f.rowid",
             {gbkArg(owner)});
-    std::vector<Contact> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back({r.gbk(i, 0), r.gbk(i, 1), r.gbk(i, 2)});
-    return out;
+    return r.contacts();
 }
 
 std::vector<Bytes> PgStore::ownersListing(const Bytes& friendName) {
     Rows r = run("SELECT owner FROM friends WHERE friend = $1", {gbkArg(friendName)});
-    std::vector<Bytes> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back(r.gbk(i, 0));
-    return out;
+    return r.firstColumn();
 }
 
 bool PgStore::addFriend(const Bytes& owner, const Bytes& friendName) {
@@ -387,9 +381,7 @@ std::vector<Contact> PgStore::blacklist(const Bytes& owner) {
         run("SELECT a.name, a.nick, a.head FROM blacklist b JOIN accounts a ON a.name = b.target "
             "WHERE b.owner = $1 ORDER BY b.rowid",
             {gbkArg(owner)});
-    std::vector<Contact> out;
-    for (int i = 0; i < r.size(); ++i) out.push_back({r.gbk(i, 0), r.gbk(i, 1), r.gbk(i, 2)});
-    return out;
+    return r.contacts();
 }
 
 bool PgStore::isBlacklisted(const Bytes& owner, const Bytes& target) {
