@@ -30,6 +30,7 @@
 #include "widgets/image_list.h"
 #include "widgets/lv_buttons_h.h"
 #include "widgets/rich_text.h"
+#include "widgets/twips.h"
 #include "widgets/xp_container.h"
 
 namespace nq::app {
@@ -375,9 +376,10 @@ void frmChat::Form_Load() {
     CIniFile userIni(s.userIni());
     const Bytes at = userIni.GetIniKey(store::settings::kPositionSection, store::settings::kChatForm);
     const auto comma = at.find(',');
-    // Twips, as the main window's position: 15 a pixel.
+    // Twips, as the main window's position.
     const int left = std::atoi(at.substr(0, comma).c_str());
-    if (left > 0 && comma != Bytes::npos) move(left / 15, std::atoi(at.substr(comma + 1).c_str()) / 15);
+    if (left > 0 && comma != Bytes::npos)
+        move(twipsToPixels(left), twipsToPixels(std::atoi(at.substr(comma + 1).c_str())));
     applyStoredTransparency(
         this, userIni.GetIniKey(store::settings::kSettingSection, store::settings::kTransparency));
 
@@ -480,7 +482,8 @@ void frmChat::closeEvent(QCloseEvent* event) {
 
 void frmChat::savePosition() {
     CIniFile userIni(windows_.session().userIni());
-    const std::string at = std::to_string(x() * 15) + "," + std::to_string(y() * 15) + ",";
+    const std::string at =
+        std::to_string(x() * kTwipsPerPixel) + "," + std::to_string(y() * kTwipsPerPixel) + ",";
     userIni.WriteIniKey(store::settings::kPositionSection, store::settings::kChatForm, at);
 }
 

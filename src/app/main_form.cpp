@@ -37,6 +37,7 @@
 #include "session/startup.h"
 #include "store/store_keys.h"
 #include "widgets/lv_buttons_h.h"
+#include "widgets/twips.h"
 
 namespace nq::app {
 namespace {
@@ -380,7 +381,7 @@ void Mainform::restoreWindowSettings() {
     pointIniAtUserIni();
     CIniFile& ini = session_->ini;
     if (auto pos = parsePosition(ini.GetIniKey(keys::kPositionSection, keys::kMainForm)))
-        move(qRound(pos->left / kTwipsPerPixel), qRound(pos->top / kTwipsPerPixel));
+        move(twipsToPixels(pos->left), twipsToPixels(pos->top));
 
     desktop_->applyStoredTransparency(this, ini.GetIniKey(keys::kSettingSection, keys::kTransparency));
 

@@ -61,7 +61,6 @@ struct MainformParts {
 class Mainform : public QMainWindow, public SessionView {
     Q_OBJECT
   public:
-    static constexpr double kTwipsPerPixel = 15;
     static constexpr const char* kTrayTip = "珀岚聊天";
     // Code that closes every other window spares the one with this name.
     static constexpr const char* kObjectName = "NQChat";

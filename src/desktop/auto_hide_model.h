@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "widgets/twips.h"
+
 namespace nq {
 
 struct AutoHideSettings {
@@ -30,7 +32,6 @@ struct AutoHideWindow {
 class AutoHideModel {
   public:
     static constexpr int kHoverIntervalMs = 200;
-    static constexpr int kTwipsPerPixel = 15;
     // Past this top (twips) a slide that goes up forgets that the mouse was over the window.
     static constexpr int kForgetMouseTopTwips = -4000;
 

@@ -20,6 +20,7 @@
 #include "desktop/tray.h"
 #include "desktop/window_services.h"
 #include "session/platform_services.h"
+#include "widgets/twips.h"
 
 namespace nq {
 
@@ -36,10 +37,6 @@ const QColor kBorder(110, 142, 204);
 const QColor kTitle(32, 58, 110);
 const QColor kText(0, 0, 0);
 const QColor kLink(0, 0, 255);
-
-int toPixels(int twips) {
-    return static_cast<int>(std::lround(static_cast<double>(twips) / frmMsnStyle::kTwipsPerPixel));
-}
 
 // The background surface: the gradient is its persistent picture (CGradient::Draw); the frame
 // line and the header with the program's mark are painted on top of it.
@@ -361,12 +358,12 @@ void frmMsnStyle::closeEvent(QCloseEvent* event) {
 }
 
 void frmMsnStyle::applyGeometry() {
-    const int x = toPixels(left_);
-    const int y = toPixels(top_);
+    const int x = twipsToPixels(left_);
+    const int y = twipsToPixels(top_);
     // Top and bottom are rounded on their own so the edge that stays put in twips stays put on
     // the screen too, instead of jittering by a pixel with every step.
-    const int h = std::max(1, toPixels(top_ + height_) - y);
-    setGeometry(x, y, toPixels(width_), h);
+    const int h = std::max(1, twipsToPixels(top_ + height_) - y);
+    setGeometry(x, y, twipsToPixels(width_), h);
 }
 
 }  // namespace nq

@@ -30,7 +30,6 @@ class frmMsnStyle : public QWidget {
     Q_OBJECT
 
   public:
-    static constexpr int kTwipsPerPixel = 15;
     static constexpr int kBackgroundWidthPx = 180;
     static constexpr int kBackgroundHeightPx = 116;
     static constexpr int kStartHeight = 90;      // twips
