@@ -25,6 +25,11 @@ class ChatBus {
     ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall);
 
     bool othersRunning(Time now);
+    // Whether others run is known again at the next question, if none seemed to run: a server
+    // that has just started may hold the friends a login is about to be told of.
+    void lookAgainForOthers() {
+        if (!othersRunning_) othersCheckedAt_ = Time{};
+    }
     // The server that holds a session of account, when it is another one.
     std::optional<std::string> elsewhere(const Bytes& account, Time now);
     // Those in the public room at the other servers, limit at most; none while no other runs.

@@ -72,6 +72,7 @@ void ChatService::login(const Endpoint& from, const Frame& f) {
     const uint32_t number = freshSessionNumber();
     const KeptSession row{number, account.name, from.address, from.port, false};
     // Asked before the row is written: the row then names this server.
+    bus_.lookAgainForOthers();
     const bool elsewhere = !byAccount_.count(account.name) && bus_.elsewhere(account.name, now_);
     auto done = [this, from, account, number, elsewhere](bool written) {
         loggingIn_.erase(from);

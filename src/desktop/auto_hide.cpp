@@ -53,7 +53,7 @@ AutoHideWindow AutoHide::windowNow() {
 }
 
 void AutoHide::checkMouseOver() {
-    if (!window_) return;
+    if (!window_ || settle()) return;
     // Brought down below the edge or minimised by someone else, it is an ordinary window again.
     if (const AutoHideWindow now = windowNow(); now.frame.top() >= 0 || now.minimized)
         setWindowManaged(window_, true);
@@ -85,7 +85,8 @@ void AutoHide::place(const std::optional<QPoint>& at) {
     // old corner, where the window manager may not yet have put it.
     QPoint to = *at;
     const QPoint corner = windowNow().frame.topLeft();
-    if (setWindowManaged(window_, model_.opened())) {
+    const bool handedOver = setWindowManaged(window_, model_.opened());
+    if (handedOver) {
         QRect frame = windowNow().frame;
         frame.moveTopLeft(corner);
         to = model_.finalPosition(frame);
@@ -94,6 +95,22 @@ void AutoHide::place(const std::optional<QPoint>& at) {
     if (model_.settings().alwaysOnTop && !(window_->windowFlags() & Qt::WindowStaysOnTopHint))
         SetTopMost(window_, true);
     window_->raise();
+    if (handedOver && model_.opened()) {
+        settleAt_ = to;
+        settleChecks_ = kSettleChecks;
+    }
+}
+
+// A window manager maps the window it is handed in its own time and may place it by a stale
+// hint: a title bar lower, where the window no longer counts as docked. Put back while the
+// pointer is still on its way in, the window keeps its edge; a window the manager refuses to
+// place there is left alone after a few tries.
+bool AutoHide::settle() {
+    if (settleChecks_ == 0) return false;
+    --settleChecks_;
+    if (x11OuterGeometry(window_).value_or(window_->frameGeometry()).topLeft() == settleAt_) return false;
+    moveTo(settleAt_);
+    return true;
 }
 
 void AutoHide::moveTo(QPoint at) {

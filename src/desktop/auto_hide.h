@@ -19,6 +19,8 @@ class AutoHide : public QObject {
   public:
     // The values of the main window's control: 2 pixels seen, 5500 pixels a second, 10 ms steps.
     static AutoHideSettings mainWindowSettings() { return {2, 5500, 10, true, 1, true}; }
+    // Hover checks (200 ms each) in which a window just handed back is put back at its place.
+    static constexpr int kSettleChecks = 3;
 
     AutoHide(QWidget* window, AutoHideSettings settings);
 
@@ -44,6 +46,7 @@ class AutoHide : public QObject {
     AutoHideWindow windowNow();  // also tells the model its screen
     void place(const std::optional<QPoint>& at);
     void moveTo(QPoint at);  // the outer top left corner, frame included
+    bool settle();
     void syncTimers();
 
     QPointer<QWidget> window_;
@@ -51,6 +54,10 @@ class AutoHide : public QObject {
     QTimer tmrCheckisMouseOver;
     QTimer tmrAnimater;
     std::function<QPoint()> cursor_;
+    // Where a window that came back into the window manager's hands was put, and for how many
+    // more hover checks it is put there again should the manager have placed it elsewhere.
+    QPoint settleAt_;
+    int settleChecks_ = 0;
 };
 
 }  // namespace nq
