@@ -1,89 +1,84 @@
-// Load generator for nqserver: starts a server of its own, logs in N simulated clients, keeps
-// them alive and has each send one-to-one messages to a partner at the client's top rate (one
-// frame per 500 ms). Prints sessions held, frames per second, relay latency and the server's
-// memory and CPU. Not a test: it measures.
+// Load generator for nqserver: starts servers of its own, logs in N simulated clients, keeps them
+// alive and has each send one-to-one messages to a partner. Prints sessions held, messages per
+// second, relay latency and each server's memory and CPU. Not a test: it measures.
 //
-//   bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]
+//   bench_load [--clients N] [--seconds S] [--interval-ms MS | --rate R[,R...]]
+//              [--engine sqlite|postgresql] [--servers N] [--cross SHARE] [--p99-limit MS]
+//              [--nqserver PATH] [--pg-cluster SCRIPT]
 //              [--flood none|badlogin|keepalive|offline] [--flood-rate N]
 //
-// The server runs pinned to one core and the generator to the other. Latency is taken from the
-// sender's clock just before sendto to the kernel's receive stamp on the partner's socket, so
-// that the generator's own delays in reading do not count against the server. Clients sit 50 to
-// an address on 127.1.0.0/16, as clients behind many addresses do, so that what is measured is
-// the server and not its limits per address.
+// By default one nqserver on a SQLite file, pinned to one core, the generator on the other.
+// --engine postgresql starts a throwaway PostgreSQL cluster and --servers chat servers (three by
+// default) on it, each a process of its own on a loopback address of its own, left to the
+// scheduler on both cores. The bench places the clients itself, round robin (client i on server
+// i mod N), rather than through the dispatcher: which partners sit on different servers is then
+// fixed before the run, so exactly --cross of the messages cross (half by default); the
+// dispatcher's spreading by load is not on the path of a message, and its own password check
+// would double the cost of the logins. Partners are friends, so logins also send presence
+// between servers.
 //
-// A flood runs through the measured window from a thread of its own at 127.0.9.1, as fast as it
-// can send: bad logins (datagrams full of login frames for unknown accounts, to the chat server
-// and the dispatcher in turn), keep-alives (a logged-in session, 290 (9,0) frames a datagram) or
-// offline messages (a logged-in session messaging an account that never logs in). The other
-// clients' keep-alive round trip, the server's peak memory and its log's growth show what the
-// flood cost them.
+// Without --rate each client sends once per interval (500 ms, the client's top rate). With it,
+// each rate is a step of its own: 3 s of warm-up and S seconds measured at that many messages a
+// second from all clients together. Each message carries its step, so that one arriving late
+// still counts for it; the sweep ends at the first step whose p99 reaches --p99-limit (10 ms) or
+// that loses more than one message in a thousand, and the table at the end names the highest rate
+// that did neither.
+//
+// Latency is taken from the sender's clock just before sendto to the kernel's receive stamp on
+// the partner's socket, so that the generator's own delays in reading do not count against the
+// servers. Clients sit 50 to an address on 127.1.0.0/16, as clients behind many addresses do, so
+// that what is measured is the servers and not their limits per address.
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <sched.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <sys/stat.h>
 #include <algorithm>
-#include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <functional>
+#include <memory>
+#include <stdexcept>
 #include <string>
-#include <thread>
+#include <tuple>
 #include <vector>
 
-#include "server/admin.h"
+#include "load_flood.h"
+#include "load_options.h"
+#include "load_report.h"
+#include "load_servers.h"
 #include "server/credentials.h"
 #include "server/endpoint.h"
-#include "server/sqlite_store.h"
-#include "support/loopback.h"
+#include "server/open_store.h"
 #include "wire/digest.h"
 #include "wire/fields.h"
+#include "wire/frame_kinds.h"
 #include "wire/packet.h"
-
-extern char** environ;
 
 namespace {
 
 using nq::Bytes;
-using nq::server::Endpoint;
+using namespace nq::bench;
+using Clock = std::chrono::steady_clock;
 
-constexpr const char* kFloodAddress = "127.0.9.1";
-constexpr uint16_t kChatPort = 8000;
-constexpr uint16_t kDispatcherPort = 4000;
 constexpr int kClientsPerAddress = 50;
-// The flooder's account is short so that 290 keep-alives fit one 8 KB datagram.
-constexpr const char* kFlooder = "fl";
-constexpr const char* kFaraway = "faraway";  // never logs in: every message to it waits
-
-enum class Flood { None, BadLogin, KeepAlive, Offline };
+constexpr auto kWarmUp = std::chrono::seconds(3);
+// After each step, for its last messages to land before the next begins.
+constexpr auto kDrain = std::chrono::seconds(2);
+// A login not answered by then is sent again, as the client does.
+constexpr auto kLoginRetry = std::chrono::seconds(15);
+constexpr size_t kCreateBatch = 1000;  // accounts or friendships a transaction
 
 // 127.1.0.1 onwards, kClientsPerAddress clients to each.
 uint32_t clientAddress(int i) {
     const int host = i / kClientsPerAddress;
     return 0x7F010000u + static_cast<uint32_t>(host / 250 * 256 + host % 250 + 1);
 }
-
-struct Options {
-    int clients = 10000;
-    double seconds = 20;
-    int intervalMs = 500;
-    double keepAliveSeconds = 10.5;  // the client's keep-alive: every 21 ticks
-    std::string nqserver;
-    Flood flood = Flood::None;
-    int floodRate = 0;  // datagrams a second; 0: as fast as one thread sends
-};
 
 int64_t realtimeNs() {
     timespec ts{};
@@ -97,262 +92,168 @@ std::string clientName(int i) {
     return buf;
 }
 
-void pinTo(pid_t pid, int cpu) {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(cpu, &set);
-    sched_setaffinity(pid, sizeof set, &set);
-}
-
-// Resident and peak memory of a process, in MB, from /proc.
-std::pair<double, double> memoryOf(pid_t pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    double rss = 0, peak = 0;
-    while (std::getline(in, line)) {
-        if (line.rfind("VmRSS:", 0) == 0) rss = std::atof(line.c_str() + 6) / 1024;
-        if (line.rfind("VmHWM:", 0) == 0) peak = std::atof(line.c_str() + 6) / 1024;
-    }
-    return {rss, peak};
-}
-
-// CPU seconds (user + system) a process has used.
-double cpuSecondsOf(pid_t pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const size_t close = stat.rfind(')');
-    if (close == std::string::npos) return 0;
-    std::vector<std::string> parts;
-    size_t start = close + 2;
-    for (size_t i = start; i <= stat.size(); ++i)
-        if (i == stat.size() || stat[i] == ' ') {
-            parts.push_back(stat.substr(start, i - start));
-            start = i + 1;
-        }
-    // Fields 14 and 15 of stat; parts[0] is field 3.
-    return (std::atof(parts.at(11).c_str()) + std::atof(parts.at(12).c_str())) / sysconf(_SC_CLK_TCK);
-}
-
 struct Client {
     int fd = -1;
+    int server = 0;
+    int partner = -1;  // a client index; -1: the odd one out, who sends nothing
+    bool crossing = false;
     uint32_t session = 0;
     bool ready = false;
     std::string name;
-    std::string partner;
     Bytes messageHead;  // own, partner, and the start of the text record
     uint16_t seq = 0;
+    Clock::time_point loginSentAt{};
     int64_t lastKeepAliveAnswer = 0;
     int64_t keepAliveSentAt = 0;  // of the keep-alive not yet answered
 };
 
-int64_t fileSize(const std::string& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0 ? static_cast<int64_t>(st.st_size) : 0;
+// Runs its servers' writes in transactions of kCreateBatch; throws when one is refused.
+void writeAll(nq::server::Store& store, size_t count, const std::function<void(size_t)>& write) {
+    for (size_t from = 0; from < count; from += kCreateBatch) {
+        const size_t n = std::min(kCreateBatch, count - from);
+        const std::vector<std::string> failures = store.writeBatch(
+            n, [&](size_t k) { write(from + k); }, true);
+        for (const std::string& why : failures)
+            if (!why.empty()) throw std::runtime_error("cannot prepare the database: " + why);
+    }
 }
 
 class Generator {
   public:
-    explicit Generator(const Options& o) : o_(o) {}
+    explicit Generator(const LoadOptions& o) : o_(o), servers_(o) {}
 
     int run() {
+        pairClients();
         prepareDatabase();
-        startServer();
+        servers_.start();
         openClients();
         loginAll();
-        prepareFlood();
-        measure();
-        stopServer();
+        if (o_.flood != Flood::None) {
+            flood_ = std::make_unique<LoadFlood>(o_, serverAddresses_[0], LoadServers::kDispatcherPort);
+            flood_->prepare();
+        }
+        printHeader(o_);
+        std::vector<double> rates = o_.rates;
+        if (rates.empty()) rates.push_back(1000.0 * o_.clients / o_.intervalMs);
+        for (size_t i = 0; i < rates.size(); ++i) {
+            runStep(rates[i]);
+            printStep(steps_.back(), o_, static_cast<int>(i + 1));
+            std::fflush(stdout);
+            if (!stepWithinLimit(steps_.back(), o_) && i + 1 < rates.size()) {
+                std::printf("(the sweep stops here: past the limit, the next steps would only add load)\n");
+                break;
+            }
+        }
+        printHeld(probe());
+        if (!o_.rates.empty()) printSweep(steps_, o_);
+        servers_.stop();
         return 0;
     }
 
   private:
-    void prepareDatabase() {
-        char pattern[] = "/tmp/nqserver-load-XXXXXX";
-        folder_ = mkdtemp(pattern);
-        db_ = folder_ + "/load.db";
-        nq::server::SqliteStore store(db_);
-        // Accounts are written straight into the store: ten thousand admin commands would take
-        // longer than the measurement. All share one sealed digest, which changes nothing the
-        // server does per login.
-        const std::string sealed = nq::server::sealDigest(*nq::passwordDigest("123456"));
-        const auto t0 = std::chrono::steady_clock::now();
-        for (int i = 0; i < o_.clients; ++i) {
-            nq::server::Account a;
-            a.name = clientName(i);
-            a.nick = "n" + a.name;
-            a.head = i % 2 ? "m3" : "w4";
-            a.digest = sealed;
-            store.createAccount(a);
+    // Client i sits on server i mod N. In each block of 2N clients either every pair crosses
+    // ((2j, 2j + 1): neighbours sit on different servers) or none does ((j, j + N)); the blocks
+    // that cross are spread evenly so that their share is --cross.
+    void pairClients() {
+        const int n = o_.clients, servers = o_.servers, block = 2 * servers;
+        clients_.resize(static_cast<size_t>(n));
+        for (int i = 0; i < n; ++i) {
+            clients_[i].server = i % servers;
+            clients_[i].name = clientName(i);
         }
-        for (const char* extra : {kFlooder, kFaraway}) {
-            nq::server::Account a;
-            a.name = extra;
-            a.nick = std::string("n") + extra;
-            a.digest = sealed;
-            store.createAccount(a);
-        }
-        for (int i = 0; i + 1 < o_.clients; i += 2) {
-            store.addFriend(clientName(i), clientName(i + 1));
-            store.addFriend(clientName(i + 1), clientName(i));
-        }
-        std::printf("prepared %d accounts in %.1f s\n", o_.clients,
-                    std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
-    }
-
-    void startServer() {
-        const std::vector<std::string> args{
-            o_.nqserver,    "serve",       "--db", db_,           "--address",
-            serverAddress_, "--log-level", "info", "--chat-port", std::to_string(kChatPort)};
-        std::vector<char*> argv;
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        const std::string& log = logPath();
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0644);
-        if (posix_spawn(&server_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-            std::fprintf(stderr, "bench_load: cannot start %s\n", o_.nqserver.c_str());
-            std::exit(1);
-        }
-        posix_spawn_file_actions_destroy(&actions);
-        const int cpus = static_cast<int>(std::thread::hardware_concurrency());
-        pinTo(server_, cpus > 1 ? 1 : 0);
-        pinTo(0, 0);
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        int status = 0;
-        if (waitpid(server_, &status, WNOHANG) == server_) {
-            std::fprintf(stderr, "bench_load: nqserver stopped at once; its log:\n");
-            std::system(("cat '" + log + "'").c_str());
-            std::exit(1);
-        }
-        serverCpuStart_ = cpuSecondsOf(server_);
-    }
-
-    const std::string& logPath() {
-        if (log_.empty()) log_ = folder_ + "/server.log";
-        return log_;
-    }
-    int64_t databaseBytes() { return fileSize(db_) + fileSize(db_ + "-wal"); }
-
-    // The flooder's socket, and its session when its flood needs one.
-    void prepareFlood() {
-        if (o_.flood == Flood::None) return;
-        floodFd_ = socket(AF_INET, SOCK_DGRAM, 0);
-        const sockaddr_in local = Endpoint{*nq::server::parseIpv4(kFloodAddress), 0}.toSockaddr();
-        if (floodFd_ < 0 || bind(floodFd_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-            std::fprintf(stderr, "bench_load: cannot open the flooder's socket: %s\n", std::strerror(errno));
-            std::exit(1);
-        }
-        if (o_.flood == Flood::BadLogin) return;
-        const timeval wait{2, 0};
-        setsockopt(floodFd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-        const Bytes login =
-            nq::encodeFrame({1, 1, 1, 0, 0}, nq::joinFields({kFlooder, *nq::passwordDigest("123456")}));
-        sendto(floodFd_, login.data(), login.size(), 0, reinterpret_cast<const sockaddr*>(&server_addr_),
-               sizeof server_addr_);
-        char buf[2048];
-        for (ssize_t got; (got = recv(floodFd_, buf, sizeof buf, 0)) > 0;) {
-            auto f = nq::decodeFrame(std::string_view(buf, static_cast<size_t>(got)));
-            if (f && f->header.type == 1 && f->header.sub == 1 && f->header.code == 1) {
-                floodSession_ = f->header.session;
-                return;
-            }
-        }
-        std::fprintf(stderr, "bench_load: the flooder could not log in\n");
-        std::exit(1);
-    }
-
-    // Sends the flood as fast as one thread can, until told to stop; at most kMaxDatagrams.
-    void flood(const std::atomic<bool>& stop) {
-        constexpr int64_t kMaxDatagrams = 100'000'000;
-        pinTo(0, 0);
-        std::vector<std::pair<Bytes, sockaddr_in>> datagrams;
-        sockaddr_in dispatcher = server_addr_;
-        dispatcher.sin_port = htons(kDispatcherPort);
-        uint16_t seq = 0;
-        auto add = [&](Bytes& d, uint16_t type, uint16_t sub, uint32_t session, const Bytes& body) {
-            seq = seq >= 5999 ? 1 : seq + 1;
-            nq::encodeFrame({seq, type, sub, session, 0}, body, d);
+        auto pair = [&](int a, int b) {
+            clients_[a].partner = b;
+            clients_[b].partner = a;
+            clients_[a].crossing = clients_[b].crossing = clients_[a].server != clients_[b].server;
         };
-        if (o_.flood == Flood::BadLogin) {
-            for (const sockaddr_in& to : {server_addr_, dispatcher}) {
-                Bytes d;
-                for (int i = 0; d.size() < 8000 - 80; ++i)
-                    add(d, 1, 1, 0, nq::joinFields({"nobody" + std::to_string(i), std::string(32, 'f')}));
-                datagrams.emplace_back(std::move(d), to);
+        const int blocks = n / block;
+        for (int b = 0; b < blocks; ++b) {
+            const int base = b * block;
+            const bool crossing = std::floor((b + 1) * o_.cross + 1e-9) > std::floor(b * o_.cross + 1e-9);
+            for (int j = 0; j < servers; ++j) {
+                if (crossing)
+                    pair(base + 2 * j, base + 2 * j + 1);
+                else
+                    pair(base + j, base + j + servers);
             }
-        } else if (o_.flood == Flood::KeepAlive) {
-            Bytes d;
-            for (int i = 0; i < 290; ++i) add(d, 9, 0, floodSession_, nq::joinFields({kFlooder}));
-            datagrams.emplace_back(std::move(d), server_addr_);
-        } else {
-            Bytes d;
-            Bytes body = nq::joinFields({kFlooder, kFaraway});
-            body += "SimSun/10/0/12:00:00/" + std::string(200, 'x');
-            body.push_back('\0');
-            for (int i = 0; i < 2; ++i) add(d, 2, 1, floodSession_, body);
-            datagrams.emplace_back(std::move(d), server_addr_);
         }
-        const auto start = std::chrono::steady_clock::now();
-        for (int64_t i = 0; i < kMaxDatagrams && !stop.load(std::memory_order_relaxed); ++i) {
-            if (o_.floodRate > 0 && i % 100 == 0)
-                std::this_thread::sleep_until(start +
-                                              std::chrono::microseconds(i * 1'000'000 / o_.floodRate));
-            const auto& [d, to] = datagrams[static_cast<size_t>(i) % datagrams.size()];
-            if (sendto(floodFd_, d.data(), d.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) >
-                0)
-                ++floodSent_;
-        }
+        for (int i = blocks * block; i + 1 < n; i += 2) pair(i, i + 1);
     }
 
-    void stopServer() {
-        kill(server_, SIGTERM);
-        int status = 0;
-        waitpid(server_, &status, 0);
-        std::system(("rm -rf '" + folder_ + "'").c_str());
+    // Accounts are written straight into the store: thousands of admin commands would take longer
+    // than the measurement. All share one sealed digest, which changes nothing the server does
+    // per login.
+    void prepareDatabase() {
+        servers_.database();
+        const auto t0 = Clock::now();
+        auto store = nq::server::openStore(servers_.database());
+        const std::string sealed = nq::server::sealDigest(*nq::passwordDigest("123456"));
+        std::vector<std::string> names;
+        for (const Client& c : clients_) names.push_back(c.name);
+        names.insert(names.end(), {LoadFlood::kFlooder, LoadFlood::kFaraway});
+        std::vector<nq::server::Account> accounts(names.size());
+        for (size_t i = 0; i < accounts.size(); ++i) {
+            accounts[i].name = names[i];
+            accounts[i].nick = "n" + names[i];
+            accounts[i].head = i % 2 ? "m3" : "w4";
+            accounts[i].digest = sealed;
+        }
+        writeAll(*store, accounts.size(), [&](size_t i) { store->createAccount(accounts[i]); });
+        writeAll(*store, clients_.size(), [&](size_t i) {
+            if (clients_[i].partner >= 0)
+                store->addFriend(clients_[i].name, clients_[clients_[i].partner].name);
+        });
+        std::printf("prepared %d accounts in %.1f s\n", o_.clients,
+                    std::chrono::duration<double>(Clock::now() - t0).count());
     }
 
     void openClients() {
+        const rlim_t need = static_cast<rlim_t>(o_.clients) + 256;
         rlimit lim{};
         getrlimit(RLIMIT_NOFILE, &lim);
-        lim.rlim_cur = std::max<rlim_t>(lim.rlim_cur, std::min<rlim_t>(lim.rlim_max, o_.clients + 256));
-        setrlimit(RLIMIT_NOFILE, &lim);
-
-        epoll_ = epoll_create1(0);
-        server_addr_ = Endpoint{*nq::server::parseIpv4(serverAddress_), kChatPort}.toSockaddr();
-        clients_.resize(o_.clients);
+        if (lim.rlim_cur < need) {
+            lim.rlim_cur = need;
+            lim.rlim_max = std::max(lim.rlim_max, need);
+            if (setrlimit(RLIMIT_NOFILE, &lim) != 0)
+                throw std::runtime_error("needs " + std::to_string(need) +
+                                         " open files, one socket a client, and may not raise its limit: " +
+                                         std::strerror(errno) + " (raise ulimit -Hn, or run as root)");
+        }
+        for (const ServerProcess& s : servers_.servers())
+            serverAddresses_.push_back(
+                nq::server::Endpoint{*nq::server::parseIpv4(s.address), LoadServers::kChatPort}.toSockaddr());
+        epoll_ = epoll_create1(EPOLL_CLOEXEC);
         const int on = 1;
-        for (int i = 0; i < o_.clients; ++i) {
+        for (size_t i = 0; i < clients_.size(); ++i) {
             Client& c = clients_[i];
-            c.fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-            const sockaddr_in local = Endpoint{clientAddress(i), 0}.toSockaddr();
-            if (c.fd < 0 || bind(c.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-                std::fprintf(stderr, "bench_load: cannot open client socket %d: %s\n", i,
-                             std::strerror(errno));
-                std::exit(1);
-            }
+            c.fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+            const sockaddr_in local =
+                nq::server::Endpoint{clientAddress(static_cast<int>(i)), 0}.toSockaddr();
+            if (c.fd < 0 || bind(c.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
+                throw std::runtime_error("cannot open client socket " + std::to_string(i) + ": " +
+                                         std::strerror(errno));
             setsockopt(c.fd, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
-            c.name = clientName(i);
-            c.partner = clientName((i ^ 1) < o_.clients ? (i ^ 1) : i);
             epoll_event ev{};
             ev.events = EPOLLIN;
             ev.data.u32 = static_cast<uint32_t>(i);
             epoll_ctl(epoll_, EPOLL_CTL_ADD, c.fd, &ev);
         }
+        pinTo(0, 0);
     }
 
     void send(Client& c, uint16_t type, uint16_t sub, uint16_t code, const Bytes& body) {
         c.seq = c.seq >= 5999 ? 1 : c.seq + 1;
         frame_.clear();
         nq::encodeFrame({c.seq, type, sub, c.session, code}, body, frame_);
-        if (sendto(c.fd, frame_.data(), frame_.size(), 0, reinterpret_cast<const sockaddr*>(&server_addr_),
-                   sizeof server_addr_) < 0)
+        const sockaddr_in& to = serverAddresses_[static_cast<size_t>(c.server)];
+        if (sendto(c.fd, frame_.data(), frame_.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) <
+            0)
             ++sendFailures_;
     }
 
     // Reads whatever is ready; returns after one epoll round.
     void pump(int timeoutMs) {
+        if (stopAsked()) throw std::runtime_error("stopped by a signal");
         epoll_event events[256];
         const int n = epoll_wait(epoll_, events, 256, timeoutMs);
         for (int e = 0; e < n; ++e) {
@@ -380,260 +281,273 @@ class Generator {
         }
     }
 
+    StepResult* measuredStep() { return measuring_ ? &steps_.back() : nullptr; }
+
     void onDatagram(Client& c, std::string_view data, int64_t stamp) {
         while (auto f = nq::decodeFrame(data)) {
             data.remove_prefix(f->len);
             ++framesIn_;
             const auto& h = f->header;
-            if (h.type == 1 && h.sub == 1 && h.code == 1) {
+            const nq::FrameKind kind{h.type, h.sub};
+            if (kind == nq::kind::kLogin) {
+                if (h.code != 1 || c.ready) {
+                    loginRefused_ += h.code != 1;
+                    continue;
+                }
                 c.session = h.session;
                 ++loggedIn_;
                 const Bytes own = nq::joinFields({c.name});
                 send(c, 3, 4, 0, own);
                 send(c, 2, 6, 0, own);  // the server takes it whether or not the rosters came first
                 c.ready = true;
-                c.messageHead = nq::joinFields({c.name, c.partner});
-                c.messageHead += "SimSun/10/0/12:00:00/t=";
-            } else if (h.type == 9) {
-                c.lastKeepAliveAnswer = stamp;
-                if (measuring_ && c.keepAliveSentAt) keepAliveRtts_.push_back(stamp - c.keepAliveSentAt);
-                c.keepAliveSentAt = 0;
-            } else if (h.type == 2 && h.sub == 1) {
-                nq::FieldReader fields(f->body);
-                const auto sender = fields.next();
-                fields.next();
-                const auto text = fields.next();
-                if (!sender || !text || *sender != c.partner) {
-                    ++badMessages_;
-                    continue;
+                if (c.partner >= 0) {
+                    c.messageHead = nq::joinFields({c.name, clients_[c.partner].name});
+                    c.messageHead += "SimSun/10/0/12:00:00/t=";
                 }
-                const size_t at = text->find("t=");
-                if (at == std::string_view::npos) continue;
-                const int64_t sent = std::atoll(std::string(text->substr(at + 2, 20)).c_str());
-                ++received_;
-                if (measuring_) latencies_.push_back(stamp - sent);
+            } else if (h.type == nq::kind::kKeepAlive.type) {
+                c.lastKeepAliveAnswer = stamp;
+                if (StepResult* step = measuredStep(); step && c.keepAliveSentAt)
+                    step->keepAlive.add(stamp - c.keepAliveSentAt);
+                c.keepAliveSentAt = 0;
+            } else if (kind == nq::kind::kNoticeToast) {
+                if (!steps_.empty()) ++steps_.back().refused;
+            } else if (kind == nq::kind::kChat) {
+                onMessage(c, f->body, stamp);
             }
         }
     }
 
+    void onMessage(const Client& c, std::string_view body, int64_t stamp) {
+        nq::FieldReader fields(body);
+        const auto sender = fields.next();
+        fields.next();
+        const auto text = fields.next();
+        if (!sender || !text || c.partner < 0 || *sender != clients_[c.partner].name) {
+            if (!steps_.empty()) ++steps_.back().wrong;
+            return;
+        }
+        const size_t at = text->find("t=");
+        const size_t tagAt = text->find(" k=");
+        if (at == std::string_view::npos || tagAt == std::string_view::npos) return;
+        const int64_t sent = std::atoll(std::string(text->substr(at + 2, 20)).c_str());
+        const int tag = std::atoi(std::string(text->substr(tagAt + 3, 6)).c_str());
+        if (tag < 1 || tag > static_cast<int>(steps_.size())) return;  // warm-up, or between steps
+        StepResult& step = steps_[static_cast<size_t>(tag - 1)];
+        ServerStep& server = step.servers[static_cast<size_t>(c.server)];
+        ++step.received;
+        ++server.received;
+        step.all.add(stamp - sent);
+        server.latency.add(stamp - sent);
+        if (c.crossing) {
+            step.cross.add(stamp - sent);
+            server.crossLatency.add(stamp - sent);
+        } else {
+            step.same.add(stamp - sent);
+        }
+    }
+
+    // Every ready client sends a keep-alive once per period, the clients spread evenly over it.
+    void keepAlivesDue(Clock::time_point now) {
+        const auto period =
+            std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(o_.keepAliveSeconds));
+        const int64_t due = (now - keepAliveStart_) * o_.clients / period;
+        for (; keepAliveCursor_ < due; ++keepAliveCursor_) {
+            Client& c = clients_[static_cast<size_t>(keepAliveCursor_ % o_.clients)];
+            if (!c.ready) continue;
+            c.keepAliveSentAt = realtimeNs();
+            send(c, 9, 0, 0, nq::joinFields({c.name}));
+            ++keepAlivesSent_;
+        }
+    }
+
+    // A few hundred logins in flight at a time, as many clients starting at once would be;
+    // those that clients logged in already keep their sessions alive meanwhile.
     void loginAll() {
-        const auto t0 = std::chrono::steady_clock::now();
+        const auto t0 = Clock::now();
+        keepAliveStart_ = t0;
+        // A password check costs a seal's 1.5 ms of CPU, so thousands of logins take a while.
+        const auto limit = std::chrono::seconds(60) + std::chrono::milliseconds(5) * o_.clients;
         const Bytes digest = *nq::passwordDigest("123456");
-        int next = 0;
-        // A few hundred logins in flight at a time, as many clients starting at once would be.
+        size_t next = 0;
+        auto lastRetry = t0;
         while (loggedIn_ < o_.clients) {
-            while (next < o_.clients && next - loggedIn_ < 500) {
-                Client& c = clients_[next++];
-                send(c, 1, 1, 0, nq::joinFields({c.name, digest}));
+            const auto now = Clock::now();
+            for (; next < clients_.size() && static_cast<int>(next) - loggedIn_ < 500; ++next) {
+                clients_[next].loginSentAt = now;
+                send(clients_[next], 1, 1, 0, nq::joinFields({clients_[next].name, digest}));
             }
+            if (now - lastRetry > std::chrono::seconds(1)) {
+                lastRetry = now;
+                for (size_t i = 0; i < next; ++i)
+                    if (!clients_[i].ready && now - clients_[i].loginSentAt > kLoginRetry) {
+                        clients_[i].loginSentAt = now;
+                        send(clients_[i], 1, 1, 0, nq::joinFields({clients_[i].name, digest}));
+                    }
+            }
+            keepAlivesDue(now);
             pump(5);
-            if (std::chrono::steady_clock::now() - t0 > std::chrono::seconds(60)) {
-                std::printf("only %d of %d logged in after 60 s\n", loggedIn_, o_.clients);
+            if (now - t0 > limit) {
+                std::printf(
+                    "only %d of %d logged in after %lld s\n", loggedIn_, o_.clients,
+                    static_cast<long long>(std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
                 break;
             }
         }
-        std::printf("logged in %d clients in %.2f s\n", loggedIn_,
-                    std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+        std::printf("logged in %d clients in %.2f s%s\n", loggedIn_,
+                    std::chrono::duration<double>(Clock::now() - t0).count(),
+                    loginRefused_ ? (" (" + std::to_string(loginRefused_) + " logins refused)").c_str() : "");
+        for (size_t i = 0; i < clients_.size(); ++i)
+            if (clients_[i].ready && clients_[i].partner >= 0) senders_.push_back(i);
     }
 
-    void measure() {
-        using Clock = std::chrono::steady_clock;
-        const auto interval = std::chrono::milliseconds(o_.intervalMs);
-        const auto keepAlive =
-            std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(o_.keepAliveSeconds));
-        const auto warmup = std::chrono::seconds(3);
-        const auto start = Clock::now();
-        const auto measureFrom = start + warmup;
-        const auto end = measureFrom + std::chrono::duration_cast<Clock::duration>(
-                                           std::chrono::duration<double>(o_.seconds));
-        int64_t sendCursor = 0;
-        int64_t keepAliveCursor = 0;
-        int64_t sentAtStart = 0, receivedAtStart = 0, framesInAtStart = 0;
-        double serverCpuAtStart = 0;
-        int64_t logAtStart = 0, databaseAtStart = 0;
-        std::atomic<bool> stopFlood{false};
-        std::thread flooder;
-        const int n = o_.clients;
+    // Sends and reads until `until`, messages at `rate` a second counted from `from`.
+    void drive(Clock::time_point until, double rate, Clock::time_point from, int64_t& cursor, int tag) {
         Bytes body;
-        for (;;) {
-            const auto now = Clock::now();
-            if (!measuring_ && now >= measureFrom) {
-                measuring_ = true;
-                sentAtStart = sent_;
-                receivedAtStart = received_;
-                framesInAtStart = framesIn_;
-                serverCpuAtStart = cpuSecondsOf(server_);
-                logAtStart = fileSize(logPath());
-                databaseAtStart = databaseBytes();
-                if (o_.flood != Flood::None) flooder = std::thread([&] { flood(stopFlood); });
-            }
-            if (now >= end) break;
-            // Each client sends once per interval, the clients spread evenly over it.
-            const int64_t sendDue = (now - start) * n / interval;
-            for (; sendCursor < sendDue; ++sendCursor) {
-                Client& c = clients_[sendCursor % n];
-                if (!c.ready) continue;
+        for (auto now = Clock::now(); now < until; now = Clock::now()) {
+            const int64_t due =
+                rate > 0 && !senders_.empty()
+                    ? static_cast<int64_t>(std::chrono::duration<double>(now - from).count() * rate)
+                    : cursor;
+            for (; cursor < due; ++cursor) {
+                Client& c = clients_[senders_[static_cast<size_t>(cursor) % senders_.size()]];
                 body = c.messageHead;
                 body += std::to_string(realtimeNs());
+                body += " k=" + std::to_string(tag);
                 body += " 你好，这是一条测试消息";
                 body.push_back('\0');
                 send(c, 2, 1, 0, body);
-                ++sent_;
+                if (StepResult* step = measuredStep()) {
+                    ++step->sent;
+                    ++step->servers[static_cast<size_t>(c.server)].sent;
+                    step->crossSent += c.crossing;
+                }
             }
-            const int64_t keepAliveDue = (now - start) * n / keepAlive;
-            for (; keepAliveCursor < keepAliveDue; ++keepAliveCursor) {
-                Client& c = clients_[keepAliveCursor % n];
-                if (!c.ready) continue;
-                c.keepAliveSentAt = realtimeNs();
-                send(c, 9, 0, 0, nq::joinFields({c.name}));
-            }
+            keepAlivesDue(now);
             pump(1);
         }
-        const double window = std::chrono::duration<double>(Clock::now() - measureFrom).count();
-        const double serverCpu = cpuSecondsOf(server_) - serverCpuAtStart;
-        stopFlood = true;
-        if (flooder.joinable()) flooder.join();
-        const int64_t logGrowth = fileSize(logPath()) - logAtStart;
-        const int64_t databaseGrowth = databaseBytes() - databaseAtStart;
-        const auto [rss, peak] = memoryOf(server_);
-        measuring_ = false;
-        // Let the last messages land.
-        const auto drainEnd = Clock::now() + std::chrono::seconds(1);
-        while (Clock::now() < drainEnd) pump(10);
-
-        // A last keep-alive from everybody: a session is held if it is answered.
-        const int64_t probe = realtimeNs();
-        for (Client& c : clients_)
-            if (c.ready) send(c, 9, 0, 0, nq::joinFields({c.name}));
-        const auto probeEnd = Clock::now() + std::chrono::seconds(2);
-        while (Clock::now() < probeEnd) pump(10);
-        int held = 0;
-        for (const Client& c : clients_) held += c.lastKeepAliveAnswer > probe;
-        int serverSessions = -1;
-        try {
-            nq::server::SqliteStore store(db_);
-            for (const auto& l : store.loads()) serverSessions = l.sessions;
-        } catch (...) {
-        }
-        std::sort(latencies_.begin(), latencies_.end());
-        std::sort(keepAliveRtts_.begin(), keepAliveRtts_.end());
-        auto pctOf = [](const std::vector<int64_t>& v, double p) {
-            return v.empty() ? 0.0 : v[std::min(v.size() - 1, size_t(p * v.size()))] / 1e6;
-        };
-        auto pct = [&](double p) { return pctOf(latencies_, p); };
-        std::printf("clients                 %d (sending every %d ms, keep-alive every %.1f s)\n", n,
-                    o_.intervalMs, o_.keepAliveSeconds);
-        std::printf("sessions held           %d answered keep-alives; server reports %d sessions\n", held,
-                    serverSessions);
-        std::printf("relayed messages/s      %.0f sent, %.0f received\n", (sent_ - sentAtStart) / window,
-                    (received_ - receivedAtStart) / window);
-        std::printf("frames/s at the server  %.0f in, %.0f out\n",
-                    (sent_ - sentAtStart) / window + n / o_.keepAliveSeconds,
-                    (framesIn_ - framesInAtStart) / window);
-        std::printf(
-            "relay latency           p50 %.3f ms, p99 %.3f ms, p99.9 %.3f ms, max %.3f ms (%zu samples)\n",
-            pct(0.5), pct(0.99), pct(0.999), latencies_.empty() ? 0.0 : latencies_.back() / 1e6,
-            latencies_.size());
-        std::printf("lost                    %lld of %lld messages; %lld wrong; %lld sends refused\n",
-                    static_cast<long long>(sent_ - received_), static_cast<long long>(sent_),
-                    static_cast<long long>(badMessages_), static_cast<long long>(sendFailures_));
-        std::printf("keep-alive round trip   p50 %.3f ms, p99 %.3f ms, max %.3f ms (%zu answered)\n",
-                    pctOf(keepAliveRtts_, 0.5), pctOf(keepAliveRtts_, 0.99),
-                    keepAliveRtts_.empty() ? 0.0 : keepAliveRtts_.back() / 1e6, keepAliveRtts_.size());
-        std::printf("server                  %.0f%% of one core, %.1f MB resident (peak %.1f MB)\n",
-                    100 * serverCpu / window, rss, peak);
-        std::printf("server log              %.1f KB in the window (%.1f KB/s); database grew %.1f MB\n",
-                    logGrowth / 1024.0, logGrowth / 1024.0 / window, databaseGrowth / 1048576.0);
-        if (o_.flood != Flood::None)
-            std::printf("flood                   %lld datagrams (%.0f a second)\n",
-                        static_cast<long long>(floodSent_.load()), floodSent_.load() / window);
     }
 
-    const Options o_;
-    const std::string serverAddress_ = nq::test::claimLoopbackAddress();
-    std::string folder_;
-    std::string db_;
-    pid_t server_ = -1;
-    double serverCpuStart_ = 0;
+    void runStep(double rate) {
+        StepResult& step = steps_.emplace_back();
+        step.asked = rate;
+        for (const ServerProcess& s : servers_.servers()) step.servers.emplace_back().id = s.id;
+        const auto start = Clock::now();
+        const auto measureFrom = start + kWarmUp;
+        const auto end = measureFrom + std::chrono::duration_cast<Clock::duration>(
+                                           std::chrono::duration<double>(o_.seconds));
+        int64_t cursor = 0;
+        drive(measureFrom, rate, start, cursor, 0);
+
+        const std::vector<ServerProcess>& procs = servers_.servers();
+        std::vector<double> cpuAtStart;
+        for (const ServerProcess& s : procs) cpuAtStart.push_back(cpuSecondsOf(s.pid));
+        const double databaseCpu = servers_.databaseCpuSeconds();
+        const double ownCpu = cpuSecondsOf(getpid());
+        const int64_t logBytes = servers_.logBytes(), databaseBytes = servers_.databaseBytes();
+        const int64_t framesIn = framesIn_, keepAlives = keepAlivesSent_, sendFailures = sendFailures_;
+        if (flood_) flood_->start();
+        const int64_t floodAtStart = flood_ ? flood_->sent() : 0;
+        measuring_ = true;
+        drive(end, rate, start, cursor, static_cast<int>(steps_.size()));
+        measuring_ = false;
+
+        step.window = std::chrono::duration<double>(Clock::now() - measureFrom).count();
+        for (size_t i = 0; i < procs.size(); ++i) {
+            step.servers[i].cpuSeconds = cpuSecondsOf(procs[i].pid) - cpuAtStart[i];
+            std::tie(step.servers[i].rssMb, step.servers[i].peakMb) = memoryOf(procs[i].pid);
+        }
+        step.databaseCpu = servers_.databaseCpuSeconds() - databaseCpu;
+        step.generatorCpu = cpuSecondsOf(getpid()) - ownCpu;
+        step.logGrowth = servers_.logBytes() - logBytes;
+        step.databaseGrowth = servers_.databaseBytes() - databaseBytes;
+        step.framesIn = framesIn_ - framesIn;
+        step.keepAlivesSent = keepAlivesSent_ - keepAlives;
+        if (flood_) {
+            flood_->stop();
+            step.floodSent = flood_->sent() - floodAtStart;
+        }
+        step.sendFailures = sendFailures_ - sendFailures;
+        drive(Clock::now() + kDrain, 0, start, cursor, 0);
+    }
+
+    // A last keep-alive from everybody, spread over a second: a session is held if it is
+    // answered. Beside it, the number of sessions each server reports to the others.
+    std::vector<HeldSessions> probe() {
+        const int64_t probeStart = realtimeNs();
+        const auto t0 = Clock::now();
+        size_t sent = 0;
+        for (auto now = t0; now < t0 + std::chrono::seconds(3); now = Clock::now()) {
+            const double elapsed = std::chrono::duration<double>(now - t0).count();
+            const size_t due = std::min(clients_.size(), static_cast<size_t>(elapsed * clients_.size()));
+            for (; sent < due; ++sent)
+                if (clients_[sent].ready)
+                    send(clients_[sent], 9, 0, 0, nq::joinFields({clients_[sent].name}));
+            pump(10);
+        }
+        std::vector<HeldSessions> held;
+        for (const ServerProcess& s : servers_.servers()) held.emplace_back().id = s.id;
+        for (const Client& c : clients_) {
+            ++held[static_cast<size_t>(c.server)].clients;
+            held[static_cast<size_t>(c.server)].answered += c.lastKeepAliveAnswer > probeStart;
+        }
+        try {
+            auto store = nq::server::openStore(servers_.database());
+            for (const auto& l : store->loads())
+                for (HeldSessions& h : held)
+                    if (h.id == l.server) h.reported = l.sessions;
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "bench_load: cannot read the servers' reports: %s\n", e.what());
+        }
+        return held;
+    }
+
+    const LoadOptions& o_;
+    LoadServers servers_;
+    std::unique_ptr<LoadFlood> flood_;
+    std::vector<sockaddr_in> serverAddresses_;
     int epoll_ = -1;
-    sockaddr_in server_addr_{};
     std::vector<Client> clients_;
+    std::vector<size_t> senders_;  // clients with a partner that logged in
     Bytes frame_;
     int loggedIn_ = 0;
+    int64_t loginRefused_ = 0;
+    Clock::time_point keepAliveStart_{};
+    int64_t keepAliveCursor_ = 0;
     bool measuring_ = false;
-    int64_t sent_ = 0, received_ = 0, framesIn_ = 0, badMessages_ = 0, sendFailures_ = 0;
-    std::vector<int64_t> latencies_;
-    std::vector<int64_t> keepAliveRtts_;
-    std::string log_;
-    int floodFd_ = -1;
-    uint32_t floodSession_ = 0;
-    std::atomic<int64_t> floodSent_{0};
+    int64_t framesIn_ = 0, keepAlivesSent_ = 0, sendFailures_ = 0;
+    std::vector<StepResult> steps_;
 };
 
-std::string defaultNqserver(const char* argv0) {
+std::string defaultNqserver() {
     if (const char* dir = std::getenv("NQ_BIN_DIR")) return std::string(dir) + "/server/nqserver";
-    std::string self = argv0;
     char buf[4096];
     const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
-    if (n > 0) self.assign(buf, static_cast<size_t>(n));
-    const std::string dir = self.substr(0, self.rfind('/'));
-    return dir + "/../server/nqserver";
+    const std::string self = n > 0 ? std::string(buf, static_cast<size_t>(n)) : std::string(".");
+    return self.substr(0, self.rfind('/')) + "/../server/nqserver";
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options o;
-    o.nqserver = defaultNqserver(argv[0]);
-    for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> std::string {
-            if (i + 1 >= argc) {
-                std::fprintf(stderr, "bench_load: %s needs a value\n", a.c_str());
-                std::exit(2);
-            }
-            return argv[++i];
-        };
-        if (a == "--clients")
-            o.clients = std::max(2, std::atoi(value().c_str()));
-        else if (a == "--seconds")
-            o.seconds = std::max(1.0, std::atof(value().c_str()));
-        else if (a == "--interval-ms")
-            o.intervalMs = std::max(1, std::atoi(value().c_str()));
-        else if (a == "--nqserver")
-            o.nqserver = value();
-        else if (a == "--flood-rate")
-            o.floodRate = std::max(0, std::atoi(value().c_str()));
-        else if (a == "--flood") {
-            const std::string f = value();
-            if (f == "none")
-                o.flood = Flood::None;
-            else if (f == "badlogin")
-                o.flood = Flood::BadLogin;
-            else if (f == "keepalive")
-                o.flood = Flood::KeepAlive;
-            else if (f == "offline")
-                o.flood = Flood::Offline;
-            else {
-                std::fprintf(stderr,
-                             "bench_load: --flood is none, badlogin, keepalive or offline, not \"%s\"\n",
-                             f.c_str());
-                return 2;
-            }
-        } else if (a.rfind("--benchmark", 0) == 0)
-            continue;  // ./nq bench passes Google Benchmark's options to every program
-        else {
-            std::fprintf(
-                stderr,
-                "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS] [--nqserver PATH]\n"
-                "                  [--flood none|badlogin|keepalive|offline] [--flood-rate "
-                "DATAGRAMS_A_SECOND]\n");
-            return 2;
-        }
+    LoadOptions defaults;
+    defaults.nqserver = defaultNqserver();
+    defaults.pgCluster = NQ_PG_CLUSTER_SCRIPT;
+    LoadOptions o;
+    try {
+        o = parseLoadOptions(argc, argv, defaults);
+    } catch (const LoadUsageError& e) {
+        std::fprintf(stderr, "bench_load: %s\n%s", e.what(), loadUsage());
+        return 2;
     }
     if (access(o.nqserver.c_str(), X_OK) != 0) {
         std::fprintf(stderr, "bench_load: no nqserver at %s (give --nqserver PATH)\n", o.nqserver.c_str());
         return 1;
     }
-    return Generator(o).run();
+    stopOnSignals();
+    try {
+        return Generator(o).run();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "bench_load: %s\n", e.what());
+        return 1;
+    }
 }
