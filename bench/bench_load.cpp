@@ -26,12 +26,8 @@
 //
 // Latency is taken from the sender's clock just before sendto to the kernel's receive stamp on
 // the partner's socket, so that the generator's own delays in reading do not count against the
-// servers. Clients sit 50 to an address on 127.1.0.0/16, as clients behind many addresses do, so
-// that what is measured is the servers and not their limits per address.
+// servers. Clients sit 50 to an address on 127.1.0.0/16 (client_sockets.h).
 
-#include <sys/epoll.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -48,6 +44,7 @@
 #include <tuple>
 #include <vector>
 
+#include "client_sockets.h"
 #include "load_flood.h"
 #include "load_options.h"
 #include "load_report.h"
@@ -66,19 +63,12 @@ using nq::Bytes;
 using namespace nq::bench;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kClientsPerAddress = 50;
 constexpr auto kWarmUp = std::chrono::seconds(3);
 // After each step, for its last messages to land before the next begins.
 constexpr auto kDrain = std::chrono::seconds(2);
 // A login not answered by then is sent again, as the client does.
 constexpr auto kLoginRetry = std::chrono::seconds(15);
 constexpr size_t kCreateBatch = 1000;  // accounts or friendships a transaction
-
-// 127.1.0.1 onwards, kClientsPerAddress clients to each.
-uint32_t clientAddress(int i) {
-    const int host = i / kClientsPerAddress;
-    return 0x7F010000u + static_cast<uint32_t>(host / 250 * 256 + host % 250 + 1);
-}
 
 int64_t realtimeNs() {
     timespec ts{};
@@ -93,7 +83,6 @@ std::string clientName(int i) {
 }
 
 struct Client {
-    int fd = -1;
     int server = 0;
     int partner = -1;  // a client index; -1: the odd one out, who sends nothing
     bool crossing = false;
@@ -208,36 +197,10 @@ class Generator {
     }
 
     void openClients() {
-        const rlim_t need = static_cast<rlim_t>(o_.clients) + 256;
-        rlimit lim{};
-        getrlimit(RLIMIT_NOFILE, &lim);
-        if (lim.rlim_cur < need) {
-            lim.rlim_cur = need;
-            lim.rlim_max = std::max(lim.rlim_max, need);
-            if (setrlimit(RLIMIT_NOFILE, &lim) != 0)
-                throw std::runtime_error("needs " + std::to_string(need) +
-                                         " open files, one socket a client, and may not raise its limit: " +
-                                         std::strerror(errno) + " (raise ulimit -Hn, or run as root)");
-        }
+        sockets_ = std::make_unique<ClientSockets>(o_.clients);
         for (const ServerProcess& s : servers_.servers())
             serverAddresses_.push_back(
                 nq::server::Endpoint{*nq::server::parseIpv4(s.address), LoadServers::kChatPort}.toSockaddr());
-        epoll_ = epoll_create1(EPOLL_CLOEXEC);
-        const int on = 1;
-        for (size_t i = 0; i < clients_.size(); ++i) {
-            Client& c = clients_[i];
-            c.fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-            const sockaddr_in local =
-                nq::server::Endpoint{clientAddress(static_cast<int>(i)), 0}.toSockaddr();
-            if (c.fd < 0 || bind(c.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
-                throw std::runtime_error("cannot open client socket " + std::to_string(i) + ": " +
-                                         std::strerror(errno));
-            setsockopt(c.fd, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
-            epoll_event ev{};
-            ev.events = EPOLLIN;
-            ev.data.u32 = static_cast<uint32_t>(i);
-            epoll_ctl(epoll_, EPOLL_CTL_ADD, c.fd, &ev);
-        }
         pinTo(0, 0);
     }
 
@@ -245,40 +208,16 @@ class Generator {
         c.seq = c.seq >= 5999 ? 1 : c.seq + 1;
         frame_.clear();
         nq::encodeFrame({c.seq, type, sub, c.session, code}, body, frame_);
-        const sockaddr_in& to = serverAddresses_[static_cast<size_t>(c.server)];
-        if (sendto(c.fd, frame_.data(), frame_.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) <
-            0)
-            ++sendFailures_;
+        const int index = static_cast<int>(&c - clients_.data());
+        if (!sockets_->send(index, serverAddresses_[static_cast<size_t>(c.server)], frame_)) ++sendFailures_;
     }
 
-    // Reads whatever is ready; returns after one epoll round.
+    // Reads whatever is ready, after waiting up to timeoutMs for the first datagram.
     void pump(int timeoutMs) {
         if (stopAsked()) throw std::runtime_error("stopped by a signal");
-        epoll_event events[256];
-        const int n = epoll_wait(epoll_, events, 256, timeoutMs);
-        for (int e = 0; e < n; ++e) {
-            Client& c = clients_[events[e].data.u32];
-            for (;;) {
-                char buf[2048];
-                char control[128];
-                iovec iov{buf, sizeof buf};
-                msghdr msg{};
-                msg.msg_iov = &iov;
-                msg.msg_iovlen = 1;
-                msg.msg_control = control;
-                msg.msg_controllen = sizeof control;
-                const ssize_t got = recvmsg(c.fd, &msg, MSG_DONTWAIT);
-                if (got <= 0) break;
-                int64_t stamp = 0;
-                for (cmsghdr* cm = CMSG_FIRSTHDR(&msg); cm; cm = CMSG_NXTHDR(&msg, cm))
-                    if (cm->cmsg_level == SOL_SOCKET && cm->cmsg_type == SCM_TIMESTAMPNS) {
-                        timespec ts;
-                        std::memcpy(&ts, CMSG_DATA(cm), sizeof ts);
-                        stamp = int64_t(ts.tv_sec) * 1'000'000'000 + ts.tv_nsec;
-                    }
-                onDatagram(c, std::string_view(buf, static_cast<size_t>(got)), stamp ? stamp : realtimeNs());
-            }
-        }
+        sockets_->pump(timeoutMs, [this](int client, std::string_view datagram, int64_t stamp) {
+            onDatagram(clients_[static_cast<size_t>(client)], datagram, stamp);
+        });
     }
 
     StepResult* measuredStep() { return measuring_ ? &steps_.back() : nullptr; }
@@ -505,7 +444,7 @@ class Generator {
     LoadServers servers_;
     std::unique_ptr<LoadFlood> flood_;
     std::vector<sockaddr_in> serverAddresses_;
-    int epoll_ = -1;
+    std::unique_ptr<ClientSockets> sockets_;
     std::vector<Client> clients_;
     std::vector<size_t> senders_;  // clients with a partner that logged in
     Bytes frame_;
