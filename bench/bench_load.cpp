@@ -19,10 +19,10 @@
 //
 // Without --rate each client sends once per interval (500 ms, the client's top rate). With it,
 // each rate is a step of its own: 3 s of warm-up and S seconds measured at that many messages a
-// second from all clients together. Each message carries its step, so that one arriving late
-// still counts for it; the sweep ends at the first step whose p99 reaches --p99-limit (10 ms) or
-// that loses more than one message in a thousand, and the table at the end names the highest rate
-// that did neither.
+// second from all clients together. Each message carries its step, so that one arriving after the
+// window still counts for it, up to 2 s later; what comes later or never is lost. The sweep ends
+// at the first step whose p99 reaches --p99-limit (10 ms) or that loses more than one message in a
+// thousand, and the table at the end names the highest rate that did neither.
 //
 // Latency is taken from the sender's clock just before sendto to the kernel's receive stamp on
 // the partner's socket, so that the generator's own delays in reading do not count against the
@@ -270,8 +270,9 @@ class Generator {
         if (at == std::string_view::npos || tagAt == std::string_view::npos) return;
         const int64_t sent = std::atoll(std::string(text->substr(at + 2, 20)).c_str());
         const int tag = std::atoi(std::string(text->substr(tagAt + 3, 6)).c_str());
-        if (tag < 1 || tag > static_cast<int>(steps_.size())) return;  // warm-up, or between steps
-        StepResult& step = steps_[static_cast<size_t>(tag - 1)];
+        // Warm-up, or a step closed: what has not come by the end of its drain counts as lost.
+        if (tag == 0 || tag != openStep_) return;
+        StepResult& step = steps_.back();
         ServerStep& server = step.servers[static_cast<size_t>(c.server)];
         ++step.received;
         ++server.received;
@@ -387,7 +388,8 @@ class Generator {
         if (flood_) flood_->start();
         const int64_t floodAtStart = flood_ ? flood_->sent() : 0;
         measuring_ = true;
-        drive(end, rate, start, cursor, static_cast<int>(steps_.size()));
+        openStep_ = static_cast<int>(steps_.size());
+        drive(end, rate, start, cursor, openStep_);
         measuring_ = false;
 
         step.window = std::chrono::duration<double>(Clock::now() - measureFrom).count();
@@ -407,6 +409,7 @@ class Generator {
         }
         step.sendFailures = sendFailures_ - sendFailures;
         drive(Clock::now() + kDrain, 0, start, cursor, 0);
+        openStep_ = 0;
     }
 
     // A last keep-alive from everybody, spread over a second: a session is held if it is
@@ -453,6 +456,7 @@ class Generator {
     Clock::time_point keepAliveStart_{};
     int64_t keepAliveCursor_ = 0;
     bool measuring_ = false;
+    int openStep_ = 0;  // the step whose messages are counted: from its window to its drain's end
     int64_t framesIn_ = 0, keepAlivesSent_ = 0, sendFailures_ = 0;
     std::vector<StepResult> steps_;
 };
