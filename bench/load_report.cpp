@@ -49,7 +49,7 @@ void printStep(StepResult& r, const LoadOptions& o, int index) {
     std::printf("%-24s %.0f in, %.0f out\n", "frames/s at the servers", (r.sent + r.keepAlivesSent) / w,
                 r.framesIn / w);
     printLatency("latency, all", r.all);
-    if (o.servers > 1) {
+    if (o.cross > 0) {
         printLatency("latency, same server", r.same);
         printLatency("latency, across servers", r.cross);
     }
@@ -62,7 +62,7 @@ void printStep(StepResult& r, const LoadOptions& o, int index) {
             "max %.3f ms",
             s.id.c_str(), s.sent / w, s.received / w, s.latency.percentileMs(0.5),
             s.latency.percentileMs(0.99), s.latency.maxMs());
-        if (o.servers > 1) std::printf(" (across: p99 %.3f ms)", s.crossLatency.percentileMs(0.99));
+        if (o.cross > 0) std::printf(" (across: p99 %.3f ms)", s.crossLatency.percentileMs(0.99));
         std::printf("; %.0f%% of a core; %.1f MB resident, peak %.1f MB\n", 100 * s.cpuSeconds / w, s.rssMb,
                     s.peakMb);
     }
