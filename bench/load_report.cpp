@@ -28,6 +28,10 @@ double Samples::percentileMs(double p) {
     return ns_[std::min(ns_.size() - 1, static_cast<size_t>(p * ns_.size()))] / 1e6;
 }
 
+bool stepOverloaded(StepResult& r, const LoadOptions& o) {
+    return r.received * 100 < r.sent * 99 || r.all.percentileMs(0.99) > 10 * o.p99LimitMs;
+}
+
 void printHeader(const LoadOptions& o) {
     std::printf(
         "%d clients on %d chat server%s (%s), %.0f%% of the messages to a client of another server; "

@@ -59,6 +59,9 @@ struct HeldSessions {
 
 // p99 under the limit, and under one message in a thousand lost.
 bool stepWithinLimit(StepResult& r, const LoadOptions& o);
+// Over 1 % lost, or p99 past ten times the limit: the servers do not keep up, and what they still
+// owe would spill into the next step.
+bool stepOverloaded(StepResult& r, const LoadOptions& o);
 
 void printHeader(const LoadOptions& o);
 void printStep(StepResult& r, const LoadOptions& o, int index);
