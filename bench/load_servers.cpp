@@ -143,7 +143,7 @@ const std::string& LoadServers::database() {
     return database_;
 }
 
-void LoadServers::runClusterScript(const char* command) {
+bool LoadServers::runClusterScript(const char* command) {
     const std::string dir = folder_ + "/pg";
     const pid_t pid = fork();
     if (pid == 0) {
@@ -152,9 +152,7 @@ void LoadServers::runClusterScript(const char* command) {
         _exit(127);
     }
     int status = 0;
-    if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        throw std::runtime_error("could not " + std::string(command) + " a PostgreSQL cluster in " + dir +
-                                 " with " + o_.pgCluster + " (its message, if any, is above)");
+    return pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 void LoadServers::startCluster() {
@@ -163,7 +161,10 @@ void LoadServers::startCluster() {
                                  " (give --pg-cluster PATH)");
     // Marked as running before the script ends, so that a half-made cluster is removed too.
     clusterDir_ = folder_ + "/pg";
-    runClusterScript("start");
+    if (!runClusterScript("start"))
+        throw std::runtime_error("could not start a PostgreSQL cluster in " + clusterDir_ + " with " +
+                                 o_.pgCluster + " (its message, if any, is above)");
+    clusterStarted_ = true;
 }
 
 ServerProcess LoadServers::spawn(int index) {
@@ -244,12 +245,12 @@ void LoadServers::stop() {
     }
     servers_.clear();
     if (!clusterDir_.empty()) {
+        // After a failed start only what it left is removed: its failure was told already.
+        if (!runClusterScript("stop") && clusterStarted_)
+            std::fprintf(stderr, "bench_load: could not stop the PostgreSQL cluster in %s with %s\n",
+                         clusterDir_.c_str(), o_.pgCluster.c_str());
         clusterDir_.clear();
-        try {
-            runClusterScript("stop");
-        } catch (const std::exception& e) {
-            std::fprintf(stderr, "bench_load: %s\n", e.what());
-        }
+        clusterStarted_ = false;
     }
     if (!folder_.empty()) {
         std::error_code ec;

@@ -49,7 +49,7 @@ class LoadServers {
 
   private:
     void startCluster();
-    void runClusterScript(const char* command);
+    bool runClusterScript(const char* command);
     ServerProcess spawn(int index);
     void waitUntilBound(const ServerProcess& s);
 
@@ -57,6 +57,7 @@ class LoadServers {
     std::string folder_;
     std::string database_;
     std::string clusterDir_;  // empty while no cluster runs
+    bool clusterStarted_ = false;
     std::vector<ServerProcess> servers_;
 };
 
