@@ -1,4 +1,4 @@
-#include "load_report.h"
+#include "step_result.h"
 
 #include <algorithm>
 #include <cstdio>
