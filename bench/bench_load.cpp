@@ -96,7 +96,7 @@ struct Client {
     int64_t keepAliveSentAt = 0;  // of the keep-alive not yet answered
 };
 
-// Runs its servers' writes in transactions of kCreateBatch; throws when one is refused.
+// Runs write(0) .. write(count - 1) in transactions of kCreateBatch; throws when one is refused.
 void writeAll(nq::server::Store& store, size_t count, const std::function<void(size_t)>& write) {
     for (size_t from = 0; from < count; from += kCreateBatch) {
         const size_t n = std::min(kCreateBatch, count - from);
@@ -173,7 +173,7 @@ class Generator {
     // than the measurement. All share one sealed digest, which changes nothing the server does
     // per login.
     void prepareDatabase() {
-        servers_.database();
+        servers_.database();  // a cluster's start does not count as preparing
         const auto t0 = Clock::now();
         auto store = nq::server::openStore(servers_.database());
         const std::string sealed = nq::server::sealDigest(*nq::passwordDigest("123456"));
