@@ -4,7 +4,7 @@
 //
 //   bench_load [--clients N] [--seconds S] [--interval-ms MS | --rate R[,R...]]
 //              [--engine sqlite|postgresql] [--servers N] [--cross SHARE] [--p99-limit MS]
-//              [--nqserver PATH] [--pg-cluster SCRIPT]
+//              [--nqserver PATH] [--pg-cluster SCRIPT] [--server-arg ARG]...
 //              [--flood none|badlogin|keepalive|offline] [--flood-rate N]
 //
 // By default one nqserver on a SQLite file, pinned to one core, the generator on the other.

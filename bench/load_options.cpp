@@ -69,7 +69,7 @@ Flood floodNamed(const std::string& f) {
 const char* loadUsage() {
     return "usage: bench_load [--clients N] [--seconds S] [--interval-ms MS | --rate R[,R...]]\n"
            "                  [--engine sqlite|postgresql] [--servers N] [--cross SHARE]\n"
-           "                  [--p99-limit MS] [--nqserver PATH] [--pg-cluster SCRIPT]\n"
+           "                  [--p99-limit MS] [--nqserver PATH] [--pg-cluster SCRIPT] [--server-arg ARG]...\n"
            "                  [--flood none|badlogin|keepalive|offline] [--flood-rate DATAGRAMS_A_SECOND]\n";
 }
 
@@ -109,6 +109,8 @@ LoadOptions parseLoadOptions(int argc, char** argv, LoadOptions o) {
             o.nqserver = value();
         else if (a == "--pg-cluster")
             o.pgCluster = value();
+        else if (a == "--server-arg")
+            o.serverArgs.push_back(value());
         else if (a == "--flood-rate")
             o.floodRate = whole(a, value(), 0, 10'000'000);
         else if (a == "--flood")

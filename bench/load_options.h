@@ -30,6 +30,7 @@ struct LoadOptions {
     double p99LimitMs = 10;  // a step whose p99 reaches this ends the sweep
     std::string nqserver;
     std::string pgCluster;  // the script that makes and removes a throwaway PostgreSQL cluster
+    std::vector<std::string> serverArgs;  // given to every nqserver after the bench's own
     Flood flood = Flood::None;
     int floodRate = 0;  // datagrams a second; 0: as fast as one thread sends
 };

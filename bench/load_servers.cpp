@@ -178,6 +178,7 @@ ServerProcess LoadServers::spawn(int index) {
     // One server also dispatches, for the bad-login flood; several are chat servers only, placed
     // by the bench itself (see the header of bench_load.cpp).
     if (o_.servers > 1) args.insert(args.end(), {"--role", "chat", "--public-host", s.address});
+    args.insert(args.end(), o_.serverArgs.begin(), o_.serverArgs.end());
     std::vector<char*> argv;
     for (auto& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
