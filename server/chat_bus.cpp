@@ -28,10 +28,24 @@ std::unique_ptr<BusFeed> Store::busFeed() {
 bool ChatBus::othersRunning(Time now) {
     if (othersCheckedAt_ == Time{} || now - othersCheckedAt_ >= std::chrono::seconds(1)) {
         othersCheckedAt_ = now;
+        std::vector<ServerLoad> loads;
+        try {
+            loads = store_.loads();
+        } catch (const StoreBusy&) {
+            return othersRunning_;
+        }
+        for (const ServerLoad& l : loads)
+            if (l.server != serverId_) seen_[l.server].heartbeat = std::max(seen_[l.server].heartbeat, l.heartbeat);
         const int64_t wall = wall_();
         othersRunning_ = false;
-        for (const ServerLoad& l : store_.loads())
-            othersRunning_ |= l.server != serverId_ && wall - l.heartbeat <= kFreshSeconds;
+        for (auto& [server, seen] : seen_) {
+            const bool fresh = wall - seen.heartbeat <= kFreshSeconds;
+            // Those fresh at the first look were running before this server: nothing changed.
+            if (fresh != seen.fresh && looked_) changes_.push_back({server, fresh});
+            seen.fresh = fresh;
+            othersRunning_ |= fresh;
+        }
+        looked_ = true;
     }
     return othersRunning_;
 }
@@ -61,7 +75,13 @@ std::vector<BusEvent> ChatBus::poll(Time now) {
     if (now < nextRead_) return {};
     nextRead_ = now + feed_->readInterval();
     if (!othersRunning(now)) return {};
-    Store::BusRead read = feed_->read(lastEventId_, serverId_);
+    Store::BusRead read;
+    try {
+        read = feed_->read(lastEventId_, serverId_);
+    } catch (const StoreBusy&) {
+        nextRead_ = now + WriteQueue::kRetry;  // read again soon: the events wait in the table
+        throw;
+    }
     lastEventId_ = read.lastId;
     return std::move(read.events);
 }

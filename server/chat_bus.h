@@ -4,11 +4,14 @@
 // kFreshSeconds is taken as gone. Through event rows they see each other's presence, expel each
 // other's sessions of an account that logs in again, wake each other for messages stored for
 // their users, and pass on group lines for members online elsewhere. A server alone on its
-// database writes and reads no events at all.
+// database writes and reads no events at all. While the database is out of reach each server
+// goes on as it last saw the others.
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "server/bus_feed.h"
@@ -24,7 +27,15 @@ class ChatBus {
     // Reads go to the store; writes join the server's queue, in order with its own.
     ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall);
 
+    // Whether another chat server has reported within kFreshSeconds, looked up once a second.
     bool othersRunning(Time now);
+    // The other servers that stopped reporting (back false) or report again since the last
+    // call: a server that dies leaves its rows behind, and only this tells that its people went.
+    struct ServerChange {
+        std::string server;
+        bool back = false;
+    };
+    std::vector<ServerChange> takeServerChanges() { return std::exchange(changes_, {}); }
     // Whether others run is known again at the next question, if none seemed to run: a server
     // that has just started may hold the friends a login is about to be told of.
     void lookAgainForOthers() {
@@ -64,6 +75,15 @@ class ChatBus {
     Time nextReport_{};
     int reportedLoad_ = -1;
     int64_t lastReportWall_ = 0;
+    // The newest heartbeat seen of each other server, kept when its row goes at a stop, and
+    // whether it was fresh at the last look.
+    struct Seen {
+        int64_t heartbeat = 0;
+        bool fresh = false;
+    };
+    std::map<std::string, Seen> seen_;
+    bool looked_ = false;
+    std::vector<ServerChange> changes_;
 };
 
 }  // namespace nq::server

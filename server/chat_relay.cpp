@@ -128,8 +128,15 @@ void ChatService::makeReady(Session& s) {
     }
     s.ready = true;
     s.moreWaiting = true;
-    queueWaiting(s);
-    deliverJoinTraffic(s);
+    try {
+        queueWaiting(s);
+        deliverJoinTraffic(s);
+    } catch (const StoreUnavailable& e) {
+        // The waiting messages come with a refill once the database is back; join requests and
+        // answers at his next login, as for a client that never confirmed.
+        NQ_LOG_CAPPED(log_, Failed, now_, Warn, "what waits for %s waits for the database: %s",
+                      printable(s.account).c_str(), e.what());
+    }
 }
 
 void ChatService::queueWaiting(Session& s) {

@@ -281,6 +281,8 @@ class Store {
     virtual void setOffline(const Bytes& account, const std::string& server, uint32_t number) = 0;
     virtual std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                        int64_t freshSeconds) = 0;
+    // The accounts whose sessions server holds, or held when it stopped or died.
+    virtual std::vector<Bytes> onlineAt(const std::string& server) = 0;
     // A graceful stop notes its time (Unix seconds); a crash leaves its last load report.
     virtual void markStopped(const std::string& server, int64_t now) = 0;
     // The sessions the server held when it last stopped or crashed, if that was at most

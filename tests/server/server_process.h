@@ -51,6 +51,7 @@ class ServerProcess {
     void restart(const std::function<void()>& meanwhile);
     // Held: SIGKILL to the server; meanwhile runs once it has gone, before nqhold starts it again.
     void crash(const std::function<void()>& meanwhile);
+    void sigkill();  // Direct: SIGKILL, and nothing starts it again but start()
     RunResult admin(std::vector<std::string> args) const;  // nqserver --db <its db> args...
     server::Endpoint dispatcher() const { return {ip_, 4000}; }
     server::Endpoint chat() const { return {ip_, chatPort_}; }
@@ -66,6 +67,21 @@ class ServerProcess {
     uint16_t chatPort_;
     Launch launch_;
     int pid_ = -1;
+};
+
+// A database of its own in the ctest fixture's PostgreSQL cluster (NQ_PG_DIR), with the demo
+// accounts; dropped at the end.
+class PgDatabase {
+  public:
+    explicit PgDatabase(const std::string& name);
+    ~PgDatabase();
+    const std::string& uri() const { return uri_; }
+    // Nobody may connect, and every connection is ended, as while the database is down; or the
+    // other way round.
+    void setReachable(bool reachable) const;
+
+  private:
+    std::string name_, uri_;
 };
 
 struct Received {
