@@ -37,17 +37,23 @@ TEST(NqserverPostgres, AMessageToAnotherServerWakesItsLoop) {
     EXPECT_EQ(s.bob.waitFor(kind::kChat, 2s).fields[2], g("宋体/10/0/1:00/二"));
 }
 
-// The database goes away under two servers: lines between users of one server flow, a request
-// that needs the database gets its refusal, and a logout is told to friends here once the
-// database says who they are, and to those elsewhere once the event queued meanwhile is written.
+// The database goes away under two servers: lines and group lines between users of one server
+// flow, a request that needs the database gets its refusal, and a logout is told to friends here
+// once the database says who they are, and to those elsewhere once the event queued meanwhile is
+// written.
 TEST(NqserverPostgres, WhileTheDatabaseIsAwayLiveLinesFlowAndWritesWait) {
     TwoServers s("outage");
     Client carol(s.address);
     carol.enter(s.a.chat(), "carol");
     for (Client* c : {&s.alice, &s.bob}) c->waitFor(kind::kPresence);
+    const auto groupLine = [&](const char* text) { s.alice.send(kind::kGroupChat, {g("周末棋友会"), g(text)}); };
+    groupLine("宋体/10/0/1:00/开局");  // its members are read now, and kept
+    carol.waitFor(kind::kGroupChat);
     s.db.setReachable(false);
     s.alice.send(kind::kChat, {"carol", g("宋体/10/0/1:00/还在吗")});
     EXPECT_EQ(carol.waitFor(kind::kChat).fields[2], g("宋体/10/0/1:00/还在吗"));
+    groupLine("宋体/10/0/1:01/还在下");
+    EXPECT_EQ(carol.waitFor(kind::kGroupChat).fields[2], g("宋体/10/0/1:01/还在下"));
     s.alice.send(kind::kAddFriend, {"erin"});
     EXPECT_EQ(s.alice.waitFor(kind::kAddFriend).header.code, code::kFailed);
     s.alice.send(kind::kChat, {"dave", g("宋体/10/0/1:00/等你")});
