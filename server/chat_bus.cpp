@@ -35,7 +35,8 @@ bool ChatBus::othersRunning(Time now) {
             return othersRunning_;
         }
         for (const ServerLoad& l : loads)
-            if (l.server != serverId_) seen_[l.server].heartbeat = std::max(seen_[l.server].heartbeat, l.heartbeat);
+            if (l.server != serverId_)
+                seen_[l.server].heartbeat = std::max(seen_[l.server].heartbeat, l.heartbeat);
         const int64_t wall = wall_();
         othersRunning_ = false;
         for (auto& [server, seen] : seen_) {

@@ -34,7 +34,8 @@ std::optional<std::pair<Group, std::vector<Contact>>> ChatService::groupWithMemb
             return std::nullopt;
         }
         auto members = store_.groupMembers(group->id);
-        if (groupsSeen_.size() >= kGroupsSeenMax && !groupsSeen_.count(name)) groupsSeen_.erase(groupsSeen_.begin());
+        if (groupsSeen_.size() >= kGroupsSeenMax && !groupsSeen_.count(name))
+            groupsSeen_.erase(groupsSeen_.begin());
         return groupsSeen_[name] = {std::move(*group), std::move(members)};
     } catch (const StoreUnavailable&) {
         auto it = groupsSeen_.find(name);
@@ -99,7 +100,8 @@ void ChatService::onGroupLineElsewhere(const BusEvent& e) {
     const auto sender = fields.next();
     const auto name = fields.next();
     if (!sender || !name) return;
-    if (const auto group = groupWithMembers(Bytes(*name))) deliverGroupLine(Bytes(*sender), group->second, e.body);
+    if (const auto group = groupWithMembers(Bytes(*name)))
+        deliverGroupLine(Bytes(*sender), group->second, e.body);
 }
 
 void ChatService::deliverGroupLine(const Bytes& sender, const std::vector<Contact>& members,

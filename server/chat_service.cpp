@@ -248,9 +248,10 @@ constexpr OutageAnswer kOutageAnswers[] = {
 
 void ChatService::refuseUnavailable(Session& s, const FrameHeader& h, std::string_view body) {
     const FrameKind asked{h.type, h.sub};
-    const auto a = std::find_if(std::begin(kOutageAnswers), std::end(kOutageAnswers), [&](const OutageAnswer& o) {
-        return o.asked == asked && (o.askedCode == kAnyCode || o.askedCode == h.code);
-    });
+    const auto a =
+        std::find_if(std::begin(kOutageAnswers), std::end(kOutageAnswers), [&](const OutageAnswer& o) {
+            return o.asked == asked && (o.askedCode == kAnyCode || o.askedCode == h.code);
+        });
     if (a == std::end(kOutageAnswers)) return;
     FieldReader fields(body);
     fields.next();  // his own account

@@ -272,7 +272,8 @@ void ChatService::serverChanged(const ChatBus::ServerChange& c) {
     const std::vector<Bytes> people = store_.onlineAt(c.server);
     const std::vector<Bytes> roomThere = store_.roomMembersAt(c.server);
     if (c.back)
-        NQ_LOG(log_, Info, "chat server %s is running: its %zu sessions count", c.server.c_str(), people.size());
+        NQ_LOG(log_, Info, "chat server %s is running: its %zu sessions count", c.server.c_str(),
+               people.size());
     else
         NQ_LOG(log_, Warn, "chat server %s has not reported for 15 s: its %zu sessions are taken as gone",
                c.server.c_str(), people.size());
@@ -282,7 +283,8 @@ void ChatService::serverChanged(const ChatBus::ServerChange& c) {
             presenceDue_.emplace_back(account, c.back ? code::kOnline : code::kOffline);
         }
     for (const Bytes& account : roomThere)
-        if (!inRoom(account)) tellRoom(c.back ? code::kRoomEntered : code::kRoomLeave, joinFields({account}), account);
+        if (!inRoom(account))
+            tellRoom(c.back ? code::kRoomEntered : code::kRoomLeave, joinFields({account}), account);
 }
 
 }  // namespace nq::server

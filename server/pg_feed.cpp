@@ -2,6 +2,7 @@
 
 #include <libpq-fe.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "server/pg_store.h"
@@ -15,7 +16,10 @@ namespace {
 constexpr auto kListeningInterval = std::chrono::seconds(5);
 constexpr auto kPollingInterval = std::chrono::milliseconds(250);
 constexpr auto kSafetyNet = kListeningInterval - kPollingInterval;
+// A try to listen again that fails waits this long before the next, doubling up to the most:
+// against a host that does not answer, each try blocks the loop for the URI's connect_timeout.
 constexpr auto kListenRetry = std::chrono::seconds(1);
+constexpr auto kListenRetryMax = std::chrono::seconds(30);
 // Events held between two reads at most: a server that reads none (it thinks itself alone)
 // forgets them and reads the table when it reads again.
 constexpr size_t kHeardMax = 4096;
@@ -84,8 +88,8 @@ std::optional<HeardEvent> parseBusPayload(std::string_view payload) {
     auto origin = fromHex(f[3]), account = fromHex(f[4]), target = fromHex(f[5]);
     const bool whole = f[6] != "-";
     auto body = whole ? fromHex(f[6]) : std::string();
-    if (!payload.empty() || !id || *id <= 0 || !kind || *kind < 1 || *kind > static_cast<int>(BusKind::RoomLine) ||
-        !code || !origin || !account || !target || !body)
+    if (!payload.empty() || !id || *id <= 0 || !kind || *kind < 1 ||
+        *kind > static_cast<int>(BusKind::RoomLine) || !code || !origin || !account || !target || !body)
         return std::nullopt;
     return HeardEvent{{*id, std::move(*origin), static_cast<BusKind>(*kind), std::move(*account), *code,
                        std::move(*target), std::move(*body)},
@@ -102,7 +106,9 @@ PgFeed::~PgFeed() {
 }
 
 void PgFeed::listen() {
-    nextListen_ = std::chrono::steady_clock::now() + kListenRetry;
+    listenRetry_ =
+        std::clamp<std::chrono::steady_clock::duration>(listenRetry_ * 2, kListenRetry, kListenRetryMax);
+    nextListen_ = std::chrono::steady_clock::now() + listenRetry_;
     PGconn* c = PQconnectdb(uri_.c_str());
     PGresult* r =
         PQstatus(c) == CONNECTION_OK ? PQexec(c, (std::string("LISTEN ") + kBusChannel).c_str()) : nullptr;
@@ -115,6 +121,7 @@ void PgFeed::listen() {
     if (lost_) PQfinish(lost_);
     lost_ = nullptr;
     conn_ = c;
+    listenRetry_ = {};
     tableDue_ = true;  // what came while nobody listened is only in the table
 }
 

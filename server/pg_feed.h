@@ -63,6 +63,7 @@ class PgFeed : public BusFeed {
     // reuses the number the loop watched.
     pg_conn* lost_ = nullptr;
     std::chrono::steady_clock::time_point nextListen_{};
+    std::chrono::steady_clock::duration listenRetry_{};
     // Heard since the last read, in the order of their ids (PostgreSQL delivers notifications in
     // the order their transactions commit, and the bus lock makes that the order of the ids).
     std::deque<HeardEvent> heard_;

@@ -21,7 +21,8 @@ struct TwoServers {
         alice.waitFor(kind::kPresence);  // bob came
     }
     const std::string address = claimLoopbackAddress();
-    const std::vector<std::string> args = {"--role", "chat", "--public-host", address, "--session-timeout", "60"};
+    const std::vector<std::string> args = {"--role", "chat", "--public-host", address, "--session-timeout",
+                                           "60"};
     PgDatabase db;
     ServerProcess a{address, args, db.uri(), 8001}, b{address, args, db.uri(), 8002};
     Client alice{address}, bob{address};
@@ -46,7 +47,9 @@ TEST(NqserverPostgres, WhileTheDatabaseIsAwayLiveLinesFlowAndWritesWait) {
     Client carol(s.address);
     carol.enter(s.a.chat(), "carol");
     for (Client* c : {&s.alice, &s.bob}) c->waitFor(kind::kPresence);
-    const auto groupLine = [&](const char* text) { s.alice.send(kind::kGroupChat, {g("周末棋友会"), g(text)}); };
+    const auto groupLine = [&](const char* text) {
+        s.alice.send(kind::kGroupChat, {g("周末棋友会"), g(text)});
+    };
     groupLine("宋体/10/0/1:00/开局");  // its members are read now, and kept
     carol.waitFor(kind::kGroupChat);
     s.db.setReachable(false);
@@ -61,7 +64,8 @@ TEST(NqserverPostgres, WhileTheDatabaseIsAwayLiveLinesFlowAndWritesWait) {
     carol.send(kind::kLogout);
     s.alice.expectSilence(300ms, kind::kPresence);
     s.db.setReachable(true);
-    for (Client* c : {&s.alice, &s.bob}) EXPECT_EQ(c->waitFor(kind::kPresence, 5s).header.code, code::kOffline);
+    for (Client* c : {&s.alice, &s.bob})
+        EXPECT_EQ(c->waitFor(kind::kPresence, 5s).header.code, code::kOffline);
     EXPECT_EQ(server::PgStore(s.db.uri()).onlineAt(s.address + ":8001"), std::vector<Bytes>{"alice"});
 }
 

@@ -273,7 +273,8 @@ TEST_P(PostgresStoreTest, EventsComeInTheirNotificationsAndTheTableFillsTheGaps)
     int64_t last = feed->start();
     const auto hear = [&](const char* origin, const Bytes& body) {
         const BusEvent e{0, origin, BusKind::GroupLine, g("宋"), 0, {}, body};
-        store_->writeBatch(1, [&](size_t) { feed->publish(*store_, e); }, true);
+        store_->writeBatch(
+            1, [&](size_t) { feed->publish(*store_, e); }, true);
         pollfd p{feed->wakeFd(), POLLIN, 0};
         EXPECT_EQ(poll(&p, 1, 10000), 1) << "no wake within ten seconds";
         return feed->takeWake("b:2");
