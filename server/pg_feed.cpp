@@ -110,6 +110,9 @@ void PgFeed::listen() {
         std::clamp<std::chrono::steady_clock::duration>(listenRetry_ * 2, kListenRetry, kListenRetryMax);
     nextListen_ = std::chrono::steady_clock::now() + listenRetry_;
     PGconn* c = PQconnectdb(uri_.c_str());
+    // The server ending this connection says so as a notice, which would go to stderr.
+    PQsetNoticeProcessor(
+        c, [](void*, const char*) {}, nullptr);
     PGresult* r =
         PQstatus(c) == CONNECTION_OK ? PQexec(c, (std::string("LISTEN ") + kBusChannel).c_str()) : nullptr;
     const bool ok = r && PQresultStatus(r) == PGRES_COMMAND_OK && PQsetnonblocking(c, 1) == 0;
