@@ -132,8 +132,8 @@ void ChatService::makeReady(Session& s) {
         queueWaiting(s);
         deliverJoinTraffic(s);
     } catch (const StoreUnavailable& e) {
-        // The waiting messages come with a refill once the database is back; join requests and
-        // answers at his next login, as for a client that never confirmed.
+        // The waiting messages come with a refill once the database is back; the join requests
+        // and answers for him stay in it for his next login.
         NQ_LOG_CAPPED(log_, Failed, now_, Warn, "what waits for %s waits for the database: %s",
                       printable(s.account).c_str(), e.what());
     }

@@ -309,7 +309,7 @@ void ChatService::timerWork(Time now) {
         sweep(now);
     }
     bus_.report(now, static_cast<int>(sessions_.size()));
-    // Before the events read: an event of a server that came back tells of its people after them.
+    // Before the events: what a server that came back says now is told after its people came.
     bus_.othersRunning(now);
     for (ChatBus::ServerChange& c : bus_.takeServerChanges()) serverChanges_.push_back(std::move(c));
     tellPresenceDue(now);

@@ -1,7 +1,6 @@
 #include "server_process.h"
 
 #include <fcntl.h>
-#include <libpq-fe.h>
 #include <linux/errqueue.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -150,43 +149,6 @@ void ServerProcess::stop() {
 RunResult ServerProcess::admin(std::vector<std::string> args) const {
     args.insert(args.begin(), {"--db", db_});
     return runNqserver(args);
-}
-
-namespace {
-
-std::string pgUri(const std::string& database) {
-    const char* dir = std::getenv("NQ_PG_DIR");
-    return "postgresql:///" + database + "?host=" + (dir ? dir : "") + "&user=postgres";
-}
-
-void pgRun(const std::string& sql) {
-    PGconn* c = PQconnectdb(pgUri("postgres").c_str());
-    PGresult* r = PQexec(c, sql.c_str());
-    const bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
-    const std::string why = PQerrorMessage(c);
-    PQclear(r);
-    PQfinish(c);
-    if (!ok) throw std::runtime_error(sql + ": " + why);
-}
-
-}  // namespace
-
-PgDatabase::PgDatabase(const std::string& name) : name_("e2e_" + name + "_" + std::to_string(getpid())) {
-    pgRun("DROP DATABASE IF EXISTS " + name_ + " WITH (FORCE)");
-    pgRun("CREATE DATABASE " + name_);
-    uri_ = pgUri(name_);
-    if (runNqserver({"--db", uri_, "demo"}).status != 0) throw std::runtime_error("nqserver demo failed");
-}
-
-PgDatabase::~PgDatabase() {
-    setReachable(true);
-    pgRun("DROP DATABASE IF EXISTS " + name_ + " WITH (FORCE)");
-}
-
-void PgDatabase::setReachable(bool reachable) const {
-    pgRun("ALTER DATABASE " + name_ + " ALLOW_CONNECTIONS " + (reachable ? "true" : "false"));
-    if (!reachable)
-        pgRun("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + name_ + "'");
 }
 
 Client::Client(const std::string& address) : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {

@@ -69,21 +69,6 @@ class ServerProcess {
     int pid_ = -1;
 };
 
-// A database of its own in the ctest fixture's PostgreSQL cluster (NQ_PG_DIR), with the demo
-// accounts; dropped at the end.
-class PgDatabase {
-  public:
-    explicit PgDatabase(const std::string& name);
-    ~PgDatabase();
-    const std::string& uri() const { return uri_; }
-    // Nobody may connect, and every connection is ended, as while the database is down; or the
-    // other way round.
-    void setReachable(bool reachable) const;
-
-  private:
-    std::string name_, uri_;
-};
-
 struct Received {
     FrameHeader header;
     std::vector<Bytes> fields;

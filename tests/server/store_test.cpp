@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "chat_fixture.h"
+#include "pg_cluster_db.h"
 #include "server/admin.h"
 #include "server/migrate_store.h"
 #include "server/pg_store.h"
@@ -24,22 +25,8 @@
 namespace nq::server {
 namespace {
 
-// The cluster the ctest fixture started (tests/server/pg_cluster.sh), or "" outside ctest.
-std::string pgUri(const std::string& database) {
-    const char* dir = std::getenv("NQ_PG_DIR");
-    return std::string("postgresql:///") + database + "?host=" + (dir ? dir : "") + "&user=postgres";
-}
-
-// Runs sql on a connection of its own; false when it fails.
-bool pgRun(const std::string& database, const std::string& sql) {
-    PGconn* c = PQconnectdb(pgUri(database).c_str());
-    PGresult* r = PQexec(c, sql.c_str());
-    const bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
-    EXPECT_TRUE(ok) << PQerrorMessage(c) << sql;
-    PQclear(r);
-    PQfinish(c);
-    return ok;
-}
+using test::pgRun;
+using test::pgUri;
 
 }  // namespace
 
