@@ -1,5 +1,4 @@
-// Chat servers on PostgreSQL as real processes: the loop woken by a notification, the database
-// going away under them, and one of them dying under the other.
+// Chat servers on PostgreSQL as real processes, through their faults.
 
 #include <thread>
 
@@ -20,20 +19,16 @@ struct Database {
     // Nobody may connect and every connection ends, as while the database is down; or back.
     void reachable(bool yes) const {
         pgRun("postgres", "ALTER DATABASE " + name + " ALLOW_CONNECTIONS " + (yes ? "true" : "false"));
-        if (!yes)
-            pgRun("postgres",
-                  "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + name + "'");
+        pgRun("postgres",
+              "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + name + "'");
     }
     const std::string name = "e2e_" + std::to_string(getpid()), uri = pgUri(name);
 };
 
-// Alice and carol on chat server A, bob on B. The second message to bob leaves right after the
-// first arrived, when B has just read: had B's loop not watched the notification's socket, its
-// next read would be 5 s away. While the database is away, lines and group lines between users
-// of A flow, a request that needs the database gets its refusal, and carol's logout is told on A
-// once the database says who listens, on B once the event queued meanwhile is written. B killed
-// is taken as gone once it has not reported for 15 s, and A tells its people offline; started
-// again within 150 s it takes its sessions up, and A tells them online.
+// Alice and carol on chat server A, bob on B. The second message to bob leaves when B has just
+// read: had B's loop not watched the notification's socket, its next read would be 5 s away.
+// While the database is away, what A can do from memory goes on and the rest waits or is refused.
+// B killed is taken as gone 15 s after its last report; started again, it takes its sessions up.
 TEST(NqserverPostgres, TwoChatServersThroughTheirFaults) {
     const std::string address = claimLoopbackAddress();
     const Database db;
@@ -69,10 +64,8 @@ TEST(NqserverPostgres, TwoChatServersThroughTheirFaults) {
     for (Client* c : {&alice, &bob}) EXPECT_EQ(c->waitFor(kind::kPresence, 5s).header.code, code::kOffline);
     EXPECT_EQ(server::PgStore(db.uri).onlineAt(address + ":8001"), std::vector<Bytes>{"alice"});
 
-    const auto killed = std::chrono::steady_clock::now();
     b.sigkill();
-    EXPECT_EQ(alice.waitFor(kind::kPresence, 20s).header.code, code::kOffline);
-    EXPECT_LT(std::chrono::steady_clock::now() - killed, 18s);  // 15 s after its last report
+    EXPECT_EQ(alice.waitFor(kind::kPresence, 18s).header.code, code::kOffline);  // 15 s after its last report
     b.start();
     EXPECT_EQ(alice.waitFor(kind::kPresence, 5s).header.code, code::kOnline);
 }

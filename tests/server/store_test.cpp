@@ -25,8 +25,7 @@
 namespace nq::server {
 namespace {
 
-using test::pgRun;
-using test::pgUri;
+using namespace test;
 
 }  // namespace
 
@@ -283,9 +282,8 @@ TEST_P(PostgresStoreTest, EventsComeInTheirNotificationsAndTheTableFillsTheGaps)
         "VALUES ('a:1', 4, '宋', 0, '', 0, 'unheard')");
     hear("a:1", "after");
     EXPECT_EQ(read(), (std::vector<Bytes>{g("宋:unheard"), g("宋:after")}));
-    const Bytes large(5000, 'x');
-    hear("a:1", large);
-    EXPECT_EQ(read(), std::vector<Bytes>{g("宋:") + large});
+    hear("a:1", Bytes(5000, 'x'));
+    EXPECT_EQ(read(), std::vector<Bytes>{g("宋:") + Bytes(5000, 'x')});
 }
 
 // Everything a user sees comes across, group numbers and roster order included; the copy is
