@@ -129,7 +129,7 @@ void ChatService::makeReady(Session& s) {
     s.ready = true;
     s.moreWaiting = true;
     queueWaiting(s);
-    deliverJoinTraffic(s);
+    deliverJoinTraffic(s, true);
 }
 
 void ChatService::queueWaiting(Session& s) {

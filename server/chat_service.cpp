@@ -317,6 +317,14 @@ void ChatService::onBusEvent(const BusEvent& e) {
         case BusKind::RoomLine:
             onRoomElsewhere(e);
             break;
+        case BusKind::Membership:
+            onMembershipElsewhere(e);
+            break;
+        case BusKind::JoinTraffic:
+            if (auto local = byAccount_.find(e.account);
+                e.target == config_.serverId && local != byAccount_.end())
+                if (Session& s = sessions_.at(local->second); s.ready) deliverJoinTraffic(s, false);
+            break;
     }
 }
 
