@@ -12,12 +12,13 @@ constexpr int64_t kLoadHeartbeatSeconds = 5;
 
 }  // namespace
 
-ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall)
+ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall, Logger& log)
     : store_(store),
       feed_(store.busFeed()),
       writes_(writes),
       serverId_(std::move(serverId)),
-      wall_(std::move(wall)) {
+      wall_(std::move(wall)),
+      log_(log) {
     lastEventId_ = feed_->start();
 }
 
@@ -29,11 +30,31 @@ bool ChatBus::othersRunning(Time now) {
     if (othersCheckedAt_ == Time{} || now - othersCheckedAt_ >= std::chrono::seconds(1)) {
         othersCheckedAt_ = now;
         const int64_t wall = wall_();
+        const std::vector<ServerLoad> loads = store_.loads();
         othersRunning_ = false;
-        for (const ServerLoad& l : store_.loads())
+        for (const ServerLoad& l : loads)
             othersRunning_ |= l.server != serverId_ && wall - l.heartbeat <= kFreshSeconds;
+        noteOthers(loads, wall);
     }
     return othersRunning_;
+}
+
+void ChatBus::noteOthers(const std::vector<ServerLoad>& loads, int64_t wall) {
+    std::map<std::string, bool> seen;
+    for (const ServerLoad& l : loads) {
+        if (l.server == serverId_) continue;
+        const bool running = seen[l.server] = wall - l.heartbeat <= kFreshSeconds;
+        const auto before = others_.find(l.server);
+        if (running && (before == others_.end() || !before->second))
+            NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d sessions", l.server.c_str(),
+                   l.sessions);
+        else if (!running && before != others_.end() && before->second)
+            NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d sessions",
+                   l.server.c_str(), static_cast<long long>(wall - l.heartbeat), l.sessions);
+    }
+    for (const auto& [server, running] : others_)
+        if (running && !seen.count(server)) NQ_LOG(log_, Info, "chat server %s has stopped", server.c_str());
+    others_ = std::move(seen);
 }
 
 std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {

@@ -6,6 +6,7 @@
 // their users, and pass on group lines for members online elsewhere. A server alone on its
 // database writes and reads no events at all.
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "server/bus_feed.h"
 #include "server/clock.h"
+#include "server/log.h"
 #include "server/store.h"
 #include "server/write_queue.h"
 
@@ -22,7 +24,7 @@ class ChatBus {
   public:
     // serverId: "host:port" under which this server reports; empty reports nothing.
     // Reads go to the store; writes join the server's queue, in order with its own.
-    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall);
+    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall, Logger& log);
 
     bool othersRunning(Time now);
     // Whether others run is known again at the next question, if none seemed to run: a server
@@ -52,11 +54,16 @@ class ChatBus {
     void woken(Time now);
 
   private:
+    // Logs which other chat servers run, once each time that changes.
+    void noteOthers(const std::vector<ServerLoad>& loads, int64_t wall);
+
     Store& store_;
     std::unique_ptr<BusFeed> feed_;
     WriteQueue& writes_;
     const std::string serverId_;
     WallClock wall_;
+    Logger& log_;
+    std::map<std::string, bool> others_;  // each other chat server seen, and whether it runs
     Time nextRead_{};
     Time othersCheckedAt_{};
     bool othersRunning_ = false;

@@ -53,7 +53,7 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       log_(log),
       wall_(std::move(wall)),
       writes_(store, log),
-      bus_(store, writes_, config.serverId, wall_),
+      bus_(store, writes_, config.serverId, wall_, log),
       gate_(store, config.login, log),
       frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
       replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond),
