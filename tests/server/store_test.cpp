@@ -6,7 +6,6 @@
 
 #include "server/sqlite_store.h"
 
-#include <libpq-fe.h>
 #include <poll.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <sstream>
 
 #include "chat_fixture.h"
+#include "pg_database.h"
 #include "server/admin.h"
 #include "server/migrate_store.h"
 #include "server/pg_store.h"
@@ -22,26 +22,9 @@
 #include "server/write_queue.h"
 
 namespace nq::server {
-namespace {
 
-// The cluster the ctest fixture started (tests/server/pg_cluster.sh), or "" outside ctest.
-std::string pgUri(const std::string& database) {
-    const char* dir = std::getenv("NQ_PG_DIR");
-    return std::string("postgresql:///") + database + "?host=" + (dir ? dir : "") + "&user=postgres";
-}
-
-// Runs sql on a connection of its own; false when it fails.
-bool pgRun(const std::string& database, const std::string& sql) {
-    PGconn* c = PQconnectdb(pgUri(database).c_str());
-    PGresult* r = PQexec(c, sql.c_str());
-    const bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
-    EXPECT_TRUE(ok) << PQerrorMessage(c) << sql;
-    PQclear(r);
-    PQfinish(c);
-    return ok;
-}
-
-}  // namespace
+using test::pgRun;
+using test::pgUri;
 
 // Names the engine in a test's description instead of its bytes.
 void PrintTo(Engine e, std::ostream* os) {
