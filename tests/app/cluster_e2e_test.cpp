@@ -112,6 +112,10 @@ TEST(ClusterEndToEnd, ThreeChatServersActAsOneAndTheUsersOfAKilledOneLogInAgainO
     say(bobAgain, "爱丽丝", "are you there?");
     EXPECT_TRUE(waitUntil([&] { return store->countWaiting("alice", 9) == 1; }));
     ASSERT_TRUE(waitUntil([&] { return dispatcher.log().find(" as gone") != std::string::npos; }, 25000));
+    const std::string servers = dispatcher.admin({"servers"}).out;  // as the operator sees them
+    const size_t dead = servers.find(chat[0].chat().toString());
+    EXPECT_EQ(servers.substr(dead, servers.find('\n', dead) - dead).ends_with("\tgone"), true) << servers;
+    EXPECT_EQ(std::count(servers.begin(), servers.end(), '\n'), 4) << servers;
     E2eClient carol(tmp, ip, "carol");
     ASSERT_TRUE(waitUntil([&] { return online(carol, "鲍勃"); }));
     EXPECT_FALSE(online(carol, "爱丽丝"));
