@@ -128,8 +128,9 @@ void serverList(Store& store, std::ostream& out) {
     const std::vector<ServerLoad> loads = store.loads();
     for (const ServerLoad& l : loads) {
         const int64_t age = now - l.heartbeat;
-        out << l.server << '\t' << l.sessions << " sessions\tlast report " << age << " s ago\t"
-            << (age > kLiveServerSeconds ? "gone" : "running") << '\n';
+        out << l.server << '\t' << l.sessions << (l.sessions == 1 ? " session" : " sessions")
+            << "\tlast report " << age << " s ago\t" << (age > kLiveServerSeconds ? "gone" : "running")
+            << '\n';
     }
     out << loads.size() << (loads.size() == 1 ? " chat server" : " chat servers")
         << "; one that has not reported for " << kLiveServerSeconds << " s is taken as gone\n";

@@ -46,11 +46,12 @@ void ChatBus::noteOthers(const std::vector<ServerLoad>& loads, int64_t wall) {
         const bool running = seen[l.server] = wall - l.heartbeat <= kFreshSeconds;
         const auto before = others_.find(l.server);
         if (running && (before == others_.end() || !before->second))
-            NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d sessions", l.server.c_str(),
-                   l.sessions);
+            NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d session%s", l.server.c_str(),
+                   l.sessions, l.sessions == 1 ? "" : "s");
         else if (!running && before != others_.end() && before->second)
-            NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d sessions",
-                   l.server.c_str(), static_cast<long long>(wall - l.heartbeat), l.sessions);
+            NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d session%s",
+                   l.server.c_str(), static_cast<long long>(wall - l.heartbeat), l.sessions,
+                   l.sessions == 1 ? "" : "s");
     }
     for (const auto& [server, running] : others_)
         if (running && !seen.count(server)) NQ_LOG(log_, Info, "chat server %s has stopped", server.c_str());

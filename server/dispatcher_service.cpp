@@ -145,8 +145,8 @@ void DispatcherService::refreshLoads(Time now) {
         if (!read || local || t.running == running) continue;
         t.running = running;
         if (running)
-            NQ_LOG(log_, Info, "dispatcher sends logins to chat server %s, which reports %d sessions",
-                   key.c_str(), *t.load);
+            NQ_LOG(log_, Info, "dispatcher sends logins to chat server %s, which reports %d session%s",
+                   key.c_str(), *t.load, *t.load == 1 ? "" : "s");
         else if (last)
             NQ_LOG(log_, Warn,
                    "dispatcher takes chat server %s as gone: its last report is %lld s old; logins go "
