@@ -78,10 +78,6 @@ TEST(ClusterEndToEnd, ThreeChatServersActAsOneAndTheUsersOfAKilledOneLogInAgainO
         return -1;
     };
     const auto holder = [&](const char* account) { return place(store->onlineElsewhere(account, "", 15)); };
-    const auto chimes = [](E2eClient& c) {
-        return std::count_if(c.services.sounds.begin(), c.services.sounds.end(),
-                             [](const std::string& s) { return s.ends_with("online.wav"); });
-    };
     const QString ip = QString::fromStdString(dispatcherHost);
 
     test::TempDir tmp, bobElsewhere, aliceAgainHome;
@@ -97,13 +93,17 @@ TEST(ClusterEndToEnd, ThreeChatServersActAsOneAndTheUsersOfAKilledOneLogInAgainO
 
     // bob logs in again and the dispatcher sends him to the third: his first client is told so
     // and ends; alice sees him online throughout.
-    const auto aliceChimes = chimes(*alice);
+    const auto chimes = [&] {  // a friend coming online rings
+        return std::ranges::count_if(alice->services.sounds,
+                                     [](auto& s) { return s.ends_with("online.wav"); });
+    };
+    const auto aliceChimes = chimes();
     E2eClient bobAgain(bobElsewhere, ip, "bob");
     ASSERT_TRUE(waitUntil([&] { return !bob->services.exitCodes.empty(); }));
     EXPECT_EQ(bob->services.boxes.at(0).text, "抱歉，您的帐号在别处登陆！");
     bob.reset();
     EXPECT_EQ(holder("bob"), 2);
-    EXPECT_FALSE(waitUntil([&] { return !online(*alice, "鲍勃") || chimes(*alice) != aliceChimes; }, 500));
+    EXPECT_FALSE(waitUntil([&] { return !online(*alice, "鲍勃") || chimes() != aliceChimes; }, 500));
 
     // alice's chat server dies. bob's line to her waits in the database. Once the others take
     // her server as gone, carol comes and finds her offline; she takes the server bob left, so
@@ -115,7 +115,6 @@ TEST(ClusterEndToEnd, ThreeChatServersActAsOneAndTheUsersOfAKilledOneLogInAgainO
     const std::string servers = dispatcher.admin({"servers"}).out;  // as the operator sees them
     const size_t dead = servers.find(chat[0].chat().toString());
     EXPECT_EQ(servers.substr(dead, servers.find('\n', dead) - dead).ends_with("\tgone"), true) << servers;
-    EXPECT_EQ(std::count(servers.begin(), servers.end(), '\n'), 4) << servers;
     E2eClient carol(tmp, ip, "carol");
     ASSERT_TRUE(waitUntil([&] { return online(carol, "鲍勃"); }));
     EXPECT_FALSE(online(carol, "爱丽丝"));
