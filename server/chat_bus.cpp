@@ -12,12 +12,13 @@ constexpr int64_t kLoadHeartbeatSeconds = 5;
 
 }  // namespace
 
-ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall)
+ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall, Logger& log)
     : store_(store),
       feed_(store.busFeed()),
       writes_(writes),
       serverId_(std::move(serverId)),
-      wall_(std::move(wall)) {
+      wall_(std::move(wall)),
+      log_(log) {
     lastEventId_ = feed_->start();
 }
 
@@ -47,8 +48,28 @@ bool ChatBus::othersRunning(Time now) {
             othersRunning_ |= fresh;
         }
         looked_ = true;
+        noteOthers(loads, wall);
     }
     return othersRunning_;
+}
+
+void ChatBus::noteOthers(const std::vector<ServerLoad>& loads, int64_t wall) {
+    std::map<std::string, bool> seen;
+    for (const ServerLoad& l : loads) {
+        if (l.server == serverId_) continue;
+        const bool running = seen[l.server] = wall - l.heartbeat <= kFreshSeconds;
+        const auto before = others_.find(l.server);
+        if (running && (before == others_.end() || !before->second))
+            NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d session%s", l.server.c_str(),
+                   l.sessions, l.sessions == 1 ? "" : "s");
+        else if (!running && before != others_.end() && before->second)
+            NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d session%s",
+                   l.server.c_str(), static_cast<long long>(wall - l.heartbeat), l.sessions,
+                   l.sessions == 1 ? "" : "s");
+    }
+    for (const auto& [server, running] : others_)
+        if (running && !seen.count(server)) NQ_LOG(log_, Info, "chat server %s has stopped", server.c_str());
+    others_ = std::move(seen);
 }
 
 std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {

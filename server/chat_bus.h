@@ -16,6 +16,7 @@
 
 #include "server/bus_feed.h"
 #include "server/clock.h"
+#include "server/log.h"
 #include "server/store.h"
 #include "server/write_queue.h"
 
@@ -25,7 +26,7 @@ class ChatBus {
   public:
     // serverId: "host:port" under which this server reports; empty reports nothing.
     // Reads go to the store; writes join the server's queue, in order with its own.
-    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall);
+    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall, Logger& log);
 
     // Whether another chat server has reported within kFreshSeconds, looked up once a second.
     bool othersRunning(Time now);
@@ -63,11 +64,16 @@ class ChatBus {
     void woken(Time now);
 
   private:
+    // Logs which other chat servers run, once each time that changes.
+    void noteOthers(const std::vector<ServerLoad>& loads, int64_t wall);
+
     Store& store_;
     std::unique_ptr<BusFeed> feed_;
     WriteQueue& writes_;
     const std::string serverId_;
     WallClock wall_;
+    Logger& log_;
+    std::map<std::string, bool> others_;  // each other chat server seen, and whether it runs
     Time nextRead_{};
     Time othersCheckedAt_{};
     bool othersRunning_ = false;

@@ -89,10 +89,13 @@ void ChatService::onGroupLine(Session& s, const FrameHeader& h, FieldReader& fie
     }
     const Bytes body = chatBody(s.account, group->first.name, *text);
     deliverGroupLine(s.account, members, body);
-    // The other chat servers are told only when a member may be online there.
-    const bool allHere = std::all_of(members.begin(), members.end(),
-                                     [&](const Contact& c) { return byAccount_.count(c.account) > 0; });
-    if (!allHere) bus_.tell(now_, BusKind::GroupLine, s.account, 0, {}, body);
+    if (!allOnlineHere(members)) bus_.tell(now_, BusKind::GroupLine, s.account, 0, {}, body);
+}
+
+// The other chat servers are told of a group's traffic only when a member may be online there.
+bool ChatService::allOnlineHere(const std::vector<Contact>& members) const {
+    return std::all_of(members.begin(), members.end(),
+                       [&](const Contact& c) { return byAccount_.count(c.account) > 0; });
 }
 
 void ChatService::onGroupLineElsewhere(const BusEvent& e) {

@@ -130,7 +130,7 @@ void ChatService::makeReady(Session& s) {
     s.moreWaiting = true;
     try {
         queueWaiting(s);
-        deliverJoinTraffic(s);
+        deliverJoinTraffic(s, true);
     } catch (const StoreUnavailable& e) {
         // The waiting messages come with a refill once the database is back; the join requests
         // and answers for him stay in it for his next login.

@@ -53,7 +53,7 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       log_(log),
       wall_(std::move(wall)),
       writes_(store, log),
-      bus_(store, writes_, config.serverId, wall_),
+      bus_(store, writes_, config.serverId, wall_, log),
       gate_(store, config.login, log),
       frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
       replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond),
@@ -394,6 +394,14 @@ void ChatService::onBusEvent(const BusEvent& e) {
         case BusKind::RoomLeave:
         case BusKind::RoomLine:
             onRoomElsewhere(e);
+            break;
+        case BusKind::Membership:
+            onMembershipElsewhere(e);
+            break;
+        case BusKind::JoinTraffic:
+            if (auto local = byAccount_.find(e.account);
+                e.target == config_.serverId && local != byAccount_.end())
+                if (Session& s = sessions_.at(local->second); s.ready) deliverJoinTraffic(s, false);
             break;
     }
 }

@@ -235,8 +235,15 @@ class ChatService {
     void refuseJoin(Session& s, const Bytes& group, int64_t id, const char* why);
     void showJoinRequest(Session& creator, JoinRequest r);
     void tellJoinAnswer(Session& requester, JoinRequest r);
-    void deliverJoinTraffic(Session& s);
+    // atLogin: requests shown before and never answered are shown again, the client's windows
+    // having gone with its last session.
+    void deliverJoinTraffic(Session& s, bool atLogin);
+    void tellJoinTrafficElsewhere(const Bytes& account);
     void tellMembers(const std::vector<Contact>& members, FrameKind kind, const Bytes& body);
+    void tellMembersElsewhere(const std::vector<Contact>& members, const Bytes& who, int change,
+                              const Bytes& body);
+    bool allOnlineHere(const std::vector<Contact>& members) const;
+    void onMembershipElsewhere(const BusEvent& e);
     void groupGone(const Bytes& notice);
 
     // chat_room.cpp

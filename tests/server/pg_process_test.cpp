@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "pg_cluster_db.h"
+#include "pg_database.h"
 #include "server/pg_store.h"
 #include "server_process.h"
 
@@ -64,7 +64,7 @@ TEST(NqserverPostgres, TwoChatServersThroughTheirFaults) {
     for (Client* c : {&alice, &bob}) EXPECT_EQ(c->waitFor(kind::kPresence, 5s).header.code, code::kOffline);
     EXPECT_EQ(server::PgStore(db.uri).onlineAt(address + ":8001"), std::vector<Bytes>{"alice"});
 
-    b.sigkill();
+    b.kill();
     EXPECT_EQ(alice.waitFor(kind::kPresence, 18s).header.code, code::kOffline);  // 15 s after its last report
     b.start();
     EXPECT_EQ(alice.waitFor(kind::kPresence, 5s).header.code, code::kOnline);

@@ -6,7 +6,6 @@
 
 #include "server/sqlite_store.h"
 
-#include <libpq-fe.h>
 #include <poll.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -15,7 +14,7 @@
 #include <sstream>
 
 #include "chat_fixture.h"
-#include "pg_cluster_db.h"
+#include "pg_database.h"
 #include "server/admin.h"
 #include "server/migrate_store.h"
 #include "server/pg_store.h"
@@ -23,11 +22,9 @@
 #include "server/write_queue.h"
 
 namespace nq::server {
-namespace {
 
-using namespace test;
-
-}  // namespace
+using test::pgRun;
+using test::pgUri;
 
 // Names the engine in a test's description instead of its bytes.
 void PrintTo(Engine e, std::ostream* os) {
