@@ -121,6 +121,21 @@ void notice(Store& store, const SendNotice& n, std::ostream& out) {
             << " sessions will show it within a second\n";
 }
 
+// What the dispatcher and the chat servers go by when they choose and when they look for each
+// other: the reports in the database.
+void serverList(Store& store, std::ostream& out) {
+    const auto now = static_cast<int64_t>(std::time(nullptr));
+    const std::vector<ServerLoad> loads = store.loads();
+    for (const ServerLoad& l : loads) {
+        const int64_t age = now - l.heartbeat;
+        out << l.server << '\t' << l.sessions << (l.sessions == 1 ? " session" : " sessions")
+            << "\tlast report " << age << " s ago\t" << (age > kLiveServerSeconds ? "gone" : "running")
+            << '\n';
+    }
+    out << loads.size() << (loads.size() == 1 ? " chat server" : " chat servers")
+        << "; one that has not reported for " << kLiveServerSeconds << " s is taken as gone\n";
+}
+
 // The longest an introduction may be, in GBK bytes: the card that shows it carries eight more
 // fields in one frame, and the client keeps it as one line of an INI file.
 constexpr size_t kMaxIntroBytes = 400;
@@ -333,6 +348,8 @@ void runAdmin(Store& store, const Command& command, std::ostream& out) {
                 out << "coins of " << c.name << ": " << c.coins << "\n";
             } else if constexpr (std::is_same_v<T, RoomSet>) {
                 roomSet(store, c, out);
+            } else if constexpr (std::is_same_v<T, ServerList>) {
+                serverList(store, out);
             } else if constexpr (std::is_same_v<T, Demo>) {
                 demo(store, out);
             } else {

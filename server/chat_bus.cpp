@@ -12,12 +12,13 @@ constexpr int64_t kLoadHeartbeatSeconds = 5;
 
 }  // namespace
 
-ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall)
+ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall, Logger& log)
     : store_(store),
       feed_(store.busFeed()),
       writes_(writes),
       serverId_(std::move(serverId)),
-      wall_(std::move(wall)) {
+      wall_(std::move(wall)),
+      log_(log) {
     lastEventId_ = feed_->start();
 }
 
@@ -28,12 +29,47 @@ std::unique_ptr<BusFeed> Store::busFeed() {
 bool ChatBus::othersRunning(Time now) {
     if (othersCheckedAt_ == Time{} || now - othersCheckedAt_ >= std::chrono::seconds(1)) {
         othersCheckedAt_ = now;
+        std::vector<ServerLoad> loads;
+        try {
+            loads = store_.loads();
+        } catch (const StoreBusy&) {
+            return othersRunning_;
+        }
+        for (const ServerLoad& l : loads)
+            if (l.server != serverId_)
+                seen_[l.server].heartbeat = std::max(seen_[l.server].heartbeat, l.heartbeat);
         const int64_t wall = wall_();
         othersRunning_ = false;
-        for (const ServerLoad& l : store_.loads())
-            othersRunning_ |= l.server != serverId_ && wall - l.heartbeat <= kFreshSeconds;
+        for (auto& [server, seen] : seen_) {
+            const bool fresh = wall - seen.heartbeat <= kFreshSeconds;
+            // Those fresh at the first look were running before this server: nothing changed.
+            if (fresh != seen.fresh && looked_) changes_.push_back({server, fresh});
+            seen.fresh = fresh;
+            othersRunning_ |= fresh;
+        }
+        looked_ = true;
+        noteOthers(loads, wall);
     }
     return othersRunning_;
+}
+
+void ChatBus::noteOthers(const std::vector<ServerLoad>& loads, int64_t wall) {
+    std::map<std::string, bool> seen;
+    for (const ServerLoad& l : loads) {
+        if (l.server == serverId_) continue;
+        const bool running = seen[l.server] = wall - l.heartbeat <= kFreshSeconds;
+        const auto before = others_.find(l.server);
+        if (running && (before == others_.end() || !before->second))
+            NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d session%s", l.server.c_str(),
+                   l.sessions, l.sessions == 1 ? "" : "s");
+        else if (!running && before != others_.end() && before->second)
+            NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d session%s",
+                   l.server.c_str(), static_cast<long long>(wall - l.heartbeat), l.sessions,
+                   l.sessions == 1 ? "" : "s");
+    }
+    for (const auto& [server, running] : others_)
+        if (running && !seen.count(server)) NQ_LOG(log_, Info, "chat server %s has stopped", server.c_str());
+    others_ = std::move(seen);
 }
 
 std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {
@@ -61,7 +97,13 @@ std::vector<BusEvent> ChatBus::poll(Time now) {
     if (now < nextRead_) return {};
     nextRead_ = now + feed_->readInterval();
     if (!othersRunning(now)) return {};
-    Store::BusRead read = feed_->read(lastEventId_, serverId_);
+    Store::BusRead read;
+    try {
+        read = feed_->read(lastEventId_, serverId_);
+    } catch (const StoreBusy&) {
+        nextRead_ = now + WriteQueue::kRetry;  // read again soon: the events wait in the table
+        throw;
+    }
     lastEventId_ = read.lastId;
     return std::move(read.events);
 }

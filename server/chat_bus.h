@@ -4,15 +4,19 @@
 // kFreshSeconds is taken as gone. Through event rows they see each other's presence, expel each
 // other's sessions of an account that logs in again, wake each other for messages stored for
 // their users, and pass on group lines for members online elsewhere. A server alone on its
-// database writes and reads no events at all.
+// database writes and reads no events at all. While the database is out of reach each server
+// goes on as it last saw the others.
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "server/bus_feed.h"
 #include "server/clock.h"
+#include "server/log.h"
 #include "server/store.h"
 #include "server/write_queue.h"
 
@@ -22,9 +26,17 @@ class ChatBus {
   public:
     // serverId: "host:port" under which this server reports; empty reports nothing.
     // Reads go to the store; writes join the server's queue, in order with its own.
-    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall);
+    ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClock wall, Logger& log);
 
+    // Whether another chat server has reported within kFreshSeconds, looked up once a second.
     bool othersRunning(Time now);
+    // The other servers that stopped reporting (back false) or report again since the last
+    // call: a server that dies leaves its rows behind, and only this tells that its people went.
+    struct ServerChange {
+        std::string server;
+        bool back = false;
+    };
+    std::vector<ServerChange> takeServerChanges() { return std::exchange(changes_, {}); }
     // Whether others run is known again at the next question, if none seemed to run: a server
     // that has just started may hold the friends a login is about to be told of.
     void lookAgainForOthers() {
@@ -52,11 +64,16 @@ class ChatBus {
     void woken(Time now);
 
   private:
+    // Logs which other chat servers run, once each time that changes.
+    void noteOthers(const std::vector<ServerLoad>& loads, int64_t wall);
+
     Store& store_;
     std::unique_ptr<BusFeed> feed_;
     WriteQueue& writes_;
     const std::string serverId_;
     WallClock wall_;
+    Logger& log_;
+    std::map<std::string, bool> others_;  // each other chat server seen, and whether it runs
     Time nextRead_{};
     Time othersCheckedAt_{};
     bool othersRunning_ = false;
@@ -64,6 +81,15 @@ class ChatBus {
     Time nextReport_{};
     int reportedLoad_ = -1;
     int64_t lastReportWall_ = 0;
+    // The newest heartbeat seen of each other server, kept when its row goes at a stop, and
+    // whether it was fresh at the last look.
+    struct Seen {
+        int64_t heartbeat = 0;
+        bool fresh = false;
+    };
+    std::map<std::string, Seen> seen_;
+    bool looked_ = false;
+    std::vector<ServerChange> changes_;
 };
 
 }  // namespace nq::server

@@ -7,14 +7,21 @@
 
 namespace nq::server {
 
-std::optional<Account> ChatService::resolve(std::string_view name, bool nickFirst) {
-    const Bytes key(name);
+namespace {
+
+std::optional<Account> resolveIn(Store& store, const Bytes& key, bool nickFirst) {
     if (nickFirst) {
-        if (auto a = store_.accountByNick(key)) return a;
-        return store_.account(key);
+        if (auto a = store.accountByNick(key)) return a;
+        return store.account(key);
     }
-    if (auto a = store_.account(key)) return a;
-    return store_.accountByNick(key);
+    if (auto a = store.account(key)) return a;
+    return store.accountByNick(key);
+}
+
+}  // namespace
+
+std::optional<Account> ChatService::resolve(std::string_view name, bool nickFirst) {
+    return resolveIn(store_, Bytes(name), nickFirst);
 }
 
 void ChatService::onRosters(Session& s, const FrameHeader&, FieldReader&) {
@@ -109,9 +116,10 @@ void ChatService::onDeleteFriend(Session& s, const FrameHeader& h, FieldReader& 
     const auto name = fields.next();
     if (!name) return dropShort(s, h);
     // Always confirmed: a name the server does not know is a stale entry the client should drop.
-    if (auto account = resolve(*name))
-        writes_.add("remove a friend",
-                    [owner = s.account, other = account->name](Store& st) { st.removeFriend(owner, other); });
+    // The name is resolved as the write is made, so that it waits out a database out of reach.
+    writes_.add("remove a friend", [owner = s.account, named = Bytes(*name)](Store& st) {
+        if (auto account = resolveIn(st, named, false)) st.removeFriend(owner, account->name);
+    });
     sendTo(s, kind::kDeleteFriend, code::kDone, joinFields({s.account, *name}));
 }
 

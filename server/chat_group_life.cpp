@@ -23,8 +23,13 @@ Bytes oneLine(std::string_view text, size_t maxBytes) {
     return out;
 }
 
+// The codes of a membership event between chat servers.
+constexpr int kJoined = 1;
+constexpr int kLeft = 2;
+
 bool holds(const std::vector<Contact>& members, const Bytes& account) {
-    return std::any_of(members.begin(), members.end(), [&](const Contact& c) { return c.account == account; });
+    return std::any_of(members.begin(), members.end(),
+                       [&](const Contact& c) { return c.account == account; });
 }
 
 }  // namespace
@@ -32,7 +37,8 @@ bool holds(const std::vector<Contact>& members, const Bytes& account) {
 void ChatService::onMayCreateGroup(Session& s, const FrameHeader&, FieldReader&) {
     const auto a = store_.account(s.account);
     const int thousands = config_.input.groupCoinsThousands;
-    if (a && a->coins >= int64_t{thousands} * 1000) return void(sendTo(s, kind::kMayCreateGroup, code::kDone, {}));
+    if (a && a->coins >= int64_t{thousands} * 1000)
+        return void(sendTo(s, kind::kMayCreateGroup, code::kDone, {}));
     sendTo(s, kind::kMayCreateGroup, code::kFailed, joinFields({std::to_string(thousands)}));
 }
 
@@ -42,8 +48,8 @@ void ChatService::onCreateGroup(Session& s, const FrameHeader& h, FieldReader& f
     if (!name || !intro) return dropShort(s, h);
     const Bytes groupName(*name);
     auto refuse = [&](const std::string& why) {
-        NQ_LOG_CAPPED(log_, Refused, now_, Info, "%s cannot create group %s: %s", printable(s.account).c_str(),
-                      printable(groupName).c_str(), why.c_str());
+        NQ_LOG_CAPPED(log_, Refused, now_, Info, "%s cannot create group %s: %s",
+                      printable(s.account).c_str(), printable(groupName).c_str(), why.c_str());
         sendTo(s, kind::kCreateGroup, code::kFailed, joinFields({s.account, groupName}));
     };
     const auto a = store_.account(s.account);
@@ -77,7 +83,8 @@ void ChatService::onJoinRequest(Session& s, const FrameHeader& h, FieldReader& f
     const std::vector<Contact> members = store_.groupMembers(group->id);
     if (holds(members, s.account)) return refuseJoin(s, groupName, group->id, "a member already");
     if (members.size() >= kMaxGroupMembers) return refuseJoin(s, groupName, group->id, "the group is full");
-    if (auto pending = store_.joinRequest(group->id, s.account); pending && pending->state != JoinState::Refused) {
+    if (auto pending = store_.joinRequest(group->id, s.account);
+        pending && pending->state != JoinState::Refused) {
         // His first request stands; a second would open a second window on the creator's screen.
         NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a second join request of %s to %s",
                       printable(s.account).c_str(), printable(groupName).c_str());
@@ -87,8 +94,17 @@ void ChatService::onJoinRequest(Session& s, const FrameHeader& h, FieldReader& f
         return refuseJoin(s, groupName, group->id, "too many join requests this hour");
     JoinRequest r{group->id, group->name, group->creator, s.account, oneLine(*text, kVerificationBytes)};
     store_.putJoinRequest(r);
-    if (auto it = byAccount_.find(group->creator); it != byAccount_.end() && sessions_.at(it->second).ready)
-        showJoinRequest(sessions_.at(it->second), r);
+    if (auto it = byAccount_.find(group->creator); it != byAccount_.end()) {
+        if (sessions_.at(it->second).ready) showJoinRequest(sessions_.at(it->second), r);
+    } else {
+        tellJoinTrafficElsewhere(group->creator);
+    }
+}
+
+// The request or answer is in the store already; the server holding the account reads it there.
+void ChatService::tellJoinTrafficElsewhere(const Bytes& account) {
+    if (auto server = bus_.elsewhere(account, now_))
+        bus_.tell(now_, BusKind::JoinTraffic, account, 0, *server);
 }
 
 void ChatService::showJoinRequest(Session& creator, JoinRequest r) {
@@ -109,12 +125,14 @@ void ChatService::tellJoinAnswer(Session& requester, JoinRequest r) {
 
 // At a session's (2,6): requests to his groups that he has not answered, and answers to his own
 // requests. An agreement told before and never confirmed is told again, since the client's
-// confirmation waits for a free send queue and may never have gone.
-void ChatService::deliverJoinTraffic(Session& s) {
+// confirmation waits for a free send queue and may never have gone. Woken by another chat
+// server later in the session, only what is new is told.
+void ChatService::deliverJoinTraffic(Session& s, bool atLogin) {
     for (const JoinRequest& r : store_.joinRequestsTo(s.account))
-        if (r.state == JoinState::Asked || r.state == JoinState::Shown) showJoinRequest(s, r);
+        if (r.state == JoinState::Asked || (atLogin && r.state == JoinState::Shown)) showJoinRequest(s, r);
     for (const JoinRequest& r : store_.joinRequestsBy(s.account))
-        if (r.state == JoinState::Agreed || r.state == JoinState::Told || r.state == JoinState::Refused)
+        if (r.state == JoinState::Agreed || r.state == JoinState::Refused ||
+            (atLogin && r.state == JoinState::Told))
             tellJoinAnswer(s, r);
 }
 
@@ -140,15 +158,19 @@ void ChatService::onJoinAnswer(Session& s, const FrameHeader& h, FieldReader& fi
             }
     }
     if (!r || r->state != JoinState::Shown || (h.code != code::kAgree && h.code != code::kRefuse)) {
-        NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a join answer of %s about %s: no request of his to answer",
+        NQ_LOG_CAPPED(log_, Refused, now_, Info,
+                      "dropped a join answer of %s about %s: no request of his to answer",
                       printable(s.account).c_str(), printable(who).c_str());
         return;
     }
     r->state = h.code == code::kAgree ? JoinState::Agreed : JoinState::Refused;
     r->text = h.code == code::kAgree ? Bytes() : oneLine(third ? *third : *second, kVerificationBytes);
     store_.putJoinRequest(*r);
-    if (auto it = byAccount_.find(who); it != byAccount_.end() && sessions_.at(it->second).ready)
-        tellJoinAnswer(sessions_.at(it->second), *r);
+    if (auto it = byAccount_.find(who); it != byAccount_.end()) {
+        if (sessions_.at(it->second).ready) tellJoinAnswer(sessions_.at(it->second), *r);
+    } else {
+        tellJoinTrafficElsewhere(who);
+    }
 }
 
 // Tells every member online here, the one it concerns included.
@@ -156,6 +178,23 @@ void ChatService::tellMembers(const std::vector<Contact>& members, FrameKind kin
     for (const Contact& m : members)
         if (auto it = byAccount_.find(m.account); it != byAccount_.end())
             sendTo(sessions_.at(it->second), kind, code::kDone, body);
+}
+
+void ChatService::tellMembersElsewhere(const std::vector<Contact>& members, const Bytes& who, int change,
+                                       const Bytes& body) {
+    if (!allOnlineHere(members)) bus_.tell(now_, BusKind::Membership, who, change, {}, body);
+}
+
+// The body names who and the group; its members are read when the change is committed, so the
+// one who left is not among them, and he is not here either.
+void ChatService::onMembershipElsewhere(const BusEvent& e) {
+    FieldReader fields(e.body);
+    const auto who = fields.next();
+    const auto name = fields.next();
+    if (!who || !name || (e.code != kJoined && e.code != kLeft)) return;
+    if (const auto group = store_.group(Bytes(*name)))
+        tellMembers(store_.groupMembers(group->id), e.code == kJoined ? kind::kJoinGroup : kind::kLeaveGroup,
+                    e.body);
 }
 
 void ChatService::onJoinConfirm(Session& s, const FrameHeader& h, FieldReader& fields) {
@@ -179,7 +218,9 @@ void ChatService::onJoinConfirm(Session& s, const FrameHeader& h, FieldReader& f
     store_.addMember(group->id, s.account);
     store_.dropJoinRequest(group->id, s.account);
     members.push_back({s.account, s.nick, s.head});
-    tellMembers(members, kind::kJoinGroup, joinFields({s.account, group->name, std::to_string(group->id)}));
+    const Bytes body = joinFields({s.account, group->name, std::to_string(group->id)});
+    tellMembers(members, kind::kJoinGroup, body);
+    tellMembersElsewhere(members, s.account, kJoined, body);
 }
 
 // Leaving: a member but the creator, who keeps his group until the admin dissolves it. A leave
@@ -190,12 +231,15 @@ void ChatService::onLeaveGroup(Session& s, const FrameHeader& h, FieldReader& fi
     const auto group = store_.group(Bytes(*name));
     const std::vector<Contact> members = group ? store_.groupMembers(group->id) : std::vector<Contact>{};
     if (!group || group->creator == s.account || !holds(members, s.account)) {
-        NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a leave of %s from %s: no such group, not his, or his own",
+        NQ_LOG_CAPPED(log_, Refused, now_, Info,
+                      "dropped a leave of %s from %s: no such group, not his, or his own",
                       printable(s.account).c_str(), printable(*name).c_str());
         return;
     }
     store_.removeMember(group->id, s.account);
-    tellMembers(members, kind::kLeaveGroup, joinFields({s.account, group->name}));
+    const Bytes body = joinFields({s.account, group->name});
+    tellMembers(members, kind::kLeaveGroup, body);
+    tellMembersElsewhere(members, s.account, kLeft, body);
 }
 
 // The admin dissolved a group: its members online here hear it; those away find it gone from

@@ -15,6 +15,9 @@ namespace {
 constexpr size_t kGroupHeldMax = 8;
 // Ended sessions whose stamps are kept at most; past it an arbitrary one goes.
 constexpr size_t kRetiredStampsMax = 1 << 16;
+// Groups whose members are kept for an outage of the database at most (some 10 MB at 200
+// members each); past it an arbitrary one goes.
+constexpr size_t kGroupsSeenMax = 512;
 
 bool isMember(const std::vector<Contact>& members, const Bytes& account) {
     return std::any_of(members.begin(), members.end(),
@@ -23,23 +26,42 @@ bool isMember(const std::vector<Contact>& members, const Bytes& account) {
 
 }  // namespace
 
+std::optional<std::pair<Group, std::vector<Contact>>> ChatService::groupWithMembers(const Bytes& name) {
+    try {
+        auto group = store_.group(name);
+        if (!group) {
+            groupsSeen_.erase(name);
+            return std::nullopt;
+        }
+        auto members = store_.groupMembers(group->id);
+        if (groupsSeen_.size() >= kGroupsSeenMax && !groupsSeen_.count(name))
+            groupsSeen_.erase(groupsSeen_.begin());
+        return groupsSeen_[name] = {std::move(*group), std::move(members)};
+    } catch (const StoreUnavailable&) {
+        auto it = groupsSeen_.find(name);
+        if (it == groupsSeen_.end()) throw;
+        return it->second;
+    }
+}
+
 void ChatService::onMemberRoster(Session& s, const FrameHeader& h, FieldReader& fields) {
     const auto name = fields.next();
     if (!name) return dropShort(s, h);
-    const auto group = store_.group(Bytes(*name));
-    const std::vector<Contact> members = group ? store_.groupMembers(group->id) : std::vector<Contact>{};
+    const auto group = groupWithMembers(Bytes(*name));
+    const std::vector<Contact> members = group ? group->second : std::vector<Contact>{};
     if (!isMember(members, s.account)) {
         // The client asks only for groups its roster gave it; no answer exists for the rest.
         NQ_LOG_CAPPED(log_, Refused, now_, Info, "no member roster of %s for %s: no such group, or not his",
                       printable(*name).c_str(), printable(s.account).c_str());
         return;
     }
-    // All members first, as offline; then those online, whom the client moves up and lights.
-    for (const Bytes& body : memberRosters(*name, members))
-        sendTo(s, kind::kMemberRoster, code::kRosterList, body);
+    // Who is online is asked first, so that a database out of reach leaves no half answer.
     std::vector<Contact> online;
     for (const Contact& c : members)
         if (byAccount_.count(c.account) || bus_.elsewhere(c.account, now_)) online.push_back(c);
+    // All members first, as offline; then those online, whom the client moves up and lights.
+    for (const Bytes& body : memberRosters(*name, members))
+        sendTo(s, kind::kMemberRoster, code::kRosterList, body);
     for (const Bytes& body : memberRosters(*name, online))
         sendTo(s, kind::kMemberRoster, code::kRosterOnline, body);
 }
@@ -50,8 +72,8 @@ void ChatService::onGroupLine(Session& s, const FrameHeader& h, FieldReader& fie
     const auto name = fields.next();
     const auto text = fields.next();
     if (!name || !text) return dropShort(s, h);
-    const auto group = store_.group(Bytes(*name));
-    const std::vector<Contact> members = group ? store_.groupMembers(group->id) : std::vector<Contact>{};
+    const auto group = groupWithMembers(Bytes(*name));
+    const std::vector<Contact> members = group ? group->second : std::vector<Contact>{};
     if (!isMember(members, s.account)) {
         // A window left open on a group he has left, or a forged name: his line reaches nobody.
         NQ_LOG_CAPPED(log_, Refused, now_, Info,
@@ -65,12 +87,15 @@ void ChatService::onGroupLine(Session& s, const FrameHeader& h, FieldReader& fie
                       config_.input.groupLinesPerMinute);
         return toastRefusal(s, "群里发言太快，有的消息没有发出。");
     }
-    const Bytes body = chatBody(s.account, group->name, *text);
+    const Bytes body = chatBody(s.account, group->first.name, *text);
     deliverGroupLine(s.account, members, body);
-    // The other chat servers are told only when a member may be online there.
-    const bool allHere = std::all_of(members.begin(), members.end(),
-                                     [&](const Contact& c) { return byAccount_.count(c.account) > 0; });
-    if (!allHere) bus_.tell(now_, BusKind::GroupLine, s.account, 0, {}, body);
+    if (!allOnlineHere(members)) bus_.tell(now_, BusKind::GroupLine, s.account, 0, {}, body);
+}
+
+// The other chat servers are told of a group's traffic only when a member may be online there.
+bool ChatService::allOnlineHere(const std::vector<Contact>& members) const {
+    return std::all_of(members.begin(), members.end(),
+                       [&](const Contact& c) { return byAccount_.count(c.account) > 0; });
 }
 
 void ChatService::onGroupLineElsewhere(const BusEvent& e) {
@@ -78,8 +103,8 @@ void ChatService::onGroupLineElsewhere(const BusEvent& e) {
     const auto sender = fields.next();
     const auto name = fields.next();
     if (!sender || !name) return;
-    if (const auto group = store_.group(Bytes(*name)))
-        deliverGroupLine(Bytes(*sender), store_.groupMembers(group->id), e.body);
+    if (const auto group = groupWithMembers(Bytes(*name)))
+        deliverGroupLine(Bytes(*sender), group->second, e.body);
 }
 
 void ChatService::deliverGroupLine(const Bytes& sender, const std::vector<Contact>& members,

@@ -128,8 +128,15 @@ void ChatService::makeReady(Session& s) {
     }
     s.ready = true;
     s.moreWaiting = true;
-    queueWaiting(s);
-    deliverJoinTraffic(s);
+    try {
+        queueWaiting(s);
+        deliverJoinTraffic(s, true);
+    } catch (const StoreUnavailable& e) {
+        // The waiting messages come with a refill once the database is back; the join requests
+        // and answers for him stay in it for his next login.
+        NQ_LOG_CAPPED(log_, Failed, now_, Warn, "what waits for %s waits for the database: %s",
+                      printable(s.account).c_str(), e.what());
+    }
 }
 
 void ChatService::queueWaiting(Session& s) {

@@ -53,7 +53,7 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       log_(log),
       wall_(std::move(wall)),
       writes_(store, log),
-      bus_(store, writes_, config.serverId, wall_),
+      bus_(store, writes_, config.serverId, wall_, log),
       gate_(store, config.login, log),
       frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
       replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond),
@@ -192,7 +192,16 @@ void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
                       s.number, printable(s.account).c_str());
         return;
     }
-    if (const Handler* handler = handlers().find({h.type, h.sub})) return (this->**handler)(s, h, fields);
+    if (const Handler* handler = handlers().find({h.type, h.sub})) {
+        try {
+            (this->**handler)(s, h, fields);
+        } catch (const StoreUnavailable& e) {
+            NQ_LOG_CAPPED(log_, Failed, now_, Warn, "(%u,%u) from %s not served: %s", h.type, h.sub,
+                          printable(s.account).c_str(), e.what());
+            refuseUnavailable(s, h, f.body);
+        }
+        return;
+    }
     NQ_LOG_CAPPED(log_, Dropped, now_, Info, "dropped (%u,%u) code %u from %s: not a kind this server serves",
                   h.type, h.sub, h.code, printable(s.account).c_str());
 }
@@ -202,6 +211,66 @@ ChatService::Session* ChatService::stampedAt(const Endpoint& from, uint32_t stam
     if (p == peers_.end() || p->second.session == 0) return nullptr;
     auto it = sessions_.find(p->second.session);
     return it != sessions_.end() && it->second.stamps.issued(stamp) ? &it->second : nullptr;
+}
+
+namespace {
+
+// What a request that needs the database gets while the database is out of reach, where the
+// protocol has a refusal: the kind and code of the answer, and which of the request's fields
+// (counted after the sender's own account) its body repeats.
+struct OutageAnswer {
+    FrameKind asked;
+    uint16_t askedCode;  // kAnyCode: whatever it asked with
+    FrameKind answer;
+    uint16_t code;
+    enum Body { Empty, OwnAndField, Field, OwnFieldAndNoGroup, Own, Toast } body;
+    int field = 0;
+};
+constexpr uint16_t kAnyCode = 0xFFFF;
+constexpr OutageAnswer kOutageAnswers[] = {
+    {kind::kAddFriend, kAnyCode, kind::kAddFriend, code::kFailed, OutageAnswer::OwnAndField},
+    {kind::kAddToBlacklist, kAnyCode, kind::kAddToBlacklist, code::kFailed, OutageAnswer::OwnAndField},
+    {kind::kCreateGroup, kAnyCode, kind::kCreateGroup, code::kFailed, OutageAnswer::OwnAndField},
+    {kind::kFindPerson, kAnyCode, kind::kFindPerson, code::kFailed, OutageAnswer::Empty},
+    {kind::kFindForBlacklist, kAnyCode, kind::kFindForBlacklist, code::kFailed, OutageAnswer::Field},
+    {kind::kOnlinePage, kAnyCode, kind::kOnlinePage, code::kFailed, OutageAnswer::Empty},
+    {kind::kGroupPage, kAnyCode, kind::kGroupPage, code::kFailed, OutageAnswer::Empty},
+    {kind::kGroupSearch, kAnyCode, kind::kGroupSearch, code::kFailed, OutageAnswer::Empty},
+    {kind::kJoinRequest, kAnyCode, kind::kJoinGroup, code::kFailed, OutageAnswer::OwnFieldAndNoGroup, 1},
+    {kind::kJoinGroup, kAnyCode, kind::kJoinGroup, code::kFailed, OutageAnswer::OwnFieldAndNoGroup},
+    {kind::kRoom, code::kRoomEnter, kind::kRoom, code::kRoomEntryFailed, OutageAnswer::Own},
+    {kind::kChat, kAnyCode, kind::kNoticeToast, code::kNone, OutageAnswer::Toast},
+    {kind::kMemberChat, kAnyCode, kind::kNoticeToast, code::kNone, OutageAnswer::Toast},
+    {kind::kGroupChat, kAnyCode, kind::kNoticeToast, code::kNone, OutageAnswer::Toast},
+};
+
+}  // namespace
+
+void ChatService::refuseUnavailable(Session& s, const FrameHeader& h, std::string_view body) {
+    const FrameKind asked{h.type, h.sub};
+    const auto a =
+        std::find_if(std::begin(kOutageAnswers), std::end(kOutageAnswers), [&](const OutageAnswer& o) {
+            return o.asked == asked && (o.askedCode == kAnyCode || o.askedCode == h.code);
+        });
+    if (a == std::end(kOutageAnswers)) return;
+    FieldReader fields(body);
+    fields.next();  // his own account
+    for (int i = 0; i < a->field; ++i) fields.next();
+    const Bytes field(fields.next().value_or(""));
+    switch (a->body) {
+        case OutageAnswer::Empty:
+            return void(sendTo(s, a->answer, a->code, {}));
+        case OutageAnswer::OwnAndField:
+            return void(sendTo(s, a->answer, a->code, joinFields({s.account, field})));
+        case OutageAnswer::Field:
+            return void(sendTo(s, a->answer, a->code, joinFields({field})));
+        case OutageAnswer::OwnFieldAndNoGroup:
+            return void(sendTo(s, a->answer, a->code, joinFields({s.account, field, "0"})));
+        case OutageAnswer::Own:
+            return void(sendTo(s, a->answer, a->code, joinFields({s.account})));
+        case OutageAnswer::Toast:
+            return toastRefusal(s, "服务器暂时连不上数据库，这条消息没有发出，请稍后再发。");
+    }
 }
 
 void ChatService::dropShort(Session& s, const FrameHeader& h) {
@@ -239,6 +308,11 @@ void ChatService::timerWork(Time now) {
         nextSweep_ = now + config_.sweepInterval();
         sweep(now);
     }
+    bus_.report(now, static_cast<int>(sessions_.size()));
+    // Before the events: what a server that came back says now is told after its people came.
+    bus_.othersRunning(now);
+    for (ChatBus::ServerChange& c : bus_.takeServerChanges()) serverChanges_.push_back(std::move(c));
+    tellPresenceDue(now);
     for (const BusEvent& e : bus_.poll(now)) onBusEvent(e);
     if (now >= nextNoticePoll_) {
         nextNoticePoll_ = now + kNoticePoll;
@@ -249,7 +323,6 @@ void ChatService::timerWork(Time now) {
             broadcastNotice(n.kind, n.text, now);
         }
     }
-    bus_.report(now, static_cast<int>(sessions_.size()));
 }
 
 // Silent sessions end, clients that never asked for their waiting messages get them anyway, the
@@ -273,10 +346,15 @@ void ChatService::sweep(Time now) {
                printable(s.account).c_str());
         makeReady(s);
     }
-    for (auto& [number, s] : sessions_) {
-        if (!s.moreWaiting) continue;
-        auto p = peers_.find(s.endpoint);
-        if (p != peers_.end() && p->second.pacer.heldCount() < kRefillBelow) queueWaiting(s);
+    try {
+        for (auto& [number, s] : sessions_) {
+            if (!s.moreWaiting) continue;
+            auto p = peers_.find(s.endpoint);
+            if (p != peers_.end() && p->second.pacer.heldCount() < kRefillBelow) queueWaiting(s);
+        }
+    } catch (const StoreUnavailable& e) {
+        // The refill goes on at the next sweep; the rest of this one needs no database.
+        NQ_LOG_CAPPED(log_, Failed, now, Warn, "waiting messages wait for the database: %s", e.what());
     }
     for (auto it = peers_.begin(); it != peers_.end();) {
         if (it->second.session == 0 && it->second.pacer.idle(now))
@@ -317,11 +395,20 @@ void ChatService::onBusEvent(const BusEvent& e) {
         case BusKind::RoomLine:
             onRoomElsewhere(e);
             break;
+        case BusKind::Membership:
+            onMembershipElsewhere(e);
+            break;
+        case BusKind::JoinTraffic:
+            if (auto local = byAccount_.find(e.account);
+                e.target == config_.serverId && local != byAccount_.end())
+                if (Session& s = sessions_.at(local->second); s.ready) deliverJoinTraffic(s, false);
+            break;
     }
 }
 
 Time ChatService::nextWake(Time now) {
     Time wake = std::min({nextSweep_, nextNoticePoll_, bus_.nextWake(), writes_.nextTry(now)});
+    if (!presenceDue_.empty() || !serverChanges_.empty()) wake = std::min(wake, presenceRetryAt_);
     for (const Endpoint& ep : blocked_) {
         auto it = peers_.find(ep);
         if (it == peers_.end()) continue;
@@ -337,8 +424,16 @@ void ChatService::shutdown(Time now) {
     sessions_.clear();
     byAccount_.clear();
     writes_.flushWaiting(now);
-    store_.markStopped(config_.serverId, wall_());
-    bus_.withdraw();
+    if (writes_.size())
+        NQ_LOG(log_, Error, "%zu writes could not be made before the stop and are lost", writes_.size());
+    try {
+        store_.markStopped(config_.serverId, wall_());
+        bus_.withdraw();
+    } catch (const StoreError& e) {
+        // The sessions are in the store since their logins; a start soon takes them up by the
+        // last load report instead.
+        NQ_LOG(log_, Error, "could not note the stop in the database: %s", e.what());
+    }
 }
 
 void ChatService::restoreSessions(Time now) {

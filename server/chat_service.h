@@ -158,6 +158,9 @@ class ChatService {
     // The session at that address, when stamp is one it was issued.
     Session* stampedAt(const Endpoint& from, uint32_t stamp);
     void dropShort(Session& s, const FrameHeader& h);
+    // A request the database is needed for, while it is out of reach: the protocol's own
+    // refusal where it has one, else nothing, as if the datagram were lost.
+    void refuseUnavailable(Session& s, const FrameHeader& h, std::string_view body);
 
     // chat_sessions.cpp
     void login(const Endpoint& from, const Frame& frame);
@@ -169,7 +172,14 @@ class ChatService {
     void endSession(uint32_t number, bool announceOffline, const char* reason);
     void keepUnsent(const Session& s);
     void expel(uint32_t number, const char* reason);
+    // Tells at once those here who list the account or share a group with it, or, while
+    // announcements wait, after them.
     void announce(const Bytes& account, uint16_t presenceCode);
+    void tellPresence(const Bytes& account, uint16_t presenceCode);
+    // Announcements that waited for the database, and the people of servers that went or came
+    // back, a slice each turn.
+    void tellPresenceDue(Time now);
+    void serverChanged(const ChatBus::ServerChange& change);
     uint32_t freshSessionNumber();
     const Session* presentAt(const Endpoint& from);
 
@@ -198,6 +208,8 @@ class ChatService {
     void onGroupLine(Session& s, const FrameHeader& h, FieldReader& fields);
     // A group line from another chat server, to the members whose sessions are here.
     void onGroupLineElsewhere(const BusEvent& e);
+    // The group and its members from the store; while it is out of reach, as last read.
+    std::optional<std::pair<Group, std::vector<Contact>>> groupWithMembers(const Bytes& name);
     void deliverGroupLine(const Bytes& sender, const std::vector<Contact>& members, const Bytes& body);
     void retireStamps(const Session& s);
     void takeRetiredStamps(Session& s);
@@ -223,8 +235,15 @@ class ChatService {
     void refuseJoin(Session& s, const Bytes& group, int64_t id, const char* why);
     void showJoinRequest(Session& creator, JoinRequest r);
     void tellJoinAnswer(Session& requester, JoinRequest r);
-    void deliverJoinTraffic(Session& s);
+    // atLogin: requests shown before and never answered are shown again, the client's windows
+    // having gone with its last session.
+    void deliverJoinTraffic(Session& s, bool atLogin);
+    void tellJoinTrafficElsewhere(const Bytes& account);
     void tellMembers(const std::vector<Contact>& members, FrameKind kind, const Bytes& body);
+    void tellMembersElsewhere(const std::vector<Contact>& members, const Bytes& who, int change,
+                              const Bytes& body);
+    bool allOnlineHere(const std::vector<Contact>& members) const;
+    void onMembershipElsewhere(const BusEvent& e);
     void groupGone(const Bytes& notice);
 
     // chat_room.cpp
@@ -298,6 +317,14 @@ class ChatService {
         Time at;
     };
     std::unordered_map<Endpoint, RetiredStamps, EndpointHash> retiredStamps_;
+
+    // Announcements not yet made, oldest first, and when to try again after the database refused.
+    std::deque<std::pair<Bytes, uint16_t>> presenceDue_;
+    std::deque<ChatBus::ServerChange> serverChanges_;
+    Time presenceRetryAt_{};
+    // The groups whose members were last read, by name, for their lines while the database is
+    // out of reach.
+    std::unordered_map<Bytes, std::pair<Group, std::vector<Contact>>> groupsSeen_;
 
     Time nextSweep_{};
     Time nextNoticePoll_{};

@@ -8,6 +8,16 @@
 #include "server/chat_service.h"
 
 namespace nq::server {
+namespace {
+
+// Announcements waiting at most: a server that dies with this many sessions still has its
+// people told offline. Past it the oldest go, and with them a presence change nobody hears of.
+constexpr size_t kPresenceDueMax = 65536;
+// Announcements made from the queue in one turn: each costs two reads of the store, and the
+// loop serves in between.
+constexpr int kPresencePerTurn = 32;
+
+}  // namespace
 
 uint32_t ChatService::freshSessionNumber() {
     // The session number is all that stands between a forged datagram and a session, so each
@@ -204,10 +214,46 @@ void ChatService::keepUnsent(const Session& s) {
     blocked_.erase(s.endpoint);
 }
 
+void ChatService::announce(const Bytes& account, uint16_t presenceCode) {
+    if (presenceDue_.empty()) {
+        try {
+            return tellPresence(account, presenceCode);
+        } catch (const StoreBusy& e) {
+            NQ_LOG_CAPPED(log_, Failed, now_, Warn, "presence of %s waits for the database: %s",
+                          printable(account).c_str(), e.what());
+            presenceRetryAt_ = now_ + WriteQueue::kRetry;
+        }
+    }
+    if (presenceDue_.size() >= kPresenceDueMax) {
+        NQ_LOG_CAPPED(log_, Dropped, now_, Warn, "dropped a presence change of %s: %zu wait already",
+                      printable(presenceDue_.front().first).c_str(), presenceDue_.size());
+        presenceDue_.pop_front();
+    }
+    presenceDue_.emplace_back(account, presenceCode);
+}
+
+void ChatService::tellPresenceDue(Time now) {
+    if (now < presenceRetryAt_) return;
+    try {
+        while (!serverChanges_.empty()) {
+            serverChanged(serverChanges_.front());
+            serverChanges_.pop_front();
+        }
+        for (int told = 0; told < kPresencePerTurn && !presenceDue_.empty(); ++told) {
+            tellPresence(presenceDue_.front().first, presenceDue_.front().second);
+            presenceDue_.pop_front();
+        }
+    } catch (const StoreBusy&) {
+        presenceRetryAt_ = now + WriteQueue::kRetry;
+        throw;
+    }
+}
+
 // Tells every online user who lists the account, or shares a group with it, that it came
 // (kOnline) or went (kOffline). Once each: a friend who is a co-member too, or shares several
-// groups, is one user, and a second report would only be a frame more for his ring.
-void ChatService::announce(const Bytes& account, uint16_t presenceCode) {
+// groups, is one user, and a second report would only be a frame more for his ring. Both lists
+// are read before anyone is told, so a store that fails leaves nobody told.
+void ChatService::tellPresence(const Bytes& account, uint16_t presenceCode) {
     const Bytes body = joinFields({account});
     std::unordered_set<Bytes> told;
     for (const auto& people : {store_.ownersListing(account), store_.coMembers(account)}) {
@@ -217,6 +263,28 @@ void ChatService::announce(const Bytes& account, uint16_t presenceCode) {
                 sendTo(sessions_.at(it->second), kind::kPresence, presenceCode, body);
         }
     }
+}
+
+// Another chat server stopped reporting, or reports again. Its rows stay, for its own restart;
+// here those who list its people hear that they went, or came back, and the room here loses or
+// regains those who were in it there.
+void ChatService::serverChanged(const ChatBus::ServerChange& c) {
+    const std::vector<Bytes> people = store_.onlineAt(c.server);
+    const std::vector<Bytes> roomThere = store_.roomMembersAt(c.server);
+    if (c.back)
+        NQ_LOG(log_, Info, "chat server %s is running: its %zu sessions count", c.server.c_str(),
+               people.size());
+    else
+        NQ_LOG(log_, Warn, "chat server %s has not reported for 15 s: its %zu sessions are taken as gone",
+               c.server.c_str(), people.size());
+    for (const Bytes& account : people)
+        if (!byAccount_.count(account)) {
+            if (presenceDue_.size() >= kPresenceDueMax) break;
+            presenceDue_.emplace_back(account, c.back ? code::kOnline : code::kOffline);
+        }
+    for (const Bytes& account : roomThere)
+        if (!inRoom(account))
+            tellRoom(c.back ? code::kRoomEntered : code::kRoomLeave, joinFields({account}), account);
 }
 
 }  // namespace nq::server

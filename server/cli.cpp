@@ -425,6 +425,10 @@ CommandLine parseCommandLine(const std::vector<std::string_view>& args) {
         if (p.words.size() > 1) r.name = p.words[1];
         r.staff.assign(p.words.begin() + std::min<size_t>(2, p.words.size()), p.words.end());
         line.command = r;
+    } else if (command == "servers") {
+        only(options, "servers", {});
+        Words(p.words, 1, "servers").end();
+        line.command = ServerList{};
     } else if (command == "demo") {
         only(options, "demo", {});
         Words(p.words, 1, "demo").end();
@@ -512,6 +516,8 @@ Commands:
                             that the copy holds every row (exit 1 when it does not)
   room [NAME [STAFF...]]    name the public room and its customer-service staff (accounts);
                             clients see it at their next login. Without NAME: show it
+  servers                   the chat servers on the database: sessions, age of the last
+                            report, and whether they count as running or as gone
   demo                      create the demo accounts alice, bob, carol, dave and erin
                             (password 123456), their friendships, the group 周末棋友会
                             of alice, bob, carol and erin, and the room 珀岚大厅 (staff dave)

@@ -90,6 +90,7 @@ struct RoomSet {
     std::vector<std::string> staff;
 };
 struct Demo {};
+struct ServerList {};
 struct Migrate {
     std::string from;  // a SQLite file
     std::string to;    // a postgresql:// URI
@@ -97,7 +98,7 @@ struct Migrate {
 struct ShowHelp {};
 
 using Command = std::variant<ServeOptions, UserAdd, UserPasswd, UserList, MakeFriends, SendNotice, GroupAdd,
-                             GroupList, GroupDissolve, GroupRole, UserCoins, RoomSet, Demo, Migrate, ShowHelp>;
+                             GroupList, GroupDissolve, GroupRole, UserCoins, RoomSet, Demo, ServerList, Migrate, ShowHelp>;
 
 struct CommandLine {
     std::string db = "nqserver.db";  // a SQLite file, or a postgresql:// URI

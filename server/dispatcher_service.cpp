@@ -26,8 +26,7 @@ DispatcherService::DispatcherService(Store& store, const DispatcherConfig& confi
       frameRates_(config.input.framesPerSecond, 2 * config.input.framesPerSecond),
       replyRates_(config.input.repliesPerSecond, 2 * config.input.repliesPerSecond) {
     minimumCode_ = versionCodeOf(config_.minimumVersion).value_or(256);
-    loads_.resize(config_.targets.size());
-    sentSinceRefresh_.resize(config_.targets.size());
+    targets_.resize(config_.targets.size());
 }
 
 // The client sends one login a datagram and waits seconds for the answer before it tries again.
@@ -104,7 +103,10 @@ void DispatcherService::login(const Endpoint& from, const Frame& f, Time now) {
     const size_t i = chooseTarget(now);
     const ChatTarget& t = config_.targets[i];
     const std::string host = t.host.empty() ? hostFor_(from) : t.host;
-    ++sentSinceRefresh_[i];
+    const int64_t second = wall_();
+    SentInSecond& sent = targets_[i].sent[static_cast<size_t>(second) % kSentSeconds];
+    if (sent.second != second) sent = {second, 0};
+    ++sent.count;
     NQ_LOG(log_, Info, "dispatcher sends %s at %s to %s:%u", who.c_str(), from.toString().c_str(),
            host.c_str(), t.port);
     reply(from, code::kGoToChatServer, joinFields({host, std::to_string(t.port)}), now);
@@ -114,33 +116,71 @@ void DispatcherService::refreshLoads(Time now) {
     if (now < nextRefresh_) return;
     nextRefresh_ = now + kLoadRefresh;
     std::vector<ServerLoad> reported;
+    bool read = true;
     try {
         reported = store_.loads();
     } catch (const StoreError& e) {
         NQ_LOG_CAPPED(log_, Failed, now, Warn, "dispatcher cannot read chat server loads: %s", e.what());
+        read = false;
     }
     const int64_t wall = wall_();
     for (size_t i = 0; i < config_.targets.size(); ++i) {
-        const ChatTarget& t = config_.targets[i];
-        loads_[i].reset();
-        sentSinceRefresh_[i] = 0;
-        if (localLoad_) {
-            if (auto local = localLoad_(t)) {
-                loads_[i] = *local;
-                continue;
-            }
-        }
+        const ChatTarget& c = config_.targets[i];
+        const std::string key = c.key(c.host);
+        Target& t = targets_[i];
+        const std::optional<int> local = localLoad_ ? localLoad_(c) : std::nullopt;
+        const ServerLoad* last = nullptr;
         for (const ServerLoad& r : reported)
-            if (r.server == t.key(t.host) && wall - r.heartbeat <= kStaleAfterSeconds) loads_[i] = r.sessions;
+            if (r.server == key) last = &r;
+        t.load.reset();
+        if (local) {
+            t.load = *local;
+            t.reportedAt = wall;
+        } else if (last && wall - last->heartbeat <= kStaleAfterSeconds) {
+            t.load = last->sessions;
+            t.reportedAt = last->heartbeat;
+        }
+        // The operator learns when logins stop going to a chat server and when they go again.
+        const bool running = t.load.has_value();
+        if (!read || local || t.running == running) continue;
+        t.running = running;
+        if (running)
+            NQ_LOG(log_, Info, "dispatcher sends logins to chat server %s, which reports %d session%s",
+                   key.c_str(), *t.load, *t.load == 1 ? "" : "s");
+        else if (last)
+            NQ_LOG(log_, Warn,
+                   "dispatcher takes chat server %s as gone: its last report is %lld s old; logins go "
+                   "to the others",
+                   key.c_str(), static_cast<long long>(wall - last->heartbeat));
+        else
+            NQ_LOG(log_, Warn,
+                   "dispatcher has no report from chat server %s: no logins go to it while others "
+                   "report",
+                   key.c_str());
     }
+}
+
+// A report holds the logins that reached the chat server before it was written. One sent in the
+// second before the report's may have been on its way still (the client sends its login at its
+// next tick), so it counts on top until a later report.
+int DispatcherService::sentSince(const Target& t, int64_t second) const {
+    int n = 0;
+    for (const SentInSecond& s : t.sent) n += s.second >= second ? s.count : 0;
+    return n;
 }
 
 size_t DispatcherService::chooseTarget(Time now) {
     refreshLoads(now);
     std::optional<size_t> best;
-    for (size_t i = 0; i < loads_.size(); ++i) {
-        if (!loads_[i]) continue;
-        if (!best || *loads_[i] + sentSinceRefresh_[i] < *loads_[*best] + sentSinceRefresh_[*best]) best = i;
+    int bestLoad = 0;
+    for (size_t i = 0; i < targets_.size(); ++i) {
+        const Target& t = targets_[i];
+        if (!t.load) continue;
+        const int load = *t.load + sentSince(t, t.reportedAt - 1);
+        if (!best || load < bestLoad) {
+            best = i;
+            bestLoad = load;
+        }
     }
     if (best) return *best;
     return roundRobin_++ % config_.targets.size();

@@ -3,6 +3,7 @@
 // password and names the chat server with the fewest sessions. Like the chat service it only
 // sees datagrams in and out.
 
+#include <array>
 #include <functional>
 #include <string>
 #include <unordered_map>
@@ -48,9 +49,13 @@ class DispatcherService {
     void onDatagram(const Endpoint& from, std::string_view data, Time now);
     std::vector<Datagram>& output() { return output_; }
 
-    // The target a login goes to now: fewest sessions among the servers that report, in list
-    // order on a tie; round robin when none reports.
+    // The target a login goes to now: fewest sessions among the servers that report, with the
+    // logins sent to each that its report may not hold yet, in list order on a tie; round robin
+    // when none reports.
     size_t chooseTarget(Time now);
+    // Reads the reports once a second even while nobody logs in, so that the log tells when a
+    // chat server stops reporting or comes back.
+    void onTimer(Time now) { refreshLoads(now); }
 
   private:
     void login(const Endpoint& from, const Frame& frame, Time now);
@@ -72,10 +77,25 @@ class DispatcherService {
     std::vector<Datagram> output_;
     uint16_t seq_ = 0;
 
-    // Loads read from the store, plus the logins sent to each since that read, so that a burst
-    // of logins between two reads is spread instead of all going to the same server.
-    std::vector<std::optional<int>> loads_;
-    std::vector<int> sentSinceRefresh_;
+    // Logins sent to one chat server in one wall second. The ring spans the 15 s for which a
+    // report counts, the second before it and the current one.
+    struct SentInSecond {
+        int64_t second = -1;
+        int count = 0;
+    };
+    static constexpr size_t kSentSeconds = 17;
+    // What the dispatcher knows of one chat server: its last report while it counts as running
+    // (an in-process server's count is read as of now), whether the log last called it running,
+    // and the logins sent to it lately.
+    struct Target {
+        std::optional<int> load;
+        int64_t reportedAt = 0;
+        std::optional<bool> running;
+        std::array<SentInSecond, kSentSeconds> sent{};
+    };
+    int sentSince(const Target& t, int64_t second) const;
+
+    std::vector<Target> targets_;
     Time nextRefresh_{};
     size_t roundRobin_ = 0;
 };

@@ -25,10 +25,19 @@ bool takeInherited(const ServeOptions& o, ServerSockets& s) {
             slot = &s.dispatcher;
         else if (o.role != Role::Dispatcher && port == o.chatPort)
             slot = &s.chat;
-        if (!slot || *slot)
-            throw UsageError("inherited socket " + socket->local().toString() +
-                             " is not for the dispatcher port " + std::to_string(o.dispatcherPort) +
-                             " or the chat port " + std::to_string(o.chatPort) + " that this server serves");
+        const std::string what = "inherited socket " + socket->local().toString();
+        const std::string dispatcher = "the dispatcher port " + std::to_string(o.dispatcherPort);
+        const std::string chat = "the chat port " + std::to_string(o.chatPort);
+        // A socket unit made for both roles, handed to a server of one, is the likely mistake.
+        if (!slot && o.role == Role::Both)
+            throw UsageError(what + " is not for " + dispatcher + " or " + chat + " that this server serves");
+        if (!slot)
+            throw UsageError(what + " is not for " + (o.role == Role::Chat ? chat : dispatcher) +
+                             ", the only port a server with --role " +
+                             (o.role == Role::Chat ? "chat" : "dispatcher") +
+                             " serves: leave the other out of the socket unit");
+        if (*slot)
+            throw UsageError(what + " is a second socket for " + (slot == &s.chat ? chat : dispatcher));
         *slot = std::move(socket);
     }
     return n > 0;

@@ -1,10 +1,14 @@
 #pragma once
 // The events between chat servers on PostgreSQL: each event row is announced with NOTIFY in the
-// transaction that writes it, so another server hears of it when it commits rather than at its
-// next look at the table. Reading still goes to the table, from the last event read: that is
-// what catches a server up on what it missed while its listening connection was down.
+// transaction that writes it, and the notification carries the event itself, so another server
+// hears of it at its commit and hands it on without a look at the table. The table stays the
+// record: read after the listening connection is made again, whenever the ids heard leave a
+// hole (a notification missing, an event too large to be carried), and every few seconds as a
+// safety net.
 
 #include <chrono>
+#include <deque>
+#include <optional>
 #include <string>
 
 #include "server/bus_feed.h"
@@ -15,8 +19,21 @@ namespace nq::server {
 
 class PgStore;
 
-// The channel every chat server of a database listens on; the payload names the publishing server.
+// The channel every chat server of a database listens on.
 inline constexpr const char* kBusChannel = "nq_bus";
+// PostgreSQL refuses a payload of 8000 bytes or more; the event's id goes in front of this much.
+inline constexpr size_t kBusPayloadMax = 7950;
+
+// An event as a notification carries it, less its id, which the statement that writes the row
+// puts in front: " kind code origin account target body", the texts in hex, since GBK bytes
+// are no text the database would take. An event past kBusPayloadMax goes without its body ("-").
+std::string busPayload(const BusEvent& event);
+struct HeardEvent {
+    BusEvent event;
+    bool whole = true;  // false: its body is only in the table
+};
+// The notification's whole payload, id in front; nothing when it is not one of ours.
+std::optional<HeardEvent> parseBusPayload(std::string_view payload);
 
 class PgFeed : public BusFeed {
   public:
@@ -36,6 +53,8 @@ class PgFeed : public BusFeed {
 
   private:
     void listen();
+    // The events heard after afterId when they follow it without a hole, each whole.
+    std::optional<Store::BusRead> fromHeard(int64_t afterId, const std::string& self) const;
 
     PgStore& store_;
     std::string uri_;
@@ -44,6 +63,14 @@ class PgFeed : public BusFeed {
     // reuses the number the loop watched.
     pg_conn* lost_ = nullptr;
     std::chrono::steady_clock::time_point nextListen_{};
+    std::chrono::steady_clock::duration listenRetry_{};
+    // Heard since the last read, in the order of their ids (PostgreSQL delivers notifications in
+    // the order their transactions commit, and the bus lock makes that the order of the ids).
+    std::deque<HeardEvent> heard_;
+    // Set when what was heard may not be all there is: at the start, after listening again, and
+    // after a payload that is not ours.
+    bool tableDue_ = true;
+    std::chrono::steady_clock::time_point nextTableRead_{};
 };
 
 }  // namespace nq::server

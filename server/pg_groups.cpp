@@ -292,4 +292,9 @@ std::optional<std::string> PgStore::onlineElsewhere(const Bytes& account, const 
     return r.text(0, 0);
 }
 
+std::vector<Bytes> PgStore::onlineAt(const std::string& server) {
+    return run("SELECT account FROM online WHERE server = $1 AND number != 0 ORDER BY account", {server})
+        .firstColumn();
+}
+
 }  // namespace nq::server

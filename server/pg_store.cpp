@@ -465,12 +465,11 @@ int64_t PgStore::lastNoticeId() {
 
 void PgStore::publish(const BusEvent& e) {
     run("SELECT pg_advisory_xact_lock($1)", {kBusLock});
-    run("INSERT INTO bus (origin, kind, account, code, target, created_at, body) "
-        "VALUES ($1, $2, $3, $4, $5, $6, $7)",
+    // Delivered at the commit, so a listener never hears of an event before its row is there.
+    run("WITH e AS (INSERT INTO bus (origin, kind, account, code, target, created_at, body) "
+        "VALUES ($1, $2, $3, $4, $5, $6, $7) RETURNING id) SELECT pg_notify($8, e.id || $9) FROM e",
         {e.origin, static_cast<int>(e.kind), gbkArg(e.account), e.code, e.target,
-         static_cast<int64_t>(std::time(nullptr)), blobArg(e.body)});
-    // Delivered at the commit, so a listener never reads the table before the row is there.
-    run("SELECT pg_notify($1, $2)", {std::string(kBusChannel), e.origin});
+         static_cast<int64_t>(std::time(nullptr)), blobArg(e.body), std::string(kBusChannel), busPayload(e)});
 }
 
 std::unique_ptr<BusFeed> PgStore::busFeed() {

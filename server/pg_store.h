@@ -94,6 +94,7 @@ class PgStore : public Store {
     void setOffline(const Bytes& account, const std::string& server, uint32_t number) override;
     std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                int64_t freshSeconds) override;
+    std::vector<Bytes> onlineAt(const std::string& server) override;
     void markStopped(const std::string& server, int64_t now) override;
     std::vector<KeptSession> heldSessions(const std::string& server, int64_t now,
                                           int64_t maxAgeSeconds) override;

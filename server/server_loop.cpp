@@ -181,6 +181,7 @@ class Loop {
                 chat_->onTimer(Clock::now());
                 take(chat_->output(), chatQueue_);
             }
+            if (dispatcher_) dispatcher_->onTimer(Clock::now());
             flush();
         }
         NQ_LOG(log_, Info, "stopping");

@@ -178,6 +178,14 @@ std::optional<std::string> SqliteStore::onlineElsewhere(const Bytes& account, co
     return server;
 }
 
+std::vector<Bytes> SqliteStore::onlineAt(const std::string& server) {
+    auto& s = prepare("SELECT account FROM online WHERE server = ? AND number != 0 ORDER BY account");
+    s.text(1, server);
+    std::vector<Bytes> out;
+    while (s.step()) out.push_back(s.columnGbk(0));
+    return out;
+}
+
 void SqliteStore::publish(const BusEvent& e) {
     prepare(
         "INSERT INTO bus (origin, kind, account, code, target, created_at, body) "

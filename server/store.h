@@ -147,13 +147,15 @@ struct KeptSession {
 
 // What one chat server tells the others that share its store.
 enum class BusKind {
-    Presence = 1,   // account came online (code 1) or went offline (code 2)
-    Kick = 2,       // account logged in at origin: its session elsewhere ends
-    Waiting = 3,    // messages for account wait in the store; target holds his session
-    GroupLine = 4,  // account said body, a (2,2) body, to his group's members online there
-    RoomEnter = 5,  // account came into the public room
-    RoomLeave = 6,  // account left it
-    RoomLine = 7,   // account said body, a (2,7) code 3 body, in the room
+    Presence = 1,     // account came online (code 1) or went offline (code 2)
+    Kick = 2,         // account logged in at origin: its session elsewhere ends
+    Waiting = 3,      // messages for account wait in the store; target holds his session
+    GroupLine = 4,    // account said body, a (2,2) body, to his group's members online there
+    RoomEnter = 5,    // account came into the public room
+    RoomLeave = 6,    // account left it
+    RoomLine = 7,     // account said body, a (2,7) code 3 body, in the room
+    Membership = 8,   // account joined (code 1) or left (code 2) a group; body: the frame's body
+    JoinTraffic = 9,  // a join request or answer waits for account; target holds his session
 };
 
 struct BusEvent {
@@ -281,6 +283,8 @@ class Store {
     virtual void setOffline(const Bytes& account, const std::string& server, uint32_t number) = 0;
     virtual std::optional<std::string> onlineElsewhere(const Bytes& account, const std::string& self,
                                                        int64_t freshSeconds) = 0;
+    // The accounts whose sessions server holds, or held when it stopped or died.
+    virtual std::vector<Bytes> onlineAt(const std::string& server) = 0;
     // A graceful stop notes its time (Unix seconds); a crash leaves its last load report.
     virtual void markStopped(const std::string& server, int64_t now) = 0;
     // The sessions the server held when it last stopped or crashed, if that was at most

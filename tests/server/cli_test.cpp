@@ -148,7 +148,7 @@ TEST_F(AdminCommand, MalformedOrContradictoryLinesAreRefused) {
     for (const std::string& line : std::initializer_list<std::string>{
              "--chat-port -1", "--nick x", "--pace-tick 5x", "--chat-server host:0", "--public-host ''",
              "--update-target " + longText, "--trace=1", "serve now", "user list extra", "user add a b --box",
-             "friend a --nick b", "demo now", "notice --box --toast x"})
+             "friend a --nick b", "demo now", "servers all", "notice --box --toast x"})
         EXPECT_NE(refusal(line), "accepted") << line;
     EXPECT_EQ(store_.accounts().size(), 5u);  // nothing refused was half done
     EXPECT_EQ(store_.groups().size(), 1u);

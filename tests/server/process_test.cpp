@@ -97,9 +97,21 @@ TEST(Nqserver, SeveralProcessesOnOneDatabaseActAsOne) {
     // alice logs in on B: her session on A is expelled, and bob hears nothing of it.
     ASSERT_EQ(again.login(chatB.chat(), "alice").header.code, code::kLoginAccepted);
     EXPECT_EQ(alice.waitFor(kind::kLogin).header.code, code::kLoggedInElsewhere);
+    again.send(kind::kAfterRosters);
     bob.expectSilence(300ms, kind::kPresence);
     // A's goodbye to her session left her online record on B alone: dave, coming to A, sees her.
     EXPECT_EQ(dave.enter(chatA.chat(), "dave").fields, (std::vector<Bytes>{"alice", "w2"}));
+    // dave's join request reaches her on B, her consent him on A, his coming and going bob on B.
+    const Bytes group = g("周末棋友会");
+    dave.send(kind::kJoinRequest, {"alice", group, g("让我进")});
+    EXPECT_EQ(again.waitFor(kind::kJoinRequest).fields,
+              (std::vector<Bytes>{"dave", "alice", group, g("让我进")}));
+    again.send(kind::kJoinAnswer, {"dave", group, " "}, code::kAgree);
+    EXPECT_EQ(dave.waitFor(kind::kJoinAnswer).header.code, code::kAgree);
+    dave.send(kind::kJoinGroup, {group});
+    EXPECT_EQ(bob.waitFor(kind::kJoinGroup).fields.at(0), "dave");
+    dave.send(kind::kLeaveGroup, {group});
+    EXPECT_EQ(bob.waitFor(kind::kLeaveGroup).fields.at(0), "dave");
     // Her logout on B reaches her friends on A.
     again.send(kind::kLogout);
     Received heard;

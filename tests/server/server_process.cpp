@@ -127,15 +127,21 @@ void ServerProcess::crash(const std::function<void()>& meanwhile) {
     if (launch_ != Launch::Held || at == std::string::npos)
         throw std::runtime_error("no server under nqhold");
     const pid_t server = std::stoi(log.substr(at + 20));
-    kill(server, SIGKILL);
-    while (kill(server, 0) == 0) std::this_thread::sleep_for(1ms);  // until nqhold has reaped it
+    ::kill(server, SIGKILL);
+    while (::kill(server, 0) == 0) std::this_thread::sleep_for(1ms);  // until nqhold has reaped it
     meanwhile();
     awaitReady(log.size());
 }
 
+void ServerProcess::kill() {
+    ::kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+}
+
 void ServerProcess::stop() {
     if (pid_ <= 0) return;
-    kill(pid_, SIGTERM);
+    ::kill(pid_, SIGTERM);
     waitpid(pid_, nullptr, 0);
     pid_ = -1;
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "server/endpoint.h"
+#include "support/gbk_text.h"
 #include "support/loopback.h"
 #include "support/temp_dir.h"
 #include "wire/frame_kinds.h"
@@ -20,10 +21,6 @@
 namespace nq::test {
 
 using namespace std::chrono_literals;
-
-inline Bytes g(std::string_view utf8) {
-    return gbk::fromUtf8(utf8);
-}
 
 struct RunResult {
     int status = -1;
@@ -51,7 +48,10 @@ class ServerProcess {
     void restart(const std::function<void()>& meanwhile);
     // Held: SIGKILL to the server; meanwhile runs once it has gone, before nqhold starts it again.
     void crash(const std::function<void()>& meanwhile);
+    // SIGKILL and no restart, as when its machine goes down: nothing is written back.
+    void kill();
     RunResult admin(std::vector<std::string> args) const;  // nqserver --db <its db> args...
+    std::string log() const { return readFile(logPath_); }
     server::Endpoint dispatcher() const { return {ip_, 4000}; }
     server::Endpoint chat() const { return {ip_, chatPort_}; }
     const std::string& db() const { return db_; }

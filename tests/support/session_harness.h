@@ -16,6 +16,7 @@
 #include "session/session_view.h"
 #include "session/transport.h"
 #include "store/ini_file.h"
+#include "support/gbk_text.h"
 #include "support/recording_services.h"
 #include "support/temp_dir.h"
 #include "wire/fields.h"
@@ -28,10 +29,6 @@ inline void PrintTo(FrameKind k, std::ostream* os) {
 }  // namespace nq
 
 namespace nq::test {
-
-inline Bytes g(std::string_view utf8) {
-    return gbk::fromUtf8(utf8);
-}
 
 // What the session sends is kept for the test to read; what the test delivers reaches the
 // session at once; the timer only records whether it is on.
