@@ -1,6 +1,7 @@
 #include "server/chat_bus.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace nq::server {
 namespace {
@@ -44,6 +45,7 @@ bool ChatBus::othersRunning(Time now) {
             const bool fresh = wall - seen.heartbeat <= kFreshSeconds;
             // Those fresh at the first look were running before this server: nothing changed.
             if (fresh != seen.fresh && looked_) changes_.push_back({server, fresh});
+            if (!fresh) std::erase_if(viewed_, [&](const auto& kv) { return kv.second == server; });
             seen.fresh = fresh;
             othersRunning_ |= fresh;
         }
@@ -74,7 +76,56 @@ void ChatBus::noteOthers(const std::vector<ServerLoad>& loads, int64_t wall) {
 
 std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {
     if (!othersRunning(now)) return std::nullopt;
-    return store_.onlineElsewhere(account, serverId_, kFreshSeconds);
+    auto server = store_.onlineElsewhere(account, serverId_, kFreshSeconds);
+    if (server)
+        viewAt(account, *server);
+    else
+        viewed_.erase(account);
+    return server;
+}
+
+std::optional<std::string> ChatBus::viewedElsewhere(const Bytes& account, Time now) {
+    if (!othersRunning(now)) return std::nullopt;
+    auto it = viewed_.find(account);
+    if (it == viewed_.end()) return std::nullopt;
+    return it->second;
+}
+
+void ChatBus::viewAt(const Bytes& account, const std::string& server) {
+    if (viewed_.size() >= kViewedMax) viewed_.clear();
+    viewed_[account] = server;
+}
+
+void ChatBus::view(const BusEvent& e) {
+    if (e.kind == BusKind::Kick || (e.kind == BusKind::Presence && e.code == code::kOnline)) {
+        viewAt(e.account, e.origin);
+    } else if (e.kind == BusKind::Presence) {
+        // Only the server that held him tells that he went: an older session's end elsewhere
+        // says nothing of the newer one.
+        if (auto it = viewed_.find(e.account); it != viewed_.end() && it->second == e.origin) viewed_.erase(it);
+    }
+}
+
+void ChatBus::relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub) {
+    writes_.add("store a message for another chat server",
+                [account, server, body, sub, id = serverId_, feed = feed_.get()](Store& s) {
+                    const int64_t row = s.storeMessage(account, body, sub);
+                    feed->publish(s, {0, id, BusKind::Message, account, sub, server, messageEventBody(row, body)});
+                });
+}
+
+Bytes messageEventBody(int64_t row, const Bytes& frameBody) {
+    return std::to_string(row) + ' ' + frameBody;
+}
+
+std::optional<MessageEvent> parseMessageEvent(const Bytes& body) {
+    const size_t space = body.find(' ');
+    if (space == Bytes::npos) return std::nullopt;
+    MessageEvent m;
+    auto [end, ec] = std::from_chars(body.data(), body.data() + space, m.row);
+    if (ec != std::errc() || end != body.data() + space || m.row <= 0) return std::nullopt;
+    m.frameBody = body.substr(space + 1);
+    return m;
 }
 
 std::vector<Bytes> ChatBus::roomMembersElsewhere(Time now, int limit) {
@@ -105,6 +156,7 @@ std::vector<BusEvent> ChatBus::poll(Time now) {
         throw;
     }
     lastEventId_ = read.lastId;
+    for (const BusEvent& e : read.events) view(e);
     return std::move(read.events);
 }
 

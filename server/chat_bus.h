@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -42,8 +43,16 @@ class ChatBus {
     void lookAgainForOthers() {
         if (!othersRunning_) othersCheckedAt_ = Time{};
     }
-    // The server that holds a session of account, when it is another one.
+    // The server that holds a session of account, when it is another one, as the store says now;
+    // what it says joins the view below.
     std::optional<std::string> elsewhere(const Bytes& account, Time now);
+    // The same from memory: the view of who is online on which other server, kept by their
+    // presence events and expulsions and by what elsewhere read. It may be stale either way; a
+    // message sent by it is stored all the same, so a wrong guess delays it, never loses it.
+    std::optional<std::string> viewedElsewhere(const Bytes& account, Time now);
+    // A one-to-one message for account, whose session server holds: stored as waiting and told
+    // to that server with its body, in one write.
+    void relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub);
     // Those in the public room at the other servers, limit at most; none while no other runs.
     std::vector<Bytes> roomMembersElsewhere(Time now, int limit);
     // The newest event of any server, 0 while no other runs.
@@ -66,6 +75,8 @@ class ChatBus {
   private:
     // Logs which other chat servers run, once each time that changes.
     void noteOthers(const std::vector<ServerLoad>& loads, int64_t wall);
+    void view(const BusEvent& e);
+    void viewAt(const Bytes& account, const std::string& server);
 
     Store& store_;
     std::unique_ptr<BusFeed> feed_;
@@ -90,6 +101,18 @@ class ChatBus {
     std::map<std::string, Seen> seen_;
     bool looked_ = false;
     std::vector<ServerChange> changes_;
+    // Account -> the other server holding it. Bounded: past the cap it starts again empty, and
+    // misses are read from the store.
+    std::unordered_map<Bytes, std::string> viewed_;
+    static constexpr size_t kViewedMax = 1 << 18;
 };
+
+// The body of a Message event: the waiting row's id in decimal, a space, the frame's body.
+Bytes messageEventBody(int64_t row, const Bytes& frameBody);
+struct MessageEvent {
+    int64_t row = 0;
+    Bytes frameBody;
+};
+std::optional<MessageEvent> parseMessageEvent(const Bytes& body);
 
 }  // namespace nq::server

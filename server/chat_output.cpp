@@ -34,7 +34,7 @@ bool ChatService::send(const Endpoint& to, FrameKind kind, uint16_t code, uint32
     p.seq = p.seq >= kSeqWrap - 1 ? 1 : p.seq + 1;  // 1..5999: the client's numbering follows ours
     OutFrame frame;
     frame.flags = flags;
-    if (storedId) frame.row = std::make_shared<StoredRow>(StoredRow{storedId, true});
+    if (storedId) frame.row = std::make_shared<StoredRow>(StoredRow{storedId, true, true});
     encodeFrame({p.seq, kind.type, kind.sub, session, code}, body, frame.bytes);
     p.pacer.push(std::move(frame));
     releasePeer(to, p);
@@ -61,12 +61,16 @@ void ChatService::releasePeer(const Endpoint& ep, Peer& peer) {
         if (log_.tracing()) log_.trace(describeDatagram("out", "chat " + ep.toString(), f.bytes));
         if (f.row) {
             f.row->held = false;
-            writes_.add(
-                "delete a delivered message",
-                [row = f.row](Store& st) {
-                    if (row->id) st.deleteMessages(std::span<const int64_t>(&row->id, 1));
-                },
-                [this, row = f.row](bool) { rowsInMemory_.erase(row->id); });
+            if (f.row->committed)
+                deleteRow(f.row->id);
+            else
+                // Its row is still being written (keepInStore): deleted once it is.
+                writes_.add(
+                    "delete a delivered message",
+                    [row = f.row](Store& st) {
+                        if (row->id) st.deleteMessages(std::span<const int64_t>(&row->id, 1));
+                    },
+                    [this, row = f.row](bool) { rowsInMemory_.erase(row->id); });
         }
         output_.push_back({ep, std::move(f.bytes)});
     }

@@ -26,6 +26,8 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
     if (auto it = byAccount_.find(Bytes(*peerName)); it != byAccount_.end()) {
         receiver = &sessions_.at(it->second);
         receiverName = receiver->account;
+    } else if (knownAccounts_.count(Bytes(*peerName))) {
+        receiverName = Bytes(*peerName);
     } else {
         // The client names the peer by account, or by nick when its cache lacks the account.
         auto account = resolve(*peerName);
@@ -35,10 +37,23 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
             return;
         }
         receiverName = account->name;
+        // Accounts are never removed nor renamed: a name once found stays an account.
+        if (receiverName == *peerName) {
+            if (knownAccounts_.size() >= kKnownAccountsMax) knownAccounts_.clear();
+            knownAccounts_.insert(receiverName);
+        }
         if (auto it = byAccount_.find(receiverName); it != byAccount_.end())
             receiver = &sessions_.at(it->second);
     }
     if (receiverName == s.account) return;  // the client drops its own messages anyway
+
+    const Bytes body = chatBody(s.account, receiverName, *text);
+    const FrameKind kind{h.type, h.sub};
+    // Online on another server, as far as this one knows: no read of the store at all. That
+    // server checks the blacklist, which it holds in memory.
+    if (!receiver)
+        if (auto server = bus_.viewedElsewhere(receiverName, now_))
+            return bus_.relay(receiverName, *server, body, kind.sub);
 
     const bool refused =
         receiver ? receiver->blacklist.count(s.account) > 0 : store_.isBlacklisted(receiverName, s.account);
@@ -47,8 +62,6 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
                printable(receiverName).c_str());
         return;
     }
-    const Bytes body = chatBody(s.account, receiverName, *text);
-    const FrameKind kind{h.type, h.sub};
     if (receiver && receiver->ready && !receiver->moreWaiting) {
         ClientPacer& pacer = peerAt(receiver->endpoint).pacer;
         if (pacer.heldCount() < kLiveHeldMax && sendTo(*receiver, kind, code::kNone, body, kChatMessage)) {
@@ -56,36 +69,39 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
             return;
         }
     }
-    // Away, or older messages are still on their way to him: this one queues behind them.
-    if (!mayWait(s, receiverName)) return;
+    // Away, or older messages are still on their way to him: this one queues behind them. One
+    // not in the view may be online elsewhere all the same (a server started since, a view
+    // emptied at its cap): the store is asked, past the sender's waiting limit, which bounds
+    // those reads.
+    if (!receiver) {
+        if (!waitingRates_.take(s.account, now_)) return refuseWaiting(s, receiverName, false);
+        if (auto server = bus_.elsewhere(receiverName, now_))
+            return bus_.relay(receiverName, *server, body, kind.sub);
+        if (waitingFull(receiverName)) return refuseWaiting(s, receiverName, true);
+    } else if (!waitingRates_.take(s.account, now_)) {
+        return refuseWaiting(s, receiverName, false);
+    } else if (waitingFull(receiverName)) {
+        return refuseWaiting(s, receiverName, true);
+    }
     writes_.add("store a waiting message", [receiverName, body, sub = kind.sub](Store& st) {
         st.storeMessage(receiverName, body, sub);
     });
     if (receiver && receiver->ready) receiver->moreWaiting = true;
-    if (!receiver) {
-        if (auto server = bus_.elsewhere(receiverName, now_))
-            bus_.tell(now_, BusKind::Waiting, receiverName, 0, *server);
-    }
+}
+
+bool ChatService::waitingFull(const Bytes& receiver) {
+    return store_.countWaiting(receiver, config_.waiting.perReceiver) >= config_.waiting.perReceiver;
 }
 
 // The protocol has no failure reply to a message. A sender whose messages are turned away gets a
 // toast, one a minute at most, so that a person learns why and a flood earns nothing but that.
-bool ChatService::mayWait(Session& sender, const Bytes& receiver) {
-    const char* why = nullptr;
-    const char* toast = nullptr;
-    if (!waitingRates_.take(sender.account, now_)) {
-        why = "sends more than the waiting messages allowed a minute";
-        toast = "离线消息发得太快，有的消息没有保存，对方收不到。";
-    } else if (store_.countWaiting(receiver, config_.waiting.perReceiver) >= config_.waiting.perReceiver) {
-        why = "the receiver has as many messages waiting as allowed";
-        toast = "对方的离线消息已满，这条消息没有保存，对方收不到。";
-    } else {
-        return true;
-    }
+void ChatService::refuseWaiting(Session& sender, const Bytes& receiver, bool full) {
+    const char* why = full ? "the receiver has as many messages waiting as allowed"
+                           : "sends more than the waiting messages allowed a minute";
     NQ_LOG_CAPPED(log_, Refused, now_, Info, "dropped a message from %s to %s: %s",
                   printable(sender.account).c_str(), printable(receiver).c_str(), why);
-    toastRefusal(sender, toast);
-    return false;
+    toastRefusal(sender, full ? "对方的离线消息已满，这条消息没有保存，对方收不到。"
+                              : "离线消息发得太快，有的消息没有保存，对方收不到。");
 }
 
 // A message pacing holds back is written to the store at once, and deleted once it leaves: a
@@ -101,6 +117,7 @@ void ChatService::keepInStore(OutFrame& held, const Bytes& receiver, const Bytes
                 row->id = 0;
             else if (row->held)
                 rowsInMemory_.insert(row->id);
+            row->committed = written;
         });
 }
 
@@ -148,6 +165,13 @@ void ChatService::queueWaiting(Session& s) {
             s.lastWaitingId = m.id;
             continue;
         }
+        // Stored without a look at his blacklist when he was online elsewhere, or before he
+        // listed the sender: the row goes unsent.
+        if (blacklisted(s, m.body)) {
+            deleteRow(m.id);
+            s.lastWaitingId = m.id;
+            continue;
+        }
         if (!sendTo(s, {family::kTalk, m.sub}, code::kNone, m.body, kChatMessage, m.id)) {
             s.moreWaiting = true;  // the rest stays in the store for the next refill
             break;
@@ -156,6 +180,57 @@ void ChatService::queueWaiting(Session& s) {
     }
     if (!slice.empty())
         NQ_LOG(log_, Debug, "queued %zu waiting messages for %s", slice.size(), printable(s.account).c_str());
+}
+
+bool ChatService::blacklisted(const Session& s, const Bytes& frameBody) const {
+    if (s.blacklist.empty()) return false;
+    FieldReader fields(frameBody);
+    const auto sender = fields.next();
+    return sender && s.blacklist.count(Bytes(*sender));
+}
+
+// Another chat server relayed a message with its body, its row committed: sent from here
+// without a read. A session not here, not ready or still fetching older ones finds the row in
+// the store in its turn.
+void ChatService::onMessageElsewhere(const BusEvent& e) {
+    auto local = byAccount_.find(e.account);
+    auto m = parseMessageEvent(e.body);
+    if (local == byAccount_.end() || !m) return;
+    Session& s = sessions_.at(local->second);
+    // A refill that already went past the row (ids are taken before the commits that order the
+    // events) would never come back for it.
+    const bool passed = m->row <= s.lastWaitingId;
+    if (!s.ready || (s.moreWaiting && !passed)) return;
+    if (blacklisted(s, m->frameBody)) {
+        NQ_LOG(log_, Debug, "dropped a message for %s: its sender is on his blacklist",
+               printable(s.account).c_str());
+        return deleteRow(m->row);
+    }
+    const uint16_t sub = e.code == kind::kMemberChat.sub ? kind::kMemberChat.sub : kind::kChat.sub;
+    if (peerAt(s.endpoint).pacer.heldCount() >= kLiveHeldMax ||
+        !sendTo(s, {family::kTalk, sub}, code::kNone, m->frameBody, kChatMessage, m->row)) {
+        s.moreWaiting = true;
+        return;
+    }
+    // Until its deletion commits, a refill passes over the row.
+    rowsInMemory_.insert(m->row);
+}
+
+// Rows of messages that left, deleted together in the next batch: one statement a turn.
+void ChatService::deleteRow(int64_t id) {
+    if (!rowsToDelete_ || rowsToDelete_->applied) {
+        rowsToDelete_ = std::make_shared<RowBatch>();
+        writes_.add(
+            "delete delivered messages",
+            [rows = rowsToDelete_](Store& st) {
+                rows->applied = true;
+                st.deleteMessages(rows->ids);
+            },
+            [this, rows = rowsToDelete_](bool) {
+                for (int64_t id : rows->ids) rowsInMemory_.erase(id);
+            });
+    }
+    rowsToDelete_->ids.push_back(id);
 }
 
 // Another chat server stored messages for an account whose session is here.

@@ -164,7 +164,7 @@ void ChatService::onDatagram(const Endpoint& from, std::string_view data, Time n
                           frame->header.sub, from.toString().c_str(), e.what());
         }
     }
-    writes_.flush(now_);
+    if (!batchCommits_) writes_.flush(now_);
 }
 
 void ChatService::handleFrame(const Endpoint& from, const Frame& f) {
@@ -397,6 +397,9 @@ void ChatService::onBusEvent(const BusEvent& e) {
             break;
         case BusKind::Membership:
             onMembershipElsewhere(e);
+            break;
+        case BusKind::Message:
+            if (e.target == config_.serverId) onMessageElsewhere(e);
             break;
         case BusKind::JoinTraffic:
             if (auto local = byAccount_.find(e.account);

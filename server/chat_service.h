@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -74,8 +75,14 @@ class ChatService {
   public:
     ChatService(Store& store, const ChatConfig& config, Logger& log, WallClock wall = systemWallSeconds);
 
-    // Every frame of the datagram, one behind the other by Len.
+    // Every frame of the datagram, one behind the other by Len. Its writes are committed before
+    // it returns, unless commits are batched: then by the next commit or onTimer.
     void onDatagram(const Endpoint& from, std::string_view data, Time now);
+    // From now on the caller commits the writes of the datagrams it passed, by commit, after as
+    // many as its socket held at once: one transaction for them all. Whatever waits for a write
+    // (a login's answer) waits for that commit.
+    void batchCommits() { batchCommits_ = true; }
+    void commit(Time now) { writes_.flush(now); }
     // Time-outs, held frames, notices and the load report; call at least by nextWake.
     void onTimer(Time now);
     Time nextWake(Time now);
@@ -190,7 +197,11 @@ class ChatService {
     void keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body, uint16_t sub);
     void queueWaiting(Session& s);
     void onWaitingElsewhere(const Bytes& account);
-    bool mayWait(Session& sender, const Bytes& receiver);
+    bool waitingFull(const Bytes& receiver);
+    void refuseWaiting(Session& sender, const Bytes& receiver, bool full);
+    void onMessageElsewhere(const BusEvent& e);
+    [[nodiscard]] bool blacklisted(const Session& s, const Bytes& frameBody) const;
+    void deleteRow(int64_t id);
     void dropOldWaiting();
 
     // chat_contacts.cpp
@@ -291,6 +302,7 @@ class ChatService {
     RateBuckets<Bytes> roomRates_;      // room lines, by sending account
     RateBuckets<Bytes> limitNotices_;   // one notice a minute to a sender whose messages are turned away
     bool refusedInDatagram_ = false;
+    bool batchCommits_ = false;
     uint16_t refusalSeq_ = 0;
     Time now_{};
 
@@ -308,6 +320,16 @@ class ChatService {
     // Rows of waiting messages that are on their way from memory, written for messages pacing
     // held back: a refill from the store passes over them.
     std::unordered_set<int64_t> rowsInMemory_;
+    // Rows of messages sent, to be deleted in one statement; a new batch once this one was written.
+    struct RowBatch {
+        std::vector<int64_t> ids;
+        bool applied = false;
+    };
+    std::shared_ptr<RowBatch> rowsToDelete_;
+    // Account names a message was sent to, so that the next one needs no read; never stale, as
+    // accounts are neither removed nor renamed.
+    std::unordered_set<Bytes> knownAccounts_;
+    static constexpr size_t kKnownAccountsMax = 1 << 17;
     // Clients whose login waits for its row in the store; a repeat of it is not a second login.
     std::unordered_set<Endpoint, EndpointHash> loggingIn_;
     // The stamps of sessions that ended, by their client's address: the client keeps its last

@@ -66,6 +66,7 @@ enum FrameFlag : uint8_t {
 struct StoredRow {
     int64_t id = 0;    // 0 until written
     bool held = true;  // still in the pacer: a refill of waiting messages skips the row
+    bool committed = false;  // id names a row in the database, not one a batch may still undo
 };
 
 struct OutFrame {

@@ -89,7 +89,7 @@ std::optional<HeardEvent> parseBusPayload(std::string_view payload) {
     const bool whole = f[6] != "-";
     auto body = whole ? fromHex(f[6]) : std::string();
     if (!payload.empty() || !id || *id <= 0 || !kind || *kind < 1 ||
-        *kind > static_cast<int>(BusKind::RoomLine) || !code || !origin || !account || !target || !body)
+        *kind > kBusKindMax || !code || !origin || !account || !target || !body)
         return std::nullopt;
     return HeardEvent{{*id, std::move(*origin), static_cast<BusKind>(*kind), std::move(*account), *code,
                        std::move(*target), std::move(*body)},

@@ -152,6 +152,8 @@ class PgStore : public Store {
     pg_conn* conn_ = nullptr;
     std::unordered_map<std::string, std::string> prepared_;  // SQL text -> statement name
     bool inTransaction_ = false;
+    // The bus lock is held by the transaction on its way: a second event in it need not ask.
+    bool busLocked_ = false;
     int patienceMs_ = 2000;
     std::chrono::steady_clock::duration backoff_{};
     std::chrono::steady_clock::time_point nextConnect_{};

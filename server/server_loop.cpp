@@ -82,6 +82,7 @@ class Loop {
             chatConfig_.serverId =
                 (ownHost_.empty() ? o.address : ownHost_) + ":" + std::to_string(o.chatPort);
             chat_ = std::make_unique<ChatService>(store_, chatConfig_, log_);
+            chat_->batchCommits();
         }
         if (o.role != Role::Chat) {
             DispatcherConfig d;
@@ -252,6 +253,9 @@ class Loop {
                     }
                     chat_->onDatagram(from, data, now);
                 });
+            // One commit for what one system call brought, up to kBatch datagrams: at thousands of
+            // messages a second, a commit each would cost more than the messages.
+            chat_->commit(Clock::now());
             take(chat_->output(), chatQueue_);
             flush();
             if (n < UdpSocket::kBatch) break;

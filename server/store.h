@@ -156,7 +156,12 @@ enum class BusKind {
     RoomLine = 7,     // account said body, a (2,7) code 3 body, in the room
     Membership = 8,   // account joined (code 1) or left (code 2) a group; body: the frame's body
     JoinTraffic = 9,  // a join request or answer waits for account; target holds his session
+    // A one-to-one message for account, whose session target holds: code is its sub of family 2,
+    // body its waiting row's id and the frame's body (messageEventBody). The row is written in the
+    // same transaction, so the message outlives target; target deletes it once sent.
+    Message = 10,
 };
+inline constexpr int kBusKindMax = static_cast<int>(BusKind::Message);
 
 struct BusEvent {
     int64_t id = 0;

@@ -1,7 +1,8 @@
 #pragma once
-// The chat server's writes, kept in order and committed together after each datagram and each
-// timer: one transaction per loop turn instead of one per write, and a database that another
-// process has locked costs the loop nothing. It never waits for the lock: what the lock holds
+// The chat server's writes, kept in order and committed together after each batch of datagrams
+// the socket held (each datagram, when the service is driven by hand) and each timer: one
+// transaction per loop turn instead of one per write, and a database that another process has
+// locked costs the loop nothing. It never waits for the lock: what the lock holds
 // back is written, in the same order, once it is gone.
 
 #include <cstddef>
