@@ -211,7 +211,14 @@ std::vector<std::string> PgStore::writeBatch(size_t count, const std::function<v
     // A row another server holds is waited for as long as the loop allows, or without end at a stop.
     auto patience = [&] {
         busLocked_ = false;
+        heldEvents_.clear();
+        holdEvents_ = true;
+        waitingForLock_ = waitForLock;
         if (waitForLock) control("SET LOCAL lock_timeout = 0");
+    };
+    auto done = [&] {
+        holdEvents_ = busLocked_ = false;
+        heldEvents_.clear();
     };
     // First all of them without a savepoint each, which would cost two round trips a write: a
     // write that fails takes the batch with it, and the batch is made again write by write below.
@@ -220,34 +227,108 @@ std::vector<std::string> PgStore::writeBatch(size_t count, const std::function<v
             transaction([&] {
                 patience();
                 for (size_t i = 0; i < count; ++i) write(i);
+                publishHeld();
             });
-            busLocked_ = false;
+            done();
             return failed;
         } catch (const StoreBusy&) {
-            busLocked_ = false;
+            done();
             throw;
         } catch (const StoreError&) {
-            busLocked_ = false;
+            done();
         }
     }
-    transaction([&] {
-        patience();
-        for (size_t i = 0; i < count; ++i) {
-            control("SAVEPOINT write");
-            try {
-                write(i);
-                control("RELEASE write");
-            } catch (const StoreBusy&) {
-                throw;
-            } catch (const StoreError& e) {
-                control("ROLLBACK TO write; RELEASE write");
-                busLocked_ = false;  // it may have gone with the savepoint
-                failed[i] = e.what();
+    try {
+        transaction([&] {
+            patience();
+            for (size_t i = 0; i < count; ++i) {
+                control("SAVEPOINT write");
+                const size_t events = heldEvents_.size();
+                try {
+                    write(i);
+                    control("RELEASE write");
+                } catch (const StoreBusy&) {
+                    throw;
+                } catch (const StoreError& e) {
+                    control("ROLLBACK TO write; RELEASE write");
+                    heldEvents_.resize(events);
+                    failed[i] = e.what();
+                }
             }
-        }
-    });
-    busLocked_ = false;
+            publishHeld();
+        });
+    } catch (...) {
+        done();
+        throw;
+    }
+    done();
     return failed;
+}
+
+namespace {
+
+// A PostgreSQL array literal of texts, each element quoted.
+std::string arrayOf(const std::vector<std::string>& items) {
+    std::string out = "{";
+    for (const std::string& item : items) {
+        out += '"';
+        for (char c : item) {
+            if (c == '"' || c == '\\') out += '\\';
+            out += c;
+        }
+        out += "\",";
+    }
+    if (out.size() > 1) out.pop_back();
+    return out + "}";
+}
+
+std::string hexOf(const Bytes& bytes) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string out;
+    out.reserve(bytes.size() * 2);
+    for (unsigned char c : bytes) {
+        out += kHex[c >> 4];
+        out += kHex[c & 15];
+    }
+    return out;
+}
+
+}  // namespace
+
+void PgStore::publishHeld() {
+    holdEvents_ = false;
+    if (heldEvents_.empty()) return;
+    std::vector<std::string> origins, kinds, accounts, codes, targets, bodies, payloads;
+    const std::string at = std::to_string(static_cast<int64_t>(std::time(nullptr)));
+    for (const BusEvent& e : heldEvents_) {
+        origins.push_back(e.origin);
+        kinds.push_back(std::to_string(static_cast<int>(e.kind)));
+        accounts.push_back(gbk::toUtf8(e.account));
+        codes.push_back(std::to_string(e.code));
+        targets.push_back(e.target);
+        bodies.push_back(hexOf(e.body));
+        payloads.push_back(busPayload(e));
+    }
+    const std::vector<std::string> times(heldEvents_.size(), at);
+    heldEvents_.clear();
+    // Every server's events pass through this lock one transaction at a time, until its commit:
+    // waiting for it a while costs less than giving the batch up and making it again later. Only
+    // the commit comes after this, so the setting holds for nothing else.
+    if (!waitingForLock_) control("SET LOCAL lock_timeout = 200");
+    // One statement from the lock to the notifications, so that the lock is held for this round
+    // trip and the commit's. The ids are taken under it, so that they commit in their order; the
+    // notifications go at the commit, in the order sent, so a listener never hears of an event
+    // before its row is there.
+    run("WITH l AS MATERIALIZED (SELECT pg_advisory_xact_lock($1)), "
+        "u AS MATERIALIZED (SELECT nextval('bus_id_seq') AS i, o, k, a, c, t, w, b, p FROM l, "
+        "unnest($2::text[], $3::int[], $4::text[], $5::int[], $6::text[], $7::bigint[], $8::text[], "
+        "$9::text[]) AS v(o, k, a, c, t, w, b, p)), "
+        "e AS (INSERT INTO bus (id, origin, kind, account, code, target, created_at, body) "
+        "SELECT i, o, k, a, c, t, w, decode(b, 'hex') FROM u) "
+        "SELECT pg_notify($10, i || p) FROM u ORDER BY i",
+        {kBusLock, arrayOf(origins), arrayOf(kinds), arrayOf(accounts), arrayOf(codes), arrayOf(targets),
+         arrayOf(times), arrayOf(bodies), arrayOf(payloads), std::string(kBusChannel)});
+    busLocked_ = true;
 }
 
 std::optional<Account> PgStore::accountWhere(const char* sql, const Bytes& key) {
@@ -489,6 +570,7 @@ int64_t PgStore::lastNoticeId() {
 }
 
 void PgStore::publish(const BusEvent& e) {
+    if (holdEvents_) return heldEvents_.push_back(e);
     if (!busLocked_) {
         run("SELECT pg_advisory_xact_lock($1)", {kBusLock});
         busLocked_ = inTransaction_;

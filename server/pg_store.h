@@ -154,6 +154,13 @@ class PgStore : public Store {
     bool inTransaction_ = false;
     // The bus lock is held by the transaction on its way: a second event in it need not ask.
     bool busLocked_ = false;
+    // Inside writeBatch events wait here and go in one statement just before the commit, so that
+    // the bus lock, which orders the commits of every server's events, is held for two round
+    // trips and the commit instead of from the first event to the end of the batch.
+    bool holdEvents_ = false;
+    bool waitingForLock_ = false;
+    std::vector<BusEvent> heldEvents_;
+    void publishHeld();
     int patienceMs_ = 2000;
     std::chrono::steady_clock::duration backoff_{};
     std::chrono::steady_clock::time_point nextConnect_{};

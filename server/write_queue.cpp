@@ -12,10 +12,17 @@ bool WriteQueue::add(const char* what, Apply apply, Done done) {
 }
 
 void WriteQueue::flush(Time now) {
-    if (!queue_.empty() && now >= retryAt_) run(now, false);
+    if (queue_.empty() || now < retryAt_) return;
+    if (hold_ > Duration{} && queue_.size() < enough_) {
+        if (gatherFrom_ == Time{}) gatherFrom_ = now;
+        if (now < gatherFrom_ + hold_) return;
+    }
+    gatherFrom_ = Time{};
+    run(now, false);
 }
 
 void WriteQueue::flushWaiting(Time now) {
+    gatherFrom_ = Time{};
     if (!queue_.empty()) run(now, true);
 }
 

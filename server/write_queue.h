@@ -5,6 +5,7 @@
 // locked costs the loop nothing. It never waits for the lock: what the lock holds
 // back is written, in the same order, once it is gone.
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -34,6 +35,12 @@ class WriteQueue {
     // queue refuses the write at once: false, and done is not called.
     bool add(const char* what, Apply apply, Done done = {});
 
+    // Lets writes gather for up to `hold` after the first flush that found them, unless `enough`
+    // wait: fewer, larger transactions when many servers take turns at one lock. 0: none.
+    void gather(Duration hold, size_t enough) {
+        hold_ = hold;
+        enough_ = enough;
+    }
     // Commits what is queued unless a try is not yet due. A write that fails for a reason other
     // than the lock (a full disk) is reported once and dropped; the others are written.
     void flush(Time now);
@@ -42,7 +49,11 @@ class WriteQueue {
 
     size_t size() const { return queue_.size(); }
     // When flush has work to do: never while the queue is empty.
-    Time nextTry(Time now) const { return queue_.empty() ? Time::max() : std::max(now, retryAt_); }
+    Time nextTry(Time now) const {
+        if (queue_.empty()) return Time::max();
+        const Time gathered = gatherFrom_ == Time{} ? now : gatherFrom_ + hold_;
+        return std::max({now, retryAt_, gathered});
+    }
 
   private:
     struct Write {
@@ -57,6 +68,9 @@ class WriteQueue {
     size_t maxQueued_;
     std::deque<Write> queue_;
     Time retryAt_{};
+    Duration hold_{};
+    size_t enough_ = 0;
+    Time gatherFrom_{};  // the first flush that found writes and held them
 };
 
 }  // namespace nq::server
