@@ -23,6 +23,12 @@ ChatBus::ChatBus(Store& store, WriteQueue& writes, std::string serverId, WallClo
     lastEventId_ = feed_->start();
 }
 
+std::vector<int64_t> Store::storeMessages(std::span<const NewMessage> messages) {
+    std::vector<int64_t> ids;
+    for (const NewMessage& m : messages) ids.push_back(storeMessage(m.receiver, m.body, m.sub));
+    return ids;
+}
+
 std::unique_ptr<BusFeed> Store::busFeed() {
     return std::make_unique<TableFeed>(*this);
 }
@@ -107,11 +113,23 @@ void ChatBus::view(const BusEvent& e) {
 }
 
 void ChatBus::relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub) {
-    writes_.add("store a message for another chat server",
-                [account, server, body, sub, id = serverId_, feed = feed_.get()](Store& s) {
-                    const int64_t row = s.storeMessage(account, body, sub);
-                    feed->publish(s, {0, id, BusKind::Message, account, sub, server, messageEventBody(row, body)});
-                });
+    // The messages of a turn go in one write: their rows in one statement, their events in the
+    // next, whatever other writes come between them in the queue.
+    if (!relays_ || relays_->applied) {
+        relays_ = std::make_shared<Relays>();
+        writes_.add("store messages for other chat servers",
+                    [relays = relays_, id = serverId_, feed = feed_.get()](Store& s) {
+                        relays->applied = true;
+                        const std::vector<int64_t> rows = s.storeMessages(relays->messages);
+                        for (size_t i = 0; i < rows.size(); ++i) {
+                            const Store::NewMessage& m = relays->messages[i];
+                            feed->publish(s, {0, id, BusKind::Message, m.receiver, m.sub, relays->servers[i],
+                                              messageEventBody(rows[i], m.body)});
+                        }
+                    });
+    }
+    relays_->messages.push_back({account, body, sub});
+    relays_->servers.push_back(server);
 }
 
 Bytes messageEventBody(int64_t row, const Bytes& frameBody) {

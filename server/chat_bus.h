@@ -105,6 +105,12 @@ class ChatBus {
     // misses are read from the store.
     std::unordered_map<Bytes, std::string> viewed_;
     static constexpr size_t kViewedMax = 1 << 18;
+    struct Relays {
+        std::vector<Store::NewMessage> messages;
+        std::vector<std::string> servers;
+        bool applied = false;  // a relay after this goes in a write of its own
+    };
+    std::shared_ptr<Relays> relays_;
 };
 
 // The body of a Message event: the waiting row's id in decimal, a space, the frame's body.

@@ -40,6 +40,33 @@ std::string shown(const std::string& uri) {
     return uri.substr(0, colon + 1) + "***" + uri.substr(at);
 }
 
+// A PostgreSQL array literal of texts, each element quoted.
+std::string arrayOf(const std::vector<std::string>& items) {
+    std::string out = "{";
+    for (const std::string& item : items) {
+        out += '"';
+        for (char c : item) {
+            if (c == '"' || c == '\\') out += '\\';
+            out += c;
+        }
+        out += "\",";
+    }
+    if (out.size() > 1) out.pop_back();
+    return out + "}";
+}
+
+std::string hexOf(const Bytes& bytes) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string out;
+    out.reserve(bytes.size() * 2);
+    for (unsigned char c : bytes) {
+        out += kHex[c >> 4];
+        out += kHex[c & 15];
+    }
+    return out;
+}
+
+
 }  // namespace
 
 PgStore::PgStore(std::string uri) : uri_(std::move(uri)) {
@@ -265,35 +292,6 @@ std::vector<std::string> PgStore::writeBatch(size_t count, const std::function<v
     return failed;
 }
 
-namespace {
-
-// A PostgreSQL array literal of texts, each element quoted.
-std::string arrayOf(const std::vector<std::string>& items) {
-    std::string out = "{";
-    for (const std::string& item : items) {
-        out += '"';
-        for (char c : item) {
-            if (c == '"' || c == '\\') out += '\\';
-            out += c;
-        }
-        out += "\",";
-    }
-    if (out.size() > 1) out.pop_back();
-    return out + "}";
-}
-
-std::string hexOf(const Bytes& bytes) {
-    static constexpr char kHex[] = "0123456789abcdef";
-    std::string out;
-    out.reserve(bytes.size() * 2);
-    for (unsigned char c : bytes) {
-        out += kHex[c >> 4];
-        out += kHex[c & 15];
-    }
-    return out;
-}
-
-}  // namespace
 
 void PgStore::publishHeld() {
     holdEvents_ = false;
@@ -515,6 +513,28 @@ int64_t PgStore::storeMessage(const Bytes& receiver, const Bytes& body, uint16_t
                "RETURNING id",
                {gbkArg(receiver), blobArg(body), static_cast<int64_t>(std::time(nullptr)), int{sub}})
         .integer(0, 0);
+}
+
+std::vector<int64_t> PgStore::storeMessages(std::span<const NewMessage> messages) {
+    if (messages.size() < 2) return Store::storeMessages(messages);
+    std::vector<std::string> receivers, bodies, subs;
+    for (const NewMessage& m : messages) {
+        receivers.push_back(gbk::toUtf8(m.receiver));
+        bodies.push_back(hexOf(m.body));
+        subs.push_back(std::to_string(m.sub));
+    }
+    // The ids are taken in the order of the arrays, and returned in it.
+    Rows r = run("WITH u AS MATERIALIZED (SELECT nextval('waiting_messages_id_seq') AS i, r, b, s "
+                 "FROM unnest($1::text[], $2::text[], $3::int[]) AS v(r, b, s)), "
+                 "w AS (INSERT INTO waiting_messages (id, receiver, body, created_at, sub) "
+                 "SELECT i, r, decode(b, 'hex'), $4, s FROM u) "
+                 "SELECT i FROM u ORDER BY i",
+                 {arrayOf(receivers), arrayOf(bodies), arrayOf(subs), static_cast<int64_t>(std::time(nullptr))});
+    std::vector<int64_t> ids;
+    for (int i = 0; i < r.size(); ++i) ids.push_back(r.integer(i, 0));
+    if (ids.size() != messages.size()) throw StoreError("stored " + std::to_string(ids.size()) + " messages of " +
+                                                        std::to_string(messages.size()));
+    return ids;
 }
 
 std::vector<WaitingMessage> PgStore::waitingMessages(const Bytes& receiver, int64_t afterId, int limit) {

@@ -76,6 +76,7 @@ class PgStore : public Store {
     std::vector<JoinRequest> joinRequestsBy(const Bytes& requester) override;
 
     int64_t storeMessage(const Bytes& receiver, const Bytes& body, uint16_t sub = kind::kChat.sub) override;
+    std::vector<int64_t> storeMessages(std::span<const NewMessage> messages) override;
     std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId, int limit) override;
     void deleteMessages(std::span<const int64_t> ids) override;
     int countWaiting(const Bytes& receiver, int upTo) override;

@@ -260,6 +260,13 @@ class Store {
     // Messages for a receiver who was away, oldest first.
     virtual int64_t storeMessage(const Bytes& receiver, const Bytes& body,
                                  uint16_t sub = kind::kChat.sub) = 0;
+    // Several at once, their ids in the same order.
+    struct NewMessage {
+        Bytes receiver;
+        Bytes body;
+        uint16_t sub = kind::kChat.sub;
+    };
+    virtual std::vector<int64_t> storeMessages(std::span<const NewMessage> messages);
     virtual std::vector<WaitingMessage> waitingMessages(const Bytes& receiver, int64_t afterId,
                                                         int limit) = 0;
     virtual void deleteMessages(std::span<const int64_t> ids) = 0;
