@@ -70,5 +70,41 @@ TEST(NqserverPostgres, TwoChatServersThroughTheirFaults) {
     EXPECT_EQ(alice.waitFor(kind::kPresence, 5s).header.code, code::kOnline);
 }
 
+// A message to a user on another server travels in its notification and is stored beside it:
+// B sends it and deletes the row, or drops it for bob's blacklist, which only B holds; with B
+// dead the row waits, and bob's next login, on A, finds it.
+TEST(NqserverPostgres, AMessageCrossingServersIsSentFromItsEventAndOutlivesItsReceiversServer) {
+    const std::string address = claimLoopbackAddress();
+    const Database db;
+    const std::vector<std::string> args = {"--role", "chat", "--public-host", address};
+    ServerProcess a(address, args, db.uri, 8001), b(address, args, db.uri, 8002);
+    server::PgStore store(db.uri);
+    for (int i = 0; i < 500 && store.loads().size() < 2; ++i) std::this_thread::sleep_for(10ms);
+    auto waiting = [&](int expected) {
+        for (int i = 0; i < 100 && store.countWaiting("bob", 10) != expected; ++i) std::this_thread::sleep_for(10ms);
+        return store.countWaiting("bob", 10);
+    };
+    Client alice(address), bob(address), carol(address), again(address);
+    alice.enter(a.chat(), "alice");
+    carol.enter(a.chat(), "carol");
+    bob.enter(b.chat(), "bob");
+    alice.waitFor(kind::kPresence);  // bob came
+
+    alice.send(kind::kChat, {"bob", "1"});
+    EXPECT_EQ(bob.waitFor(kind::kChat).fields[2], "1");
+    EXPECT_EQ(waiting(0), 0);
+    bob.send(kind::kAddToBlacklist, {"alice"});
+    bob.waitFor(kind::kAddToBlacklist);
+    alice.send(kind::kChat, {"bob", "2"});
+    bob.expectSilence(500ms, kind::kChat);
+    EXPECT_EQ(waiting(0), 0);
+
+    b.kill();
+    carol.send(kind::kChat, {"bob", "3"});
+    EXPECT_EQ(waiting(1), 1);
+    again.enter(a.chat(), "bob");
+    EXPECT_EQ(again.waitFor(kind::kChat).fields[2], "3");
+}
+
 }  // namespace
 }  // namespace nq::test
