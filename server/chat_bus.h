@@ -50,6 +50,8 @@ class ChatBus {
     // presence events and expulsions and by what elsewhere read. It may be stale either way; a
     // message sent by it is stored all the same, so a wrong guess delays it, never loses it.
     std::optional<std::string> viewedElsewhere(const Bytes& account, Time now);
+    // Account logged in here: whatever the view said of him is over.
+    void cameHere(const Bytes& account) { viewed_.erase(account); }
     // A one-to-one message for account, whose session server holds: stored as waiting and told
     // to that server with its body, in one write.
     void relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub);

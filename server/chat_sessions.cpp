@@ -122,6 +122,7 @@ void ChatService::admit(const Endpoint& from, const Account& account, uint32_t n
     if (Peer& peer = peerAt(from); peer.session != 0)
         endSession(peer.session, true, "another account logged in from its address");
 
+    bus_.cameHere(account.name);
     Session& s = openSession(number, account, from);
     NQ_LOG(log_, Info, "session %u: %s logged in from %s", s.number, printable(s.account).c_str(),
            from.toString().c_str());
