@@ -108,7 +108,8 @@ void ChatBus::view(const BusEvent& e) {
     } else if (e.kind == BusKind::Presence) {
         // Only the server that held him tells that he went: an older session's end elsewhere
         // says nothing of the newer one.
-        if (auto it = viewed_.find(e.account); it != viewed_.end() && it->second == e.origin) viewed_.erase(it);
+        if (auto it = viewed_.find(e.account); it != viewed_.end() && it->second == e.origin)
+            viewed_.erase(it);
     }
 }
 

@@ -64,8 +64,8 @@ enum FrameFlag : uint8_t {
 // The waiting-message row that keeps a chat message until it leaves, so that neither a stop nor
 // a crash loses it: the row it was read from, or one written when pacing first held it back.
 struct StoredRow {
-    int64_t id = 0;    // 0 until written
-    bool held = true;  // still in the pacer: a refill of waiting messages skips the row
+    int64_t id = 0;          // 0 until written
+    bool held = true;        // still in the pacer: a refill of waiting messages skips the row
     bool committed = false;  // id names a row in the database, not one a batch may still undo
 };
 

@@ -88,8 +88,8 @@ std::optional<HeardEvent> parseBusPayload(std::string_view payload) {
     auto origin = fromHex(f[3]), account = fromHex(f[4]), target = fromHex(f[5]);
     const bool whole = f[6] != "-";
     auto body = whole ? fromHex(f[6]) : std::string();
-    if (!payload.empty() || !id || *id <= 0 || !kind || *kind < 1 ||
-        *kind > kBusKindMax || !code || !origin || !account || !target || !body)
+    if (!payload.empty() || !id || *id <= 0 || !kind || *kind < 1 || *kind > kBusKindMax || !code ||
+        !origin || !account || !target || !body)
         return std::nullopt;
     return HeardEvent{{*id, std::move(*origin), static_cast<BusKind>(*kind), std::move(*account), *code,
                        std::move(*target), std::move(*body)},

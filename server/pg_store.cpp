@@ -66,7 +66,6 @@ std::string hexOf(const Bytes& bytes) {
     return out;
 }
 
-
 }  // namespace
 
 PgStore::PgStore(std::string uri) : uri_(std::move(uri)) {
@@ -291,7 +290,6 @@ std::vector<std::string> PgStore::writeBatch(size_t count, const std::function<v
     done();
     return failed;
 }
-
 
 void PgStore::publishHeld() {
     holdEvents_ = false;
@@ -524,16 +522,18 @@ std::vector<int64_t> PgStore::storeMessages(std::span<const NewMessage> messages
         subs.push_back(std::to_string(m.sub));
     }
     // The ids are taken in the order of the arrays, and returned in it.
-    Rows r = run("WITH u AS MATERIALIZED (SELECT nextval('waiting_messages_id_seq') AS i, r, b, s "
-                 "FROM unnest($1::text[], $2::text[], $3::int[]) AS v(r, b, s)), "
-                 "w AS (INSERT INTO waiting_messages (id, receiver, body, created_at, sub) "
-                 "SELECT i, r, decode(b, 'hex'), $4, s FROM u) "
-                 "SELECT i FROM u ORDER BY i",
-                 {arrayOf(receivers), arrayOf(bodies), arrayOf(subs), static_cast<int64_t>(std::time(nullptr))});
+    Rows r =
+        run("WITH u AS MATERIALIZED (SELECT nextval('waiting_messages_id_seq') AS i, r, b, s "
+            "FROM unnest($1::text[], $2::text[], $3::int[]) AS v(r, b, s)), "
+            "w AS (INSERT INTO waiting_messages (id, receiver, body, created_at, sub) "
+            "SELECT i, r, decode(b, 'hex'), $4, s FROM u) "
+            "SELECT i FROM u ORDER BY i",
+            {arrayOf(receivers), arrayOf(bodies), arrayOf(subs), static_cast<int64_t>(std::time(nullptr))});
     std::vector<int64_t> ids;
     for (int i = 0; i < r.size(); ++i) ids.push_back(r.integer(i, 0));
-    if (ids.size() != messages.size()) throw StoreError("stored " + std::to_string(ids.size()) + " messages of " +
-                                                        std::to_string(messages.size()));
+    if (ids.size() != messages.size())
+        throw StoreError("stored " + std::to_string(ids.size()) + " messages of " +
+                         std::to_string(messages.size()));
     return ids;
 }
 

@@ -81,7 +81,8 @@ TEST(NqserverPostgres, AMessageCrossingServersIsSentFromItsEventAndOutlivesItsRe
     server::PgStore store(db.uri);
     for (int i = 0; i < 500 && store.loads().size() < 2; ++i) std::this_thread::sleep_for(10ms);
     auto waiting = [&](int expected) {
-        for (int i = 0; i < 100 && store.countWaiting("bob", 10) != expected; ++i) std::this_thread::sleep_for(10ms);
+        for (int i = 0; i < 100 && store.countWaiting("bob", 10) != expected; ++i)
+            std::this_thread::sleep_for(10ms);
         return store.countWaiting("bob", 10);
     };
     Client alice(address), bob(address), carol(address), again(address);
