@@ -113,13 +113,13 @@ void ChatBus::view(const BusEvent& e) {
     }
 }
 
-void ChatBus::relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub) {
+bool ChatBus::relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub) {
     // The messages of a turn go in one write: their rows in one statement, their events in the
     // next, whatever other writes come between them in the queue.
-    if (!relays_ || relays_->applied) {
-        relays_ = std::make_shared<Relays>();
-        writes_.add("store messages for other chat servers",
-                    [relays = relays_, id = serverId_, feed = feed_.get()](Store& s) {
+    if (!relays_ || relays_->applied || relays_->messages.size() >= kRelaysMax) {
+        auto relays = std::make_shared<Relays>();
+        const bool queued = writes_.add("store messages for other chat servers",
+                    [relays, id = serverId_, feed = feed_.get()](Store& s) {
                         relays->applied = true;
                         const std::vector<int64_t> rows = s.storeMessages(relays->messages);
                         for (size_t i = 0; i < rows.size(); ++i) {
@@ -128,9 +128,12 @@ void ChatBus::relay(const Bytes& account, const std::string& server, const Bytes
                                               messageEventBody(rows[i], m.body)});
                         }
                     });
+        if (!queued) return false;
+        relays_ = std::move(relays);
     }
     relays_->messages.push_back({account, body, sub});
     relays_->servers.push_back(server);
+    return true;
 }
 
 Bytes messageEventBody(int64_t row, const Bytes& frameBody) {

@@ -53,8 +53,8 @@ class ChatBus {
     // Account logged in here: whatever the view said of him is over.
     void cameHere(const Bytes& account) { viewed_.erase(account); }
     // A one-to-one message for account, whose session server holds: stored as waiting and told
-    // to that server with its body, in one write.
-    void relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub);
+    // to that server with its body, in one write. False when the write queue is full.
+    [[nodiscard]] bool relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub);
     // Those in the public room at the other servers, limit at most; none while no other runs.
     std::vector<Bytes> roomMembersElsewhere(Time now, int limit);
     // The newest event of any server, 0 while no other runs.
@@ -113,6 +113,7 @@ class ChatBus {
         bool applied = false;  // a relay after this goes in a write of its own
     };
     std::shared_ptr<Relays> relays_;
+    static constexpr size_t kRelaysMax = 512;
 };
 
 // The body of a Message event: the waiting row's id in decimal, a space, the frame's body.

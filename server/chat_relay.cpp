@@ -53,7 +53,7 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
     // server checks the blacklist, which it holds in memory.
     if (!receiver)
         if (auto server = bus_.viewedElsewhere(receiverName, now_))
-            return bus_.relay(receiverName, *server, body, kind.sub);
+            return relay(s, receiverName, *server, body, kind.sub);
 
     const bool refused =
         receiver ? receiver->blacklist.count(s.account) > 0 : store_.isBlacklisted(receiverName, s.account);
@@ -76,7 +76,7 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
     if (!receiver) {
         if (!waitingRates_.take(s.account, now_)) return refuseWaiting(s, receiverName, false);
         if (auto server = bus_.elsewhere(receiverName, now_))
-            return bus_.relay(receiverName, *server, body, kind.sub);
+            return relay(s, receiverName, *server, body, kind.sub);
         if (waitingFull(receiverName)) return refuseWaiting(s, receiverName, true);
     } else if (!waitingRates_.take(s.account, now_)) {
         return refuseWaiting(s, receiverName, false);
@@ -87,6 +87,14 @@ void ChatService::onChat(Session& s, const FrameHeader& h, FieldReader& fields) 
         st.storeMessage(receiverName, body, sub);
     });
     if (receiver && receiver->ready) receiver->moreWaiting = true;
+}
+
+void ChatService::relay(Session& sender, const Bytes& receiver, const std::string& server, const Bytes& body,
+                        uint16_t sub) {
+    if (bus_.relay(receiver, server, body, sub)) return;
+    NQ_LOG_CAPPED(log_, Failed, now_, Error, "dropped a message from %s to %s: too many writes wait",
+                  printable(sender.account).c_str(), printable(receiver).c_str());
+    toastRefusal(sender, "服务器暂时连不上数据库，这条消息没有发出，请稍后再发。");
 }
 
 bool ChatService::waitingFull(const Bytes& receiver) {

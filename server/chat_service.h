@@ -203,6 +203,9 @@ class ChatService {
     void keepInStore(OutFrame& held, const Bytes& receiver, const Bytes& body, uint16_t sub);
     void queueWaiting(Session& s);
     void onWaitingElsewhere(const Bytes& account);
+    // To a receiver online on another server; a toast when it cannot be queued.
+    void relay(Session& sender, const Bytes& receiver, const std::string& server, const Bytes& body,
+               uint16_t sub);
     bool waitingFull(const Bytes& receiver);
     void refuseWaiting(Session& sender, const Bytes& receiver, bool full);
     void onMessageElsewhere(const BusEvent& e);
