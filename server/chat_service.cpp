@@ -366,8 +366,8 @@ void ChatService::sweep(Time now) {
 
 void ChatService::sweepSession(Session& s, Time now, bool& storeAnswers) {
     const Duration silence = now - s.lastHeard;
-    const bool stalled = silence <= kStallPatience &&
-                         (silence > config_.pacing.stallSilence || peerAt(s.endpoint).pacer.readingStopped(now));
+    const bool stalled = silence <= kStallPatience && (silence > config_.pacing.stallSilence ||
+                                                       peerAt(s.endpoint).pacer.readingStopped(now));
     if (silence > config_.sessionTimeout && !stalled) return endSession(s.number, true, "timed out");
     if (!s.ready && now >= s.readyDeadline) {
         NQ_LOG(log_, Info, "%s never asked for its waiting messages; sending them anyway",

@@ -66,12 +66,15 @@ class RateBuckets {
     }
     size_t size() const { return buckets_.size(); }
 
-    void forgetFull(Time now) { std::erase_if(buckets_, [&](const auto& kv) { return full(kv.second, now); }); }
+    void forgetFull(Time now) {
+        std::erase_if(buckets_, [&](const auto& kv) { return full(kv.second, now); });
+    }
     // The same over a share of the table (0..1), going on where the last share ended: a full
     // bucket forgotten a little later costs only its memory.
     void forgetFullShare(Time now, double share) {
         const size_t n = buckets_.bucket_count();
-        size_t todo = std::min(n, static_cast<size_t>(std::ceil(std::clamp(share, 0.0, 1.0) * static_cast<double>(n))));
+        size_t todo =
+            std::min(n, static_cast<size_t>(std::ceil(std::clamp(share, 0.0, 1.0) * static_cast<double>(n))));
         for (cursor_ %= n; todo > 0; --todo, cursor_ = (cursor_ + 1) % n)
             for (auto it = buckets_.begin(cursor_); it != buckets_.end(cursor_);) {
                 const auto& [key, bucket] = *it++;

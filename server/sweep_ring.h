@@ -40,7 +40,8 @@ class SweepRing {
         const auto due = [&] {
             if (lastTurn) return keys_.size();  // keys added by the visits of this turn too
             const double share = secondsOf(now - start_) / secondsOf(period_);
-            return std::min(keys_.size(), static_cast<size_t>(std::ceil(share * static_cast<double>(keys_.size()))));
+            return std::min(keys_.size(),
+                            static_cast<size_t>(std::ceil(share * static_cast<double>(keys_.size()))));
         };
         // Keys that stay are moved down over those that left, so the ring holds no more than the
         // table plus the keys that came since the round began.
