@@ -467,7 +467,9 @@ void ChatService::restoreSessions(Time now) {
         if (k.ready) makeReady(s);
         ++restored;
     }
-    if (restored) NQ_LOG(log_, Info, "took up %d sessions held before the last stop or crash", restored);
+    if (restored)
+        NQ_LOG(log_, Info, "took up %d session%s held before the last stop or crash", restored,
+               restored == 1 ? "" : "s");
     restoreRoom();
     writes_.flush(now);
 }
