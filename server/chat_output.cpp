@@ -8,7 +8,10 @@ namespace nq::server {
 
 ChatService::Peer& ChatService::peerAt(const Endpoint& ep) {
     auto it = peers_.find(ep);
-    if (it == peers_.end()) it = peers_.emplace(ep, Peer(config_.pacing)).first;
+    if (it == peers_.end()) {
+        it = peers_.emplace(ep, Peer(config_.pacing)).first;
+        peerRing_.add(ep);
+    }
     return it->second;
 }
 

@@ -63,7 +63,9 @@ ChatService::ChatService(Store& store, const ChatConfig& config, Logger& log, Wa
       joinRates_(config.input.joinRequestsPerHour / 3600.0, config.input.joinRequestsPerHour),
       roomRates_(config.input.roomLinesPerMinute / 60.0,
                  std::max(1.0, config.input.roomLinesPerMinute / 3.0)),
-      limitNotices_(1 / 60.0, 1) {
+      limitNotices_(1 / 60.0, 1),
+      sessionRing_(config.sweepInterval()),
+      peerRing_(config.sweepInterval()) {
     lastNoticeId_ = store_.lastNoticeId();  // notices from before the start were for others
     room_ = store_.room();
 }
@@ -305,7 +307,7 @@ void ChatService::timerWork(Time now) {
             if (auto it = peers_.find(ep); it != peers_.end()) releasePeer(ep, it->second);
     }
     if (now >= nextSweep_) {
-        nextSweep_ = now + config_.sweepInterval();
+        nextSweep_ = now + config_.sweepTurn();
         sweep(now);
     }
     bus_.report(now, static_cast<int>(sessions_.size()));
@@ -326,51 +328,61 @@ void ChatService::timerWork(Time now) {
 }
 
 // Silent sessions end, clients that never asked for their waiting messages get them anyway, the
-// next slice of waiting messages is read, and peers with nothing left are forgotten.
+// next slice of waiting messages is read, and peers and rate buckets with nothing left are
+// forgotten. Each turn does its share of the period: a walk over all of 30,000 sessions and their
+// peers at once held the loop for about 14 ms.
 void ChatService::sweep(Time now) {
-    std::vector<uint32_t> silent;
-    std::vector<uint32_t> due;
-    for (auto& [number, s] : sessions_) {
-        const Duration silence = now - s.lastHeard;
-        const bool stalled = silence <= kStallPatience && (silence > config_.pacing.stallSilence ||
-                                                           peerAt(s.endpoint).pacer.readingStopped(now));
-        if (silence > config_.sessionTimeout && !stalled)
-            silent.push_back(number);
-        else if (!s.ready && now >= s.readyDeadline)
-            due.push_back(number);
-    }
-    for (uint32_t n : silent) endSession(n, true, "timed out");
-    for (uint32_t n : due) {
-        Session& s = sessions_.at(n);
-        NQ_LOG(log_, Info, "%s never asked for its waiting messages; sending them anyway",
-               printable(s.account).c_str());
-        makeReady(s);
-    }
-    try {
-        for (auto& [number, s] : sessions_) {
-            if (!s.moreWaiting) continue;
-            auto p = peers_.find(s.endpoint);
-            if (p != peers_.end() && p->second.pacer.heldCount() < kRefillBelow) queueWaiting(s);
-        }
-    } catch (const StoreUnavailable& e) {
-        // The refill goes on at the next sweep; the rest of this one needs no database.
-        NQ_LOG_CAPPED(log_, Failed, now, Warn, "waiting messages wait for the database: %s", e.what());
-    }
-    for (auto it = peers_.begin(); it != peers_.end();) {
-        if (it->second.session == 0 && it->second.pacer.idle(now))
-            it = peers_.erase(it);
-        else
-            ++it;
-    }
-    frameRates_.forgetFull(now);
-    replyRates_.forgetFull(now);
-    waitingRates_.forgetFull(now);
-    limitNotices_.forgetFull(now);
-    roomRates_.forgetFull(now);
+    bool storeAnswers = true;
+    sessionRing_.turn(
+        now,
+        [&](uint32_t number) -> uint32_t* {
+            auto it = sessions_.find(number);
+            return it == sessions_.end() ? nullptr : &it->second.swept;
+        },
+        [&](uint32_t number) { sweepSession(sessions_.at(number), now, storeAnswers); });
+    peerRing_.turn(
+        now,
+        [&](const Endpoint& ep) -> uint32_t* {
+            auto it = peers_.find(ep);
+            return it == peers_.end() ? nullptr : &it->second.swept;
+        },
+        [&](const Endpoint& ep) {
+            auto it = peers_.find(ep);
+            if (it->second.session == 0 && it->second.pacer.idle(now)) peers_.erase(it);
+        });
+    const double share = lastSweep_ ? secondsOf(now - *lastSweep_) / secondsOf(config_.sweepInterval()) : 1.0;
+    lastSweep_ = now;
+    frameRates_.forgetFullShare(now, share);
+    replyRates_.forgetFullShare(now, share);
+    waitingRates_.forgetFullShare(now, share);
+    limitNotices_.forgetFullShare(now, share);
+    roomRates_.forgetFullShare(now, share);
     if (now >= nextAgeCheck_) {
         nextAgeCheck_ = now + kAgeCheck;
         dropOldWaiting();
         std::erase_if(retiredStamps_, [&](const auto& kv) { return now - kv.second.at > kStampMemory; });
+    }
+}
+
+void ChatService::sweepSession(Session& s, Time now, bool& storeAnswers) {
+    const Duration silence = now - s.lastHeard;
+    const bool stalled = silence <= kStallPatience && (silence > config_.pacing.stallSilence ||
+                                                       peerAt(s.endpoint).pacer.readingStopped(now));
+    if (silence > config_.sessionTimeout && !stalled) return endSession(s.number, true, "timed out");
+    if (!s.ready && now >= s.readyDeadline) {
+        NQ_LOG(log_, Info, "%s never asked for its waiting messages; sending them anyway",
+               printable(s.account).c_str());
+        makeReady(s);
+    }
+    if (!s.moreWaiting || !storeAnswers) return;
+    auto p = peers_.find(s.endpoint);
+    if (p == peers_.end() || p->second.pacer.heldCount() >= kRefillBelow) return;
+    try {
+        queueWaiting(s);
+    } catch (const StoreUnavailable& e) {
+        // The refills go on at the session's next visit; the rest of the sweep needs no database.
+        storeAnswers = false;
+        NQ_LOG_CAPPED(log_, Failed, now, Warn, "waiting messages wait for the database: %s", e.what());
     }
 }
 
@@ -458,7 +470,9 @@ void ChatService::restoreSessions(Time now) {
         if (k.ready) makeReady(s);
         ++restored;
     }
-    if (restored) NQ_LOG(log_, Info, "took up %d sessions held before the last stop or crash", restored);
+    if (restored)
+        NQ_LOG(log_, Info, "took up %d session%s held before the last stop or crash", restored,
+               restored == 1 ? "" : "s");
     restoreRoom();
     writes_.flush(now);
 }

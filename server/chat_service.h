@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -32,6 +33,7 @@
 #include "server/pacer.h"
 #include "server/rate_limit.h"
 #include "server/store.h"
+#include "server/sweep_ring.h"
 #include "server/write_queue.h"
 #include "wire/fields.h"
 #include "wire/frame_kinds.h"
@@ -50,7 +52,9 @@ struct ChatConfig {
     // A client that never sends (2,6) still gets its waiting messages this long after its
     // friend roster: sixty ticks, half a minute.
     Duration readyFallback() const { return pacing.tick * 60; }
+    // Each session and peer is looked at once in this period, a share of them every sweepTurn.
     Duration sweepInterval() const;
+    Duration sweepTurn() const { return sweepInterval() / 50; }
 };
 
 // The stamps a client gets in the Session field of the group lines sent to it, 1..32767 in turn.
@@ -153,6 +157,7 @@ class ChatService {
             int64_t nextRow = 0;
             int64_t afterId = 0;
         } groupPage;
+        uint32_t swept = 0;  // the round of sessionRing_ that last looked at it
     };
     // More acceptances than this unanswered were lost on the way, or come from no client.
     static constexpr size_t kProfilesAwaitedMax = 16;
@@ -162,6 +167,7 @@ class ChatService {
         ClientPacer pacer;
         uint16_t seq = 0;
         uint32_t session = 0;
+        uint32_t swept = 0;  // the round of peerRing_ that last looked at it
     };
 
     // A frame of a session, its own account already read from the front of the body.
@@ -294,6 +300,8 @@ class ChatService {
 
     void timerWork(Time now);
     void sweep(Time now);
+    // Whether the store answered this turn's refills so far; after a refusal the rest wait.
+    void sweepSession(Session& s, Time now, bool& storeAnswers);
     void onBusEvent(const BusEvent& e);
 
     Store& store_;
@@ -318,6 +326,8 @@ class ChatService {
     std::unordered_map<uint32_t, Session> sessions_;
     std::unordered_map<Bytes, uint32_t> byAccount_;
     std::unordered_map<Endpoint, Peer, EndpointHash> peers_;
+    SweepRing<uint32_t> sessionRing_;
+    SweepRing<Endpoint> peerRing_;
     // The public room as the store names it, read again with the notices; those in it whose
     // sessions are here, in the order they came, each once.
     std::optional<Room> room_;
@@ -358,6 +368,7 @@ class ChatService {
     std::unordered_map<Bytes, std::pair<Group, std::vector<Contact>>> groupsSeen_;
 
     Time nextSweep_{};
+    std::optional<Time> lastSweep_;
     Time nextNoticePoll_{};
     Time nextAgeCheck_{};
     int64_t lastNoticeId_ = 0;

@@ -150,6 +150,7 @@ void ChatService::onDirectLink(Session& s, const FrameHeader& h, FieldReader&) {
 ChatService::Session& ChatService::openSession(uint32_t number, const Account& account,
                                                const Endpoint& from) {
     Session& s = sessions_[number];
+    sessionRing_.add(number);
     s.number = number;
     s.account = account.name;
     s.nick = account.nick;

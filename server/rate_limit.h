@@ -5,6 +5,7 @@
 // of keys, since a forger can make up a new address and port for every datagram.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <unordered_map>
 
@@ -66,9 +67,19 @@ class RateBuckets {
     size_t size() const { return buckets_.size(); }
 
     void forgetFull(Time now) {
-        std::erase_if(buckets_, [&](const auto& kv) {
-            return kv.second.tokens + secondsOf(now - kv.second.at) * rate_ >= burst_;
-        });
+        std::erase_if(buckets_, [&](const auto& kv) { return full(kv.second, now); });
+    }
+    // The same over a share of the table (0..1), going on where the last share ended: a full
+    // bucket forgotten a little later costs only its memory.
+    void forgetFullShare(Time now, double share) {
+        const size_t n = buckets_.bucket_count();
+        size_t todo =
+            std::min(n, static_cast<size_t>(std::ceil(std::clamp(share, 0.0, 1.0) * static_cast<double>(n))));
+        for (cursor_ %= n; todo > 0; --todo, cursor_ = (cursor_ + 1) % n)
+            for (auto it = buckets_.begin(cursor_); it != buckets_.end(cursor_);) {
+                const auto& [key, bucket] = *it++;
+                if (full(bucket, now)) buckets_.erase(Key(key));
+            }
     }
 
   private:
@@ -76,6 +87,7 @@ class RateBuckets {
         double tokens;
         Time at;
     };
+    bool full(const Bucket& b, Time now) const { return b.tokens + secondsOf(now - b.at) * rate_ >= burst_; }
     void makeRoom(Time now) {
         // A full sweep at most ten times a second: under a forged flood the table stays full.
         if (now >= nextSweep_) {
@@ -90,6 +102,7 @@ class RateBuckets {
     const size_t maxKeys_;
     std::unordered_map<Key, Bucket, Hash> buckets_;
     Time nextSweep_{};
+    size_t cursor_ = 0;  // the next hash bucket forgetFullShare looks at
 };
 
 }  // namespace nq::server

@@ -27,7 +27,7 @@ ChatWindows::ChatWindows(Session& session, Contacts& contacts, ChatManager& chat
     connect(&contacts_.MyTree(), &NodeTree::changed, this, &ChatWindows::followGroupMembers);
     connect(&chat_, &ChatManager::messageQueued, this, [this] {
         for (const auto& w : windows_)
-            if (w && chat_.hasLineFor(w->lbFrdCaption())) w->wakeDelivery();
+            if (chat_.hasLineFor(w->lbFrdCaption())) w->wakeDelivery();
     });
     connect(&session_, &Session::loggedOut, this, &ChatWindows::closeAll);
 }
@@ -48,24 +48,21 @@ void ChatWindows::setMainWindow(QWidget* window, std::function<void(bool)> show)
 
 frmChat* ChatWindows::find(const Bytes& caption) const {
     for (const auto& w : windows_)
-        if (w && w->caption() == caption) return w;
+        if (w->caption() == caption) return w;
     return nullptr;
 }
 
 frmChat* ChatWindows::create(std::optional<ChatMode> mode, const Bytes& name) {
     auto* w = new frmChat(*this, mode, name);
-    windows_.erase(std::remove(windows_.begin(), windows_.end(), nullptr), windows_.end());
-    windows_.emplace_back(w);
-    connect(w, &QObject::destroyed, this, [this] {
-        windows_.erase(std::remove(windows_.begin(), windows_.end(), nullptr), windows_.end());
-    });
+    windows_.push_back(w);
+    connect(w, &QObject::destroyed, this, [this, w] { std::erase(windows_, w); });
     return w;
 }
 
 void ChatWindows::followGroupMembers() {
     const NodeTree& tree = contacts_.MyTree();
     for (const auto& w : windows_) {
-        if (!w || w->chatMode != ChatMode::OTM) continue;
+        if (w->chatMode != ChatMode::OTM) continue;
         int group = 0;
         for (int n : tree.findAll(w->lbFrdCaption()))
             if (tree.parent(n) == 0) group = n;
@@ -119,14 +116,13 @@ frmChat* ChatWindows::openMemberChat(const Bytes& member, int head) {
 }
 
 void ChatWindows::closeAll() {
-    for (const auto& w : std::vector<QPointer<frmChat>>(windows_))
+    for (const QPointer<frmChat>& w : std::vector<QPointer<frmChat>>(windows_.begin(), windows_.end()))
         if (w) w->close();
 }
 
 std::vector<OpenChat> ChatWindows::openChats() const {
     std::vector<OpenChat> out;
-    for (const auto& w : windows_)
-        if (w) out.push_back({w->caption(), w->chatMode});
+    for (const auto& w : windows_) out.push_back({w->caption(), w->chatMode});
     return out;
 }
 
@@ -157,7 +153,7 @@ void ChatWindows::openChatWindow(const NewChatWindow& window) {
 
 RoomView* ChatWindows::roomView(const Bytes& caption) {
     for (const auto& w : windows_)
-        if (w && w->caption() == caption && w->chatMode == ChatMode::MM) return w;
+        if (w->caption() == caption && w->chatMode == ChatMode::MM) return w;
     return nullptr;
 }
 

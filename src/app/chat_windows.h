@@ -67,7 +67,7 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     // A member of a group, from IList1 or 发送私人消息.
     frmChat* openMemberChat(const Bytes& member, int head);
     [[nodiscard]] frmChat* find(const Bytes& caption) const;
-    [[nodiscard]] const std::vector<QPointer<frmChat>>& windows() const { return windows_; }
+    [[nodiscard]] const std::vector<frmChat*>& windows() const { return windows_; }
     // Every window closes (logout, exit).
     void closeAll();
 
@@ -130,7 +130,9 @@ class ChatWindows : public QObject, public ChatWindowDirectory {
     const ImageList* heads_ = nullptr;
     QPointer<QWidget> mainWindow_;
     std::function<void(bool)> showMain_;
-    std::vector<QPointer<frmChat>> windows_;
+    // Each leaves the list as it is destroyed. Plain pointers: a QPointer to a window being
+    // destroyed would cast a mere QWidget back to frmChat.
+    std::vector<frmChat*> windows_;
     LineLook boxLook_;
     std::function<void(const Bytes&)> memberMenu_;
     std::function<void(const Bytes&, int)> profileOpener_;

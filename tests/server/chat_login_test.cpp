@@ -315,5 +315,31 @@ TEST_F(ChatTest, AnOldSealIsResealedAtTheNextLogin) {
     EXPECT_THROW(store().setDigest("nobody", old), StoreError);
 }
 
+// The sweep looks at a share of the sessions every turn: with logins spread over six rounds and those
+// ahead ending first, each still ends within an interval and a turn of its time-out.
+TEST_F(ChatTest, EverySilentSessionEndsWithinASweepIntervalOfItsTimeOut) {
+    config_.sessionTimeout = 4s;            // under the stall silence: silence alone ends it
+    Account a = *store().account("alice");  // her seal, under other names
+    std::vector<std::pair<std::string, Time>> silentSince;
+    const auto step = [&] {
+        advance(10ms);
+        std::erase_if(silentSince, [&](const auto& who) {
+            if (chat().sessionOf(who.first)) return false;
+            EXPECT_GT(now_ - who.second, 4s) << who.first;
+            EXPECT_LE(now_ - who.second, 4s + config_.sweepInterval() + config_.sweepTurn()) << who.first;
+            return true;
+        });
+    };
+    for (int i = 0; i < 60; ++i) {
+        a.name = a.nick = "quiet" + std::to_string(i);
+        store().createAccount(a);
+        login(client(100 + i), a.name.c_str());
+        silentSince.emplace_back(a.name, now_);
+        for (int k = 0; k < 10; ++k) step();
+    }
+    for (const Time end = now_ + 8s; now_ < end && !silentSince.empty();) step();
+    EXPECT_TRUE(silentSince.empty()) << silentSince.size() << " never timed out";
+}
+
 }  // namespace
 }  // namespace nq::server
