@@ -51,7 +51,8 @@ bool ChatBus::othersRunning(Time now) {
             const bool fresh = wall - seen.heartbeat <= kFreshSeconds;
             // Those fresh at the first look were running before this server: nothing changed.
             if (fresh != seen.fresh && looked_) changes_.push_back({server, fresh});
-            if (!fresh) std::erase_if(viewed_, [&](const auto& kv) { return kv.second == server; });
+            if (!fresh)
+                std::erase_if(viewed_, [&gone = server](const auto& kv) { return kv.second == gone; });
             seen.fresh = fresh;
             othersRunning_ |= fresh;
         }
@@ -118,16 +119,16 @@ bool ChatBus::relay(const Bytes& account, const std::string& server, const Bytes
     // next, whatever other writes come between them in the queue.
     if (!relays_ || relays_->applied || relays_->messages.size() >= kRelaysMax) {
         auto relays = std::make_shared<Relays>();
-        const bool queued = writes_.add("store messages for other chat servers",
-                    [relays, id = serverId_, feed = feed_.get()](Store& s) {
-                        relays->applied = true;
-                        const std::vector<int64_t> rows = s.storeMessages(relays->messages);
-                        for (size_t i = 0; i < rows.size(); ++i) {
-                            const Store::NewMessage& m = relays->messages[i];
-                            feed->publish(s, {0, id, BusKind::Message, m.receiver, m.sub, relays->servers[i],
-                                              messageEventBody(rows[i], m.body)});
-                        }
-                    });
+        const bool queued = writes_.add(
+            "store messages for other chat servers", [relays, id = serverId_, feed = feed_.get()](Store& s) {
+                relays->applied = true;
+                const std::vector<int64_t> rows = s.storeMessages(relays->messages);
+                for (size_t i = 0; i < rows.size(); ++i) {
+                    const Store::NewMessage& m = relays->messages[i];
+                    feed->publish(s, {0, id, BusKind::Message, m.receiver, m.sub, relays->servers[i],
+                                      messageEventBody(rows[i], m.body)});
+                }
+            });
         if (!queued) return false;
         relays_ = std::move(relays);
     }
