@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 
 namespace nq::server {
 namespace {
@@ -42,43 +43,44 @@ bool ChatBus::othersRunning(Time now) {
         } catch (const StoreBusy&) {
             return othersRunning_;
         }
-        for (const ServerLoad& l : loads)
-            if (l.server != serverId_)
-                seen_[l.server].heartbeat = std::max(seen_[l.server].heartbeat, l.heartbeat);
+        std::set<std::string> listed;
+        for (const ServerLoad& l : loads) {
+            if (l.server == serverId_) continue;
+            Seen& seen = seen_[l.server];
+            seen.heartbeat = std::max(seen.heartbeat, l.heartbeat);
+            seen.sessions = l.sessions;
+            listed.insert(l.server);
+        }
         const int64_t wall = wall_();
         othersRunning_ = false;
         for (auto& [server, seen] : seen_) {
-            const bool fresh = wall - seen.heartbeat <= kFreshSeconds;
+            const bool fresh = wall - seen.heartbeat <= kFreshSeconds, isListed = listed.count(server) > 0;
+            noteChange(server, seen, fresh, isListed, wall);
             // Those fresh at the first look were running before this server: nothing changed.
             if (fresh != seen.fresh && looked_) changes_.push_back({server, fresh});
             if (!fresh)
                 std::erase_if(viewed_, [&gone = server](const auto& kv) { return kv.second == gone; });
             seen.fresh = fresh;
+            seen.listed = isListed;
             othersRunning_ |= fresh;
         }
         looked_ = true;
-        noteOthers(loads, wall);
     }
     return othersRunning_;
 }
 
-void ChatBus::noteOthers(const std::vector<ServerLoad>& loads, int64_t wall) {
-    std::map<std::string, bool> seen;
-    for (const ServerLoad& l : loads) {
-        if (l.server == serverId_) continue;
-        const bool running = seen[l.server] = wall - l.heartbeat <= kFreshSeconds;
-        const auto before = others_.find(l.server);
-        if (running && (before == others_.end() || !before->second))
-            NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d session%s", l.server.c_str(),
-                   l.sessions, l.sessions == 1 ? "" : "s");
-        else if (!running && before != others_.end() && before->second)
-            NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d session%s",
-                   l.server.c_str(), static_cast<long long>(wall - l.heartbeat), l.sessions,
-                   l.sessions == 1 ? "" : "s");
-    }
-    for (const auto& [server, running] : others_)
-        if (running && !seen.count(server)) NQ_LOG(log_, Info, "chat server %s has stopped", server.c_str());
-    others_ = std::move(seen);
+// For the operator: another server starts to count, is taken as gone, or withdrew at its stop.
+void ChatBus::noteChange(const std::string& server, const Seen& before, bool fresh, bool listed,
+                         int64_t wall) {
+    const char* plural = before.sessions == 1 ? "" : "s";
+    if (fresh && listed && !(before.fresh && before.listed))
+        NQ_LOG(log_, Info, "chat server %s runs beside this one, with %d session%s", server.c_str(),
+               before.sessions, plural);
+    else if (!fresh && before.fresh && listed)
+        NQ_LOG(log_, Warn, "chat server %s last reported %lld s ago: taken as gone with its %d session%s",
+               server.c_str(), static_cast<long long>(wall - before.heartbeat), before.sessions, plural);
+    else if (!listed && before.listed && before.fresh)
+        NQ_LOG(log_, Info, "chat server %s has stopped", server.c_str());
 }
 
 std::optional<std::string> ChatBus::elsewhere(const Bytes& account, Time now) {

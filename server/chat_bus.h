@@ -54,7 +54,8 @@ class ChatBus {
     void cameHere(const Bytes& account) { viewed_.erase(account); }
     // A one-to-one message for account, whose session server holds: stored as waiting and told
     // to that server with its body, in one write. False when the write queue is full.
-    [[nodiscard]] bool relay(const Bytes& account, const std::string& server, const Bytes& body, uint16_t sub);
+    [[nodiscard]] bool relay(const Bytes& account, const std::string& server, const Bytes& body,
+                             uint16_t sub);
     // Those in the public room at the other servers, limit at most; none while no other runs.
     std::vector<Bytes> roomMembersElsewhere(Time now, int limit);
     // The newest event of any server, 0 while no other runs.
@@ -76,7 +77,6 @@ class ChatBus {
 
   private:
     // Logs which other chat servers run, once each time that changes.
-    void noteOthers(const std::vector<ServerLoad>& loads, int64_t wall);
     void view(const BusEvent& e);
     void viewAt(const Bytes& account, const std::string& server);
 
@@ -86,7 +86,6 @@ class ChatBus {
     const std::string serverId_;
     WallClock wall_;
     Logger& log_;
-    std::map<std::string, bool> others_;  // each other chat server seen, and whether it runs
     Time nextRead_{};
     Time othersCheckedAt_{};
     bool othersRunning_ = false;
@@ -94,12 +93,15 @@ class ChatBus {
     Time nextReport_{};
     int reportedLoad_ = -1;
     int64_t lastReportWall_ = 0;
-    // The newest heartbeat seen of each other server, kept when its row goes at a stop, and
-    // whether it was fresh at the last look.
+    // The newest heartbeat seen of each other server, kept when its row goes at a stop, its
+    // sessions, and whether it was fresh and its row there at the last look.
     struct Seen {
         int64_t heartbeat = 0;
+        int sessions = 0;
         bool fresh = false;
+        bool listed = false;
     };
+    void noteChange(const std::string& server, const Seen& before, bool fresh, bool listed, int64_t wall);
     std::map<std::string, Seen> seen_;
     bool looked_ = false;
     std::vector<ServerChange> changes_;
